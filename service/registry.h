@@ -15,6 +15,7 @@
 #ifndef DPSVC_REGISTRY_H
 #define DPSVC_REGISTRY_H
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -44,6 +45,34 @@ using MsgHandler = std::function<Answer(MsgContext &)>;
 // Registers the handler of one message type; a later registration of the
 // same type replaces the earlier one.
 void register_message(uint32_t type, MsgHandler handler);
+
+// The same for a type whose request payload is exactly payloadLen bytes: a
+// request of any other length gets the error reply without reaching the
+// handler.
+void register_message(uint32_t type, uint32_t payloadLen, MsgHandler handler);
+
+// Network-order fields of request and reply payloads.  Readers take the
+// payload and an offset the caller has checked against its length (the
+// loop checks every registered payload length before a handler runs).
+inline uint16_t get_be16(std::span<const uint8_t> p, std::size_t off) {
+    return static_cast<uint16_t>(p[off] << 8 | p[off + 1]);
+}
+inline uint32_t get_be32(std::span<const uint8_t> p, std::size_t off) {
+    return static_cast<uint32_t>(p[off]) << 24 | static_cast<uint32_t>(p[off + 1]) << 16 |
+           static_cast<uint32_t>(p[off + 2]) << 8 | p[off + 3];
+}
+inline void put_be16(std::vector<uint8_t> &out, uint16_t v) {
+    out.push_back(static_cast<uint8_t>(v >> 8));
+    out.push_back(static_cast<uint8_t>(v));
+}
+inline void put_be32(std::vector<uint8_t> &out, uint32_t v) {
+    put_be16(out, static_cast<uint16_t>(v >> 16));
+    put_be16(out, static_cast<uint16_t>(v));
+}
+inline void put_be64(std::vector<uint8_t> &out, uint64_t v) {
+    put_be32(out, static_cast<uint32_t>(v >> 32));
+    put_be32(out, static_cast<uint32_t>(v));
+}
 
 // Sends `payload` as the reply to the request identified by token after
 // `delayMs` milliseconds (the service keeps serving meanwhile).

@@ -1,0 +1,267 @@
+// The platform calls of the fake: dumps, control calls, sockets, topology,
+// names, services, resource strings and help.
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "fake/fake_platform.h"
+#include "fake/fake_state.h"
+
+using namespace fake;
+
+extern "C" {
+
+// ---------------------------------------------------------------- dumps --
+uint32_t DUMP_Request(uint16_t node, uint32_t dumpType, const void *key, uint32_t keyLen) {
+    record("DUMP_Request", {node, dumpType, keyLen}, key, key ? keyLen : 0);
+    State &s = state();
+    if (s.failedDumps.count(dumpType)) return DUMP_INVALID_HANDLE;
+    std::deque<Pull> pulls;
+    auto it = s.dumpScripts.find(dumpType);
+    if (it != s.dumpScripts.end() && !it->second.empty()) {
+        pulls = std::move(it->second.front());
+        it->second.erase(it->second.begin());
+    }
+    const uint32_t handle = s.nextHandle++;
+    s.openDumps[handle] = std::move(pulls);
+    return handle;
+}
+
+uint32_t DUMP_Pull(uint32_t handle, uint32_t bufLen, void *buf, uint32_t *delivered) {
+    record("DUMP_Pull", {handle, bufLen});
+    auto it = state().openDumps.find(handle);
+    if (it == state().openDumps.end()) {
+        ADD_FAILURE() << "pull of a handle that is not open: " << handle;
+        return 0x40010001u;
+    }
+    if (it->second.empty()) {
+        *delivered = 0;
+        return 0;
+    }
+    Pull p = std::move(it->second.front());
+    it->second.pop_front();
+    const size_t n = p.bytes.size() < bufLen ? p.bytes.size() : bufLen;
+    if (n) std::memcpy(buf, p.bytes.data(), n);
+    *delivered = static_cast<uint32_t>(n);
+    return p.result;
+}
+
+void DUMP_Terminate(uint32_t handle) {
+    record("DUMP_Terminate", {handle});
+    if (state().openDumps.erase(handle) == 0) ADD_FAILURE() << "terminate of a handle that is not open: " << handle;
+}
+
+uint32_t CIOCTL(uint16_t node, uint32_t cmd, uint32_t reqLen, const void *req, uint32_t replyCap, void *reply,
+                uint32_t *replyLen) {
+    record("CIOCTL", {node, cmd, reqLen, replyCap}, req, req ? reqLen : 0);
+    auto it = state().controls.find(cmd);
+    if (it == state().controls.end() || it->second.empty()) return 0x40010001u;
+    Control c = std::move(it->second.front());
+    it->second.pop_front();
+    const size_t n = c.reply.size() < replyCap ? c.reply.size() : replyCap;
+    if (n && reply) std::memcpy(reply, c.reply.data(), n);
+    if (replyLen) *replyLen = static_cast<uint32_t>(n);
+    return c.result;
+}
+
+uint32_t CIOCTL_Async(uint16_t node, uint32_t cmd, uint32_t reqLen, const void *req) {
+    record("CIOCTL_Async", {node, cmd, reqLen}, req, req ? reqLen : 0);
+    return 0;
+}
+
+// --------------------------------------------------------------- sockets --
+int SOCK_Socket(int domain, int type, int protocol) {
+    record("SOCK_Socket", {static_cast<uint64_t>(domain), static_cast<uint64_t>(type), static_cast<uint64_t>(protocol)});
+    if (state().sockets.socketResult >= 0) state().socketLog.opened++;
+    return state().sockets.socketResult;
+}
+
+int SOCK_Connect(int fd, const void *addr, uint32_t addrLen) {
+    record("SOCK_Connect", {static_cast<uint64_t>(fd), addrLen}, addr, addrLen);
+    state().socketLog.addresses.emplace_back(static_cast<const uint8_t *>(addr), static_cast<const uint8_t *>(addr) + addrLen);
+    if (state().sockets.connectResult != 0) errno = ECONNREFUSED;
+    return state().sockets.connectResult;
+}
+
+long SOCK_Send(int fd, const void *buf, size_t len, int flags) {
+    record("SOCK_Send", {static_cast<uint64_t>(fd), len, static_cast<uint64_t>(flags)}, buf, len);
+    state().socketLog.sent.emplace_back(static_cast<const uint8_t *>(buf), static_cast<const uint8_t *>(buf) + len);
+    const long r = state().sockets.sendResult;
+    if (r == -1) errno = EPIPE;
+    return r == -2 ? static_cast<long>(len) : r;
+}
+
+long SOCK_Recv(int fd, void *buf, size_t len, int flags) {
+    record("SOCK_Recv", {static_cast<uint64_t>(fd), len, static_cast<uint64_t>(flags)});
+    auto &q = state().sockets.receives;
+    if (q.empty()) {
+        errno = ECONNREFUSED;
+        return -1;
+    }
+    Recv r = std::move(q.front());
+    q.pop_front();
+    if (r.ret < 0) {
+        errno = r.err;
+        return -1;
+    }
+    if (r.ret == 0) return 0;
+    // A datagram longer than the buffer is cut, as the kernel cuts it.
+    const size_t n = r.bytes.size() < len ? r.bytes.size() : len;
+    if (n) std::memcpy(buf, r.bytes.data(), n);
+    return static_cast<long>(n);
+}
+
+int SOCK_SetSockOpt(int fd, int level, int option, const void *value, uint32_t len) {
+    record("SOCK_SetSockOpt", {static_cast<uint64_t>(fd), static_cast<uint64_t>(level), static_cast<uint64_t>(option), len},
+           value, len);
+    state().socketLog.options.emplace_back(static_cast<const uint8_t *>(value), static_cast<const uint8_t *>(value) + len);
+    return state().sockets.setOptResult;
+}
+
+int SOCK_Close(int fd) {
+    record("SOCK_Close", {static_cast<uint64_t>(fd)});
+    state().socketLog.closed++;
+    return 0;
+}
+
+// -------------------------------------------------------------- topology --
+#define FAKE_HOOK(name, ...) \
+    if (state().hooks.name) return state().hooks.name(__VA_ARGS__)
+
+uint16_t DEV_GetSelf(void) {
+    record("DEV_GetSelf", {});
+    FAKE_HOOK(DEV_GetSelf);
+    return 1;
+}
+uint16_t DEV_GetSystemMaster(void) {
+    record("DEV_GetSystemMaster", {});
+    FAKE_HOOK(DEV_GetSystemMaster);
+    return 1;
+}
+uint32_t DEV_IsController(uint16_t node) {
+    record("DEV_IsController", {node});
+    FAKE_HOOK(DEV_IsController, node);
+    return 0;
+}
+uint32_t DEV_GetControllerTeamByLip(uint16_t lip) {
+    record("DEV_GetControllerTeamByLip", {lip});
+    FAKE_HOOK(DEV_GetControllerTeamByLip, lip);
+    return 0;
+}
+uint16_t *DEV_GetAllNodes(uint32_t *count) {
+    record("DEV_GetAllNodes", {});
+    FAKE_HOOK(DEV_GetAllNodes, count);
+    *count = 0;
+    return nullptr;
+}
+uint32_t DEV_IsMultiChassis(void) {
+    record("DEV_IsMultiChassis", {});
+    FAKE_HOOK(DEV_IsMultiChassis);
+    return 0;
+}
+uint32_t DEV_IsMultiCpu(uint32_t chassis, uint32_t slot) {
+    record("DEV_IsMultiCpu", {chassis, slot});
+    FAKE_HOOK(DEV_IsMultiCpu, chassis, slot);
+    return 0;
+}
+uint32_t LIP_GetChassID(uint16_t node) {
+    record("LIP_GetChassID", {node});
+    FAKE_HOOK(LIP_GetChassID, node);
+    return 0;
+}
+uint32_t LIP_GetSlotID(uint16_t node) {
+    record("LIP_GetSlotID", {node});
+    FAKE_HOOK(LIP_GetSlotID, node);
+    return 0;
+}
+uint32_t LIP_GetCpuID(uint16_t node) {
+    record("LIP_GetCpuID", {node});
+    FAKE_HOOK(LIP_GetCpuID, node);
+    return 0;
+}
+
+// ------------------------------------------------------------ interfaces --
+uint32_t IF_GetDataByIfIndex(uint32_t ifIndex, uint32_t item, void *buf) {
+    record("IF_GetDataByIfIndex", {ifIndex, item});
+    FAKE_HOOK(IF_GetDataByIfIndex, ifIndex, item, buf);
+    return 1;
+}
+uint32_t IF_GetIfIndexByFullName(const char *name) {
+    record("IF_GetIfIndexByFullName", {}, nullptr, 0, name);
+    FAKE_HOOK(IF_GetIfIndexByFullName, name);
+    return 0;
+}
+uint16_t *IF_GetRelyNodesByIfIndex(uint32_t ifIndex, uint64_t *count) {
+    record("IF_GetRelyNodesByIfIndex", {ifIndex});
+    FAKE_HOOK(IF_GetRelyNodesByIfIndex, ifIndex, count);
+    *count = 0;
+    return nullptr;
+}
+uint32_t IF_IsLocalIf(uint32_t ifIndex) {
+    record("IF_IsLocalIf", {ifIndex});
+    FAKE_HOOK(IF_IsLocalIf, ifIndex);
+    return 0;
+}
+uint32_t IF_IsTempIf(uint32_t ifIndex) {
+    record("IF_IsTempIf", {ifIndex});
+    FAKE_HOOK(IF_IsTempIf, ifIndex);
+    return 0;
+}
+uint32_t IF_IsNodeUp(uint16_t node) {
+    record("IF_IsNodeUp", {node});
+    FAKE_HOOK(IF_IsNodeUp, node);
+    return 1;
+}
+
+// ----------------------------------------------------------------- names --
+uint32_t ACL_GetIndexByName(uint32_t aclType, const char *name) {
+    record("ACL_GetIndexByName", {aclType}, nullptr, 0, name);
+    FAKE_HOOK(ACL_GetIndexByName, aclType, name);
+    return 0;
+}
+uint32_t ACL_GetNameByIndex(uint32_t aclType, uint32_t aclNum, char *name) {
+    record("ACL_GetNameByIndex", {aclType, aclNum});
+    FAKE_HOOK(ACL_GetNameByIndex, aclType, aclNum, name);
+    return 1;
+}
+uint32_t APR_GetProtoNameByID(uint32_t protocol, char *name) {
+    record("APR_GetProtoNameByID", {protocol});
+    FAKE_HOOK(APR_GetProtoNameByID, protocol, name);
+    return 1;
+}
+uint32_t APR_GetAppNameByID(uint32_t appId, char *name) {
+    record("APR_GetAppNameByID", {appId});
+    FAKE_HOOK(APR_GetAppNameByID, appId, name);
+    return 1;
+}
+uint32_t L3VPN_GetNameByVrfIndex(uint32_t vrfIndex, uint32_t size, char *name) {
+    record("L3VPN_GetNameByVrfIndex", {vrfIndex, size});
+    FAKE_HOOK(L3VPN_GetNameByVrfIndex, vrfIndex, size, name);
+    return 1;
+}
+
+// -------------------------------------------------------------- services --
+uint32_t SERVICE_GetStatus(uint16_t node, const char *name, uint32_t reserved, uint32_t *status) {
+    record("SERVICE_GetStatus", {node, reserved}, nullptr, 0, name);
+    FAKE_HOOK(SERVICE_GetStatus, node, name, reserved, status);
+    *status = 2;
+    return 0;
+}
+uint32_t SERVICE_Start(uint16_t node, const char *name, uint32_t reserved1, uint32_t reserved2) {
+    record("SERVICE_Start", {node, reserved1, reserved2}, nullptr, 0, name);
+    FAKE_HOOK(SERVICE_Start, node, name, reserved1, reserved2);
+    return 0;
+}
+
+const char *RC_LoadString(uint32_t id) {
+    record("RC_LoadString", {id});
+    FAKE_HOOK(RC_LoadString, id);
+    return "";
+}
+
+uint32_t CLI_NewHelpInfo(const char *keyword, const char *help, void *helpContext) {
+    record("CLI_NewHelpInfo", {reinterpret_cast<uint64_t>(helpContext)}, help, help ? std::strlen(help) : 0, keyword);
+    return 0;
+}
+
+}  // extern "C"

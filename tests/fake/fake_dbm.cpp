@@ -1,0 +1,289 @@
+// The fake's in-memory configuration database: records every call with its
+// key bytes, then answers through a hook or the in-memory model.
+#include <cstring>
+
+#include "fake/fake_platform.h"
+#include "fake/fake_state.h"
+
+using namespace fake;
+
+namespace {
+
+std::string key_of(const void *key, uint64_t keyLen) {
+    if (key == nullptr || keyLen == 0) return std::string();
+    return std::string(static_cast<const char *>(key), static_cast<size_t>(keyLen));
+}
+
+// The in-memory key for a text key: without its terminating NUL.
+std::string text_key(const std::string &raw) {
+    std::string k = raw;
+    if (!k.empty() && k.back() == '\0') k.pop_back();
+    return k;
+}
+
+Database *db(uint64_t handle) {
+    auto it = state().databases.find(handle);
+    return it == state().databases.end() ? nullptr : &it->second;
+}
+
+DbEntry *entry(uint64_t handle, const std::string &raw) {
+    Database *d = db(handle);
+    if (d == nullptr || raw.empty()) return nullptr;
+    auto it = d->entries.find(raw);
+    return it == d->entries.end() ? nullptr : &it->second;
+}
+
+uint64_t load_key(const uint8_t *elem, const DBM_SORTKEY_S &k) {
+    uint64_t v = 0;
+    if (k.uiType == DBM_KEYTYPE_UINT_NET) {
+        for (uint32_t i = 0; i < k.uiLength; ++i) v = v << 8 | elem[k.uiOffset + i];
+    } else {
+        for (uint32_t i = k.uiLength; i > 0; --i) v = v << 8 | elem[k.uiOffset + i - 1];
+    }
+    return v;
+}
+
+int compare(const DbEntry &e, const Bytes &a, const Bytes &b) {
+    for (const DBM_SORTKEY_S &k : e.sortKeys) {
+        if (k.uiOffset + k.uiLength > a.size() || k.uiOffset + k.uiLength > b.size()) continue;
+        const uint64_t x = load_key(a.data(), k), y = load_key(b.data(), k);
+        if (x != y) return x < y ? -1 : 1;
+    }
+    return 0;
+}
+
+uint64_t open_db(const std::string &name) {
+    auto it = state().handlesByName.find(name);
+    if (it != state().handlesByName.end()) return it->second;
+    const uint64_t h = state().nextDb++;
+    state().handlesByName[name] = h;
+    state().databases[h].name = name;
+    return h;
+}
+
+}  // namespace
+
+namespace fake {
+
+DbEntry *db_entry(uint64_t handle, std::string_view key) { return entry(handle, std::string(key) + '\0'); }
+
+void db_put_binary(uint64_t handle, std::string_view key, const Bytes &value) {
+    Database *d = db(handle);
+    if (d == nullptr) {
+        ADD_FAILURE() << "no database " << handle;
+        return;
+    }
+    DbEntry &e = d->entries[std::string(key) + '\0'];
+    e.isList = false;
+    e.value = value;
+}
+
+uint64_t db_handle(std::string_view dbName) {
+    auto it = state().handlesByName.find(std::string(dbName));
+    return it == state().handlesByName.end() ? UINT64_MAX : it->second;
+}
+
+int open_iterators() { return static_cast<int>(state().iterators.size()); }
+
+}  // namespace fake
+
+extern "C" {
+
+uint32_t DBM_Open(const char *dbName, const char *module, uint32_t mode, const DBM_OPEN_DESC_S *desc,
+                  uint64_t *handle, uint32_t flag) {
+    Call &c = record("DBM_Open", {mode, flag}, desc, desc ? sizeof *desc : 0, dbName);
+    c.text += std::string("/") + (module ? module : "");
+    if (state().hooks.DBM_Open) return state().hooks.DBM_Open(dbName, module, mode, handle);
+    *handle = open_db(dbName ? dbName : "");
+    return 0;
+}
+
+uint32_t DBM_OpenCfgDB(const char *firstDb, const char *secondDb, const char *module, uint32_t reserved,
+                       const DBM_OPEN_DESC_S *desc, uint64_t *first, uint64_t *second, uint32_t flag) {
+    Call &c = record("DBM_OpenCfgDB", {reserved, flag}, desc, desc ? sizeof *desc : 0, firstDb);
+    c.text += std::string("/") + (secondDb ? secondDb : "") + "/" + (module ? module : "");
+    if (state().hooks.DBM_OpenCfgDB) return state().hooks.DBM_OpenCfgDB(firstDb, secondDb, first, second);
+    *first = open_db(firstDb ? firstDb : "");
+    *second = open_db(secondDb ? secondDb : "");
+    return 0;
+}
+
+uint32_t DBM_Close(uint64_t handle) {
+    record("DBM_Close", {handle});
+    for (auto it = state().handlesByName.begin(); it != state().handlesByName.end(); ++it)
+        if (it->second == handle) {
+            state().handlesByName.erase(it);
+            return 0;
+        }
+    return 1;
+}
+
+int32_t DBM_Batch_Proc(uint64_t source, uint64_t target, const DBM_BATCH_S *batch, uint32_t count) {
+    record("DBM_Batch_Proc", {source, target, count}, batch, batch ? sizeof *batch * count : 0);
+    if (state().hooks.DBM_Batch_Proc) return state().hooks.DBM_Batch_Proc(source, target, batch, count);
+    Database *src = db(source);
+    if (src == nullptr) return -1;
+    for (uint32_t b = 0; b < count; ++b) {
+        std::vector<std::string> moved;
+        for (auto &[k, e] : src->entries) {
+            const uint32_t answer =
+                batch[b].pfCallback ? batch[b].pfCallback(source, k.data(), k.size(), e.value.data(), e.value.size(), batch[b].ulArg) : 0;
+            if (batch[b].ulOpCode == DBM_BATCH_OP_MOVE && answer == DBM_BATCH_CB_MOVE && db(target)) moved.push_back(k);
+        }
+        for (const std::string &k : moved) {
+            db(target)->entries[k] = src->entries[k];
+            src->entries.erase(k);
+        }
+    }
+    return 0;
+}
+
+int32_t DBM_IsKeyExist(uint64_t handle, const void *key, uint64_t keyLen) {
+    const std::string raw = key_of(key, keyLen);
+    record("DBM_IsKeyExist", {handle, keyLen}, key, key ? keyLen : 0, text_key(raw).c_str());
+    if (state().hooks.DBM_IsKeyExist) return state().hooks.DBM_IsKeyExist(handle, text_key(raw));
+    if (db(handle) == nullptr) return -1;
+    return entry(handle, raw) != nullptr ? 1 : 0;
+}
+
+int32_t DBM_GetBinary(uint64_t handle, const void *key, uint64_t keyLen, uint32_t offset, uint32_t size, void *buf) {
+    const std::string raw = key_of(key, keyLen);
+    record("DBM_GetBinary", {handle, keyLen, offset, size}, key, key ? keyLen : 0, text_key(raw).c_str());
+    if (state().hooks.DBM_GetBinary) return state().hooks.DBM_GetBinary(handle, text_key(raw), size, buf);
+    DbEntry *e = entry(handle, raw);
+    if (e == nullptr || e->isList) return -1;
+    if (offset >= e->value.size()) return 0;
+    const size_t n = std::min<size_t>(size, e->value.size() - offset);
+    std::memcpy(buf, e->value.data() + offset, n);
+    return static_cast<int32_t>(n);
+}
+
+int32_t DBM_SetBinary(uint64_t handle, const void *key, uint64_t keyLen, uint32_t offset, uint32_t size,
+                      const void *value, uint32_t attribute) {
+    const std::string raw = key_of(key, keyLen);
+    record("DBM_SetBinary", {handle, keyLen, offset, size, attribute}, value, value ? size : 0, text_key(raw).c_str());
+    const Bytes v(static_cast<const uint8_t *>(value), static_cast<const uint8_t *>(value) + size);
+    if (state().hooks.DBM_SetBinary) return state().hooks.DBM_SetBinary(handle, text_key(raw), v, attribute);
+    Database *d = db(handle);
+    if (d == nullptr || raw.empty()) return -1;
+    DbEntry &e = d->entries[raw];
+    e = DbEntry{};
+    e.value = v;
+    e.attribute = attribute;
+    return 0;
+}
+
+int32_t DBM_DeleteKey(uint64_t handle, const void *key, uint64_t keyLen) {
+    const std::string raw = key_of(key, keyLen);
+    record("DBM_DeleteKey", {handle, keyLen}, key, key ? keyLen : 0, text_key(raw).c_str());
+    if (state().hooks.DBM_DeleteKey) return state().hooks.DBM_DeleteKey(handle, text_key(raw));
+    Database *d = db(handle);
+    if (d == nullptr) return -1;
+    return d->entries.erase(raw) ? 0 : -2;
+}
+
+int32_t DBM_Move(uint64_t source, const void *key, uint64_t keyLen, uint64_t target) {
+    const std::string raw = key_of(key, keyLen);
+    record("DBM_Move", {source, keyLen, target}, key, key ? keyLen : 0, text_key(raw).c_str());
+    if (state().hooks.DBM_Move) return state().hooks.DBM_Move(source, text_key(raw), target);
+    Database *s = db(source);
+    Database *t = db(target);
+    if (s == nullptr || t == nullptr) return -1;
+    auto it = s->entries.find(raw);
+    if (it == s->entries.end()) return -2;
+    t->entries[raw] = it->second;
+    s->entries.erase(it);
+    return 0;
+}
+
+int32_t DBM_Len(uint64_t handle, const void *key, uint64_t keyLen) {
+    const std::string raw = key_of(key, keyLen);
+    record("DBM_Len", {handle, keyLen}, key, key ? keyLen : 0, text_key(raw).c_str());
+    if (state().hooks.DBM_Len) return state().hooks.DBM_Len(handle, text_key(raw));
+    DbEntry *e = entry(handle, raw);
+    if (e == nullptr) return -1;
+    return e->isList ? static_cast<int32_t>(e->elements.size()) : 1;
+}
+
+int32_t DBM_CreateSortList(uint64_t handle, const void *key, uint64_t keyLen, const DBM_SORTKEY_S *sortKeys,
+                           uint32_t sortKeyCount, uint32_t listMode) {
+    const std::string raw = key_of(key, keyLen);
+    Call &c = record("DBM_CreateSortList", {handle, keyLen, sortKeyCount, listMode}, sortKeys,
+                     sortKeys ? sizeof *sortKeys * sortKeyCount : 0, text_key(raw).c_str());
+    (void)c;
+    if (state().hooks.DBM_CreateSortList) return state().hooks.DBM_CreateSortList(handle, text_key(raw), listMode);
+    Database *d = db(handle);
+    if (d == nullptr || raw.empty()) return -1;
+    DbEntry &e = d->entries[raw];
+    e = DbEntry{};
+    e.isList = true;
+    e.listMode = listMode;
+    e.sortKeys.assign(sortKeys, sortKeys + sortKeyCount);
+    return 0;
+}
+
+int32_t DBM_InsertSortList(uint64_t handle, const void *key, uint64_t keyLen, uint32_t elemLen, const void *elem,
+                           uint32_t listMode) {
+    const std::string raw = key_of(key, keyLen);
+    record("DBM_InsertSortList", {handle, keyLen, elemLen, listMode}, elem, elem ? elemLen : 0, text_key(raw).c_str());
+    const Bytes v(static_cast<const uint8_t *>(elem), static_cast<const uint8_t *>(elem) + elemLen);
+    if (state().hooks.DBM_InsertSortList) return state().hooks.DBM_InsertSortList(handle, text_key(raw), v, listMode);
+    DbEntry *e = entry(handle, raw);
+    if (e == nullptr || !e->isList) return -1;
+    for (auto it = e->elements.begin(); it != e->elements.end(); ++it) {
+        const int c = compare(*e, v, *it);
+        if (c == 0) {
+            *it = v;
+            return 0;
+        }
+        if (c < 0) {
+            e->elements.insert(it, v);
+            return 0;
+        }
+    }
+    e->elements.push_back(v);
+    return 0;
+}
+
+int32_t DBM_RemoveSortList(uint64_t handle, const void *key, uint64_t keyLen, uint32_t elemLen, const void *probe) {
+    const std::string raw = key_of(key, keyLen);
+    record("DBM_RemoveSortList", {handle, keyLen, elemLen}, probe, probe ? elemLen : 0, text_key(raw).c_str());
+    const Bytes p(static_cast<const uint8_t *>(probe), static_cast<const uint8_t *>(probe) + elemLen);
+    if (state().hooks.DBM_RemoveSortList) return state().hooks.DBM_RemoveSortList(handle, text_key(raw), p);
+    DbEntry *e = entry(handle, raw);
+    if (e == nullptr || !e->isList) return -1;
+    for (auto it = e->elements.begin(); it != e->elements.end(); ++it)
+        if (compare(*e, p, *it) == 0) {
+            e->elements.erase(it);
+            return 0;
+        }
+    return -2;
+}
+
+int32_t DBM_GetNextSortList(uint64_t handle, const void *key, uint64_t keyLen, void **iterator, uint32_t reserved1,
+                            uint32_t reserved2, uint32_t elemLen, void *buf) {
+    const std::string raw = key_of(key, keyLen);
+    record("DBM_GetNextSortList", {handle, keyLen, reserved1, reserved2, elemLen}, key, key ? keyLen : 0,
+           text_key(raw).c_str());
+    DbEntry *e = entry(handle, raw);
+    if (e == nullptr || !e->isList || iterator == nullptr) return -1;
+    auto *it = static_cast<Iterator *>(*iterator);
+    if (it == nullptr) {
+        it = new Iterator{handle, raw, 0};
+        state().iterators.insert(it);
+        *iterator = it;
+    }
+    if (it->next >= e->elements.size()) return 0;
+    const Bytes &el = e->elements[it->next++];
+    const size_t n = std::min<size_t>(elemLen, el.size());
+    std::memcpy(buf, el.data(), n);
+    return static_cast<int32_t>(n);
+}
+
+void DBM_FreeIterator(void *iterator) {
+    record("DBM_FreeIterator", {reinterpret_cast<uint64_t>(iterator)});
+    auto *it = static_cast<Iterator *>(iterator);
+    if (it != nullptr && state().iterators.erase(it)) delete it;
+}
+
+}  // extern "C"

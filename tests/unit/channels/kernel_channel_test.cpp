@@ -1,0 +1,119 @@
+// Kernel control wrappers and the dump walks every display shares.
+#include "channels/dump_walk.h"
+#include "dpmgmt/channels.h"
+#include "fake/fake_platform.h"
+
+using fake::Bytes;
+
+namespace {
+
+class KernelChannel : public FakePlatformTest {
+protected:
+    void TearDown() override {
+        g_bSessionNotNeedSendToKernel = 0;
+        g_bConnlmtNotNeedSendToKernel = 0;
+    }
+    // n records of `size` bytes, record i filled with the byte i + 1.
+    static Bytes records(uint32_t n, uint32_t size, uint8_t first = 1) {
+        Bytes b;
+        for (uint32_t i = 0; i < n; ++i) b.insert(b.end(), size, static_cast<uint8_t>(first + i));
+        return b;
+    }
+    static uint32_t walk(uint32_t recordSize, uint32_t perBatch, std::vector<uint8_t> *firstBytes) {
+        return dpmgmt::dump_table(3, 0x140001, "k", 1, recordSize, perBatch,
+                                  [&](const uint8_t *rec) { firstBytes->push_back(rec[0]); });
+    }
+};
+
+TEST_F(KernelChannel, SuppressionSwitchesOnlyExactlyOne) {
+    const uint8_t data[2] = {1, 2};
+    g_bSessionNotNeedSendToKernel = 1;
+    SESSION_ioctl_Send(0x10, 2, data);
+    SESSION_ioctl_Send_Async(0x10, 2, data);
+    EXPECT_TRUE(fake::calls().empty());
+
+    g_bSessionNotNeedSendToKernel = 2;
+    SESSION_ioctl_Send(0x11, 2, data);
+    ASSERT_EQ(fake::count("CIOCTL"), 1u);
+    const fake::Call &c = fake::last("CIOCTL");
+    EXPECT_EQ(c.args, (std::vector<uint64_t>{1, 0x11, 2, 4}));  // local node, 4-byte reply
+    EXPECT_EQ(fake::hex(c.bytes), "01 02");
+
+    g_bConnlmtNotNeedSendToKernel = 1;
+    CONNLMT_ioctl_Send(0x12, 2, data);
+    CONNLMT_ioctl_Send_Async(0x12, 2, data);
+    EXPECT_EQ(fake::count("CIOCTL") + fake::count("CIOCTL_Async"), 1u);
+    g_bConnlmtNotNeedSendToKernel = 0;
+    CONNLMT_ioctl_Send_Async(0x13, 2, data);
+    EXPECT_EQ(fake::last("CIOCTL_Async").args, (std::vector<uint64_t>{1, 0x13, 2}));
+}
+
+TEST_F(KernelChannel, FullBatchPullsAgainShortBatchStops) {
+    // 46 records: a full batch, then an empty pull ends the walk.
+    fake::script_dump(0x140001, {fake::chunk(records(46, 172)), fake::chunk({})});
+    std::vector<uint8_t> seen;
+    EXPECT_EQ(walk(172, 46, &seen), 46u);
+    EXPECT_EQ(fake::count("DUMP_Pull"), 2u);
+    EXPECT_EQ(fake::nth("DUMP_Pull").args[1], 7912u);
+    EXPECT_EQ(fake::open_dumps(), 0);
+
+    // 47: 46 and 1, and no third pull.
+    fake::reset();
+    fake::script_dump(0x140001, {fake::chunk(records(46, 172)), fake::chunk(records(1, 172, 47)), fake::chunk(records(5, 172))});
+    seen.clear();
+    EXPECT_EQ(walk(172, 46, &seen), 47u);
+    EXPECT_EQ(fake::count("DUMP_Pull"), 2u);
+    ASSERT_EQ(seen.size(), 47u);
+    EXPECT_EQ(seen.back(), 47);
+    EXPECT_EQ(fake::count("DUMP_Terminate"), 1u);
+}
+
+TEST_F(KernelChannel, NonContinuationAndRemainders) {
+    // A first pull that is not a continuation: nothing handed over.
+    fake::script_dump(0x140001, {{0, records(3, 172)}});
+    std::vector<uint8_t> seen;
+    EXPECT_EQ(walk(172, 46, &seen), 0u);
+    EXPECT_TRUE(seen.empty());
+    EXPECT_EQ(fake::count("DUMP_Terminate"), 1u);
+
+    // A length that is not a multiple of the record: whole records only.
+    fake::reset();
+    Bytes partial = records(2, 76);
+    partial.resize(partial.size() + 75, 0xEE);
+    fake::script_dump(0x140001, {fake::chunk(partial)});
+    seen.clear();
+    EXPECT_EQ(walk(76, 105, &seen), 2u);
+    EXPECT_EQ(seen, (std::vector<uint8_t>{1, 2}));
+    EXPECT_EQ(fake::count("DUMP_Pull"), 1u);
+
+    // A dump that cannot be opened: no pull, no terminate.
+    fake::reset();
+    fake::fail_dump(0x140001);
+    EXPECT_EQ(walk(172, 46, &seen), 0u);
+    EXPECT_EQ(fake::count("DUMP_Pull"), 0u);
+    EXPECT_EQ(fake::count("DUMP_Terminate"), 0u);
+}
+
+TEST_F(KernelChannel, SingleRecordNeedsEveryByte) {
+    uint8_t rec[512];
+    fake::script_dump(0x140003, {{0, Bytes(511, 1)}});
+    auto r = dpmgmt::dump_single(2, 0x140003, "\0\0\0\0", 4, rec, sizeof rec);
+    EXPECT_TRUE(r.opened);
+    EXPECT_FALSE(r.complete);
+    EXPECT_EQ(fake::count("DUMP_Terminate"), 1u);
+
+    fake::reset();
+    fake::script_dump(0x140003, {{7, Bytes(512, 2)}});
+    r = dpmgmt::dump_single(2, 0x140003, "\0\0\0\0", 4, rec, sizeof rec);
+    EXPECT_TRUE(r.complete);
+    EXPECT_EQ(r.pullResult, 7u);
+    EXPECT_EQ(fake::nth("DUMP_Request").args, (std::vector<uint64_t>{2, 0x140003, 4}));
+
+    fake::reset();
+    fake::fail_dump(0x140003);
+    r = dpmgmt::dump_single(2, 0x140003, nullptr, 0, rec, sizeof rec);
+    EXPECT_FALSE(r.opened);
+    EXPECT_EQ(fake::count("DUMP_Terminate"), 0u);
+}
+
+}  // namespace

@@ -1,0 +1,171 @@
+// The message client on the fake platform: framing, validation, the two
+// receive disciplines, and the socket's life within one exchange.
+#include <cerrno>
+#include <cstring>
+
+#include "dpmgmt/channels.h"
+#include "fake/fake_platform.h"
+
+using fake::Bytes;
+
+namespace {
+
+class MsgClient : public FakePlatformTest {
+protected:
+    // Queues one received datagram.
+    static void reply(const Bytes &bytes) { fake::sockets().receives.push_back({1, 0, bytes}); }
+    static void fail_recv(int err) { fake::sockets().receives.push_back({-1, err, {}}); }
+};
+
+TEST_F(MsgClient, WorkedExchangeSendsTenBytesAndReturnsThePayload) {
+    reply(fake::datagram(49, fake::be32(0)));
+    const uint8_t req[2] = {0x00, 0x01};
+    uint8_t out[4] = {0xAA, 0xAA, 0xAA, 0xAA};
+    EXPECT_EQ(SESSION_MSG_SendRecvMsg(3184, 49, 2, req, 4, out), DPMGMT_OK);
+    ASSERT_EQ(fake::socket_log().sent.size(), 1u);
+    EXPECT_EQ(fake::hex(fake::socket_log().sent[0]), "00 00 00 31 00 00 00 0a 00 01");
+    EXPECT_EQ(fake::hex(out, 4), "00 00 00 00");
+    // Socket: family 37, datagram, protocol 1; the 16-byte address record.
+    const fake::Call &open = fake::nth("SOCK_Socket");
+    EXPECT_EQ(open.args, (std::vector<uint64_t>{37, 2, 1}));
+    ASSERT_EQ(fake::socket_log().addresses.size(), 1u);
+    EXPECT_EQ(fake::hex(fake::socket_log().addresses[0]), "10 25 0c 70 80 00 00 00 00 00 00 00 00 00 00 00");
+    // Opened, connected, sent, received, closed, in that order.
+    std::vector<std::string> sockCalls;
+    for (const auto &n : fake::call_names())
+        if (n.rfind("SOCK_", 0) == 0) sockCalls.push_back(n);
+    EXPECT_EQ(sockCalls, (std::vector<std::string>{"SOCK_Socket", "SOCK_Connect", "SOCK_Send", "SOCK_Recv", "SOCK_Close"}));
+    // The receive buffer is the reply maximum plus the header.
+    EXPECT_EQ(fake::nth("SOCK_Recv").args[1], 12u);
+}
+
+TEST_F(MsgClient, ReplyValidation) {
+    struct Case {
+        const char *what;
+        Bytes datagram;
+        uint32_t expect;
+        const char *out;  // the reply buffer afterwards
+    };
+    const Case cases[] = {
+        {"empty payload with a correct length", fake::cat({fake::be32(49), fake::be32(8)}), DPMGMT_OK, "aa aa aa aa"},
+        {"length 12 on 11 bytes", fake::cat({fake::be32(49), fake::be32(12), {0, 0, 7}}), DPMGMT_ERR_FAILED, "aa aa aa aa"},
+        {"error reply", fake::cat({fake::be32(0xFFFFFFFF), fake::be32(8)}), DPMGMT_ERR_FAILED, "aa aa aa aa"},
+        {"payload longer than the maximum", fake::datagram(49, fake::be64(5)), DPMGMT_ERR_FAILED, "aa aa aa aa"},
+        {"another type than the request's", fake::datagram(7, fake::be32(0x2A)), DPMGMT_OK, "00 00 00 2a"},
+        {"short payload", fake::datagram(49, {0x11, 0x22}), DPMGMT_OK, "11 22 aa aa"},
+        {"shorter than a header", Bytes{0, 0, 0, 49, 0, 0, 0}, DPMGMT_ERR_FAILED, "aa aa aa aa"},
+    };
+    for (const Case &c : cases) {
+        fake::reset();
+        reply(c.datagram);
+        uint8_t out[4] = {0xAA, 0xAA, 0xAA, 0xAA};
+        EXPECT_EQ(SESSION_MSG_SendRecvMsg(3184, 49, 0, nullptr, 4, out), c.expect) << c.what;
+        EXPECT_EQ(fake::hex(out, 4), c.out) << c.what;
+        EXPECT_EQ(fake::socket_log().closed, 1) << c.what;
+    }
+}
+
+TEST_F(MsgClient, TransportFailures) {
+    uint8_t out[4] = {0xAA, 0xAA, 0xAA, 0xAA};
+    fake::sockets().socketResult = -1;
+    EXPECT_EQ(SESSION_MSG_SendRecvMsg(3184, 1, 0, nullptr, 4, out), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::count("SOCK_Connect"), 0u);
+
+    fake::reset();
+    fake::sockets().connectResult = -1;
+    EXPECT_EQ(SESSION_MSG_Connect2Server(3184), -1);
+    EXPECT_EQ(fake::socket_log().closed, 1);  // the socket is not leaked
+    EXPECT_EQ(SESSION_MSG_SendRecvMsg(3184, 1, 0, nullptr, 4, out), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::count("SOCK_Send"), 0u);
+
+    fake::reset();
+    fake::sockets().sendResult = -1;
+    EXPECT_EQ(SESSION_MSG_SendRecvMsg(3184, 1, 0, nullptr, 4, out), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::count("SOCK_Recv"), 0u);
+    EXPECT_EQ(fake::socket_log().closed, 1);
+
+    fake::reset();
+    fake::sockets().sendResult = 3;  // a short count is still a send
+    reply(fake::datagram(1, fake::be32(0)));
+    EXPECT_EQ(SESSION_MSG_SendRecvMsg(3184, 1, 0, nullptr, 4, out), DPMGMT_OK);
+
+    fake::reset();
+    fake::sockets().receives.push_back({0, 0, {}});  // an empty datagram
+    std::memset(out, 0xAA, sizeof out);
+    EXPECT_EQ(SESSION_MSG_SendRecvMsg(3184, 1, 0, nullptr, 4, out), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::hex(out, 4), "aa aa aa aa");
+}
+
+TEST_F(MsgClient, ErrorReplyAndBuilder) {
+    EXPECT_EQ(SESSION_MSG_ErrorMsgReply(5), DPMGMT_OK);
+    ASSERT_EQ(fake::socket_log().sent.size(), 1u);
+    EXPECT_EQ(fake::hex(fake::socket_log().sent[0]), "ff ff ff ff 00 00 00 08");
+
+    uint32_t total = 77;
+    EXPECT_EQ(_msg_CreateMsg(1, 0xFFFFFFF8u, "x", &total), nullptr);
+    EXPECT_EQ(total, 77u);  // left unwritten on failure
+
+    uint32_t type = 1, len = 2;
+    void *payload = &total;
+    const Bytes err = fake::cat({fake::be32(0xFFFFFFFF), fake::be32(8)});
+    EXPECT_EQ(SESSION_MSG_GeneralCheck(err.data(), 8, &type, &len, &payload), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(type, 1u);
+    EXPECT_EQ(len, 2u);
+    EXPECT_EQ(payload, &total);
+}
+
+TEST_F(MsgClient, PatientReceiveShowsProgressWhileTheServiceWorks) {
+    for (int i = 0; i < 3; ++i) fail_recv(EAGAIN);
+    fail_recv(EINTR);  // a signal waits again too
+    reply(fake::datagram(20, fake::be32(0)));
+    fake::CaptureStdout out;
+    uint8_t key[68] = {};
+    uint8_t res[4] = {};
+    EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, sizeof key, key, 4, res), DPMGMT_OK);
+    EXPECT_EQ(out.take(), "Resetting session....Done.\r\n");
+    // Level 1, option 0x1006, one second and no microseconds.
+    const fake::Call &opt = fake::nth("SOCK_SetSockOpt");
+    EXPECT_EQ(opt.args[1], 1u);
+    EXPECT_EQ(opt.args[2], 0x1006u);
+    EXPECT_EQ(fake::hex(opt.bytes), "01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
+}
+
+TEST_F(MsgClient, PatientReceiveQuietWhenAnsweredAtOnceAndDoneOnHardError) {
+    {
+        reply(fake::datagram(20, fake::be32(0)));
+        fake::CaptureStdout out;
+        uint8_t res[4] = {};
+        EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, 4, res), DPMGMT_OK);
+        EXPECT_EQ(out.take(), "");
+    }
+    {
+        fake::reset();
+        fail_recv(EAGAIN);
+        fail_recv(ECONNRESET);
+        fake::CaptureStdout out;
+        uint8_t res[4] = {9, 9, 9, 9};
+        EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, 4, res), DPMGMT_ERR_FAILED);
+        EXPECT_EQ(out.take(), "Resetting session.Done.\r\n");
+        EXPECT_EQ(fake::hex(res, 4), "09 09 09 09");
+    }
+    {
+        fake::reset();
+        fail_recv(EBADF);
+        fake::CaptureStdout out;
+        uint8_t res[4] = {};
+        EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, 4, res), DPMGMT_ERR_FAILED);
+        EXPECT_EQ(out.take(), "");  // no progress was started
+    }
+    {
+        fake::reset();
+        fake::sockets().setOptResult = -1;
+        fake::CaptureStdout out;
+        uint8_t res[4] = {};
+        EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, 4, res), DPMGMT_ERR_FAILED);
+        EXPECT_EQ(fake::count("SOCK_Recv"), 0u);
+        EXPECT_EQ(out.take(), "");
+        EXPECT_EQ(fake::socket_log().closed, 1);
+    }
+}
+
+}  // namespace
