@@ -1,0 +1,399 @@
+// The kernel's connection-limit statistic nodes and counters.
+//
+// The kernel counts, for every rule of every applied policy, the sessions
+// that the rule's ACL selects, grouped as the rule's third limit word asks:
+// bit 0 one node per source host, bit 1 per destination host, bit 2 per
+// service (protocol and destination port); no bit: one node for the rule.
+// A policy applied globally (interface index 0) covers every session of a
+// node, one applied at an interface the sessions that came in there.  The
+// first two limit words are the node's upper and lower session thresholds:
+// new sessions are denied once a node reaches the upper one and permitted
+// again only when it falls below the lower one.
+//
+// Nothing is counted ahead of time: the nodes are made from the running
+// configuration and the traffic model whenever a dump opens.  The per-policy
+// counters are made the same way (sessions within a node's upper threshold
+// were permitted, those beyond it denied) and a reset only moves the point
+// they count from.
+#include <algorithm>
+#include <array>
+#include <compare>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <span>
+#include <tuple>
+#include <vector>
+
+#include "config_state.h"
+#include "dpsim.h"
+#include "kernel_connlmt.h"
+#include "registry.h"
+#include "traffic.h"
+
+namespace dpsvc {
+namespace {
+
+constexpr uint32_t kDumpStatNodes = 0x14000b;
+constexpr uint32_t kDumpStatistics = 0x14000c;
+constexpr size_t kNodeKeySize = 60;
+constexpr size_t kStatisticsKeySize = 4;
+constexpr uint32_t kNodeSize = 80;
+constexpr uint32_t kStatisticsSize = 16;
+
+constexpr uint32_t kPerSource = 1u << 0;
+constexpr uint32_t kPerDestination = 1u << 1;
+constexpr uint32_t kPerService = 1u << 2;
+constexpr uint16_t kPermit = 1;
+constexpr uint16_t kDeny = 2;
+
+uint16_t load16(const uint8_t *p)
+{
+    return static_cast<uint16_t>(p[0] << 8 | p[1]);
+}
+
+uint32_t load32(const uint8_t *p)
+{
+    return static_cast<uint32_t>(load16(p)) << 16 | load16(p + 2);
+}
+
+void store16(uint8_t *p, uint16_t v)
+{
+    p[0] = static_cast<uint8_t>(v >> 8);
+    p[1] = static_cast<uint8_t>(v);
+}
+
+void store32(uint8_t *p, uint32_t v)
+{
+    store16(p, static_cast<uint16_t>(v >> 16));
+    store16(p + 2, static_cast<uint16_t>(v));
+}
+
+void store64(uint8_t *p, uint64_t v)
+{
+    store32(p, static_cast<uint32_t>(v >> 32));
+    store32(p + 4, static_cast<uint32_t>(v));
+}
+
+// What makes two sessions of one rule the same statistic node.  Fields the
+// rule does not group by stay zero: "any" address, all protocols.
+struct GroupKey {
+    Address src{}, dst{}, peer{};
+    uint16_t srcVrf = 0, dstVrf = 0;
+    uint8_t protocol = 0;
+    uint16_t port = 0;
+
+    auto operator<=>(const GroupKey &) const = default;
+};
+
+struct NodeId {
+    uint16_t policy;
+    uint16_t rule;
+    GroupKey group;
+
+    auto operator<=>(const NodeId &) const = default;
+};
+
+struct NodeCount {
+    const ConnlmtRule *rule;
+    uint32_t aclNum;
+    uint32_t sessions;
+};
+
+using Nodes = std::map<NodeId, NodeCount>;
+
+// A rule that takes part in counting, with what it needs per session.
+struct ActiveRule {
+    uint16_t policy;
+    const ConnlmtRule *rule;
+    const dpsim::Acl *acl;
+    uint32_t aclNum;
+    bool global;
+    std::vector<uint32_t> interfaces;  // where the policy is applied, ascending
+};
+
+const dpsim::Acl *find_acl(const ConnlmtRule &rule)
+{
+    // Types 0 and 1 both name the IPv4 ACLs.
+    const uint32_t type = rule.aclType == 0 ? 1 : rule.aclType;
+    for (const dpsim::Acl &acl : dpsim::profile().acls) {
+        if (acl.type != type) {
+            continue;
+        }
+        if (rule.aclMode == 1 ? acl.name == std::string(rule.aclName, strnlen(rule.aclName, sizeof rule.aclName))
+                              : acl.number == rule.aclNum) {
+            return &acl;
+        }
+    }
+    return nullptr;
+}
+
+// The rules of the family's applied policies, by policy and rule; `policy`
+// 0 takes every policy, `ruleId` 0 every rule.
+std::vector<ActiveRule> active_rules(uint32_t family, uint16_t policy, uint16_t ruleId)
+{
+    std::vector<ActiveRule> out;
+    ConnlmtConfig &cfg = config().connlmt;
+    std::map<uint16_t, std::vector<uint32_t>> appliedAt;
+    for (const auto &[ifindex, id] : cfg.applied[family]) {
+        if (policy == 0 || id == policy) {
+            appliedAt[id].push_back(ifindex);
+        }
+    }
+    for (auto &[id, interfaces] : appliedAt) {
+        const ConnlmtPolicy *p = cfg.find(family, id);
+        if (p == nullptr) {
+            continue;
+        }
+        std::sort(interfaces.begin(), interfaces.end());
+        const bool global = interfaces.front() == 0;
+        for (const ConnlmtRule &rule : p->rules) {
+            if (ruleId != 0 && rule.ruleId != ruleId) {
+                continue;
+            }
+            const dpsim::Acl *acl = find_acl(rule);
+            const uint32_t aclNum = rule.aclMode == 1 ? (acl ? acl->number : 0) : rule.aclNum;
+            out.push_back(ActiveRule{id, &rule, acl, aclNum, global, interfaces});
+        }
+    }
+    return out;
+}
+
+bool covers(const ActiveRule &r, const Session &s)
+{
+    return r.global || std::binary_search(r.interfaces.begin(), r.interfaces.end(), s.ifIndex[0]);
+}
+
+bool selects(const dpsim::Acl &acl, const Tuple &t)
+{
+    const int family = t.family == kFamilyV4 ? 4 : 6;
+    return (acl.protocol == 0 || acl.protocol == t.protocol) && dpsim::prefix_matches(acl.source, family, t.src.data()) &&
+           dpsim::prefix_matches(acl.destination, family, t.dst.data());
+}
+
+GroupKey group_of(uint32_t grouping, const Session &s)
+{
+    GroupKey k;
+    // A VLAN or VLL number in the tuple is not a VPN instance.
+    const uint16_t vrf = s.init.flags == 0 ? s.init.vrf : 0;
+    if (grouping & kPerSource) {
+        k.src = s.init.src;
+        k.srcVrf = vrf;
+        k.peer = s.dsLite[0];  // DS-Lite hosts share private addresses: the tunnel tells them apart
+    }
+    if (grouping & kPerDestination) {
+        k.dst = s.init.dst;
+        k.dstVrf = vrf;
+    }
+    if (grouping & kPerService) {
+        k.protocol = s.init.protocol;
+        k.port = s.init.dstPort;
+    }
+    return k;
+}
+
+// Counts the sessions of a node into statistic nodes.
+Nodes count_nodes(uint16_t node, uint32_t family, uint16_t policy, uint16_t ruleId)
+{
+    Nodes nodes;
+    const std::vector<ActiveRule> rules = active_rules(family, policy, ruleId);
+    if (rules.empty()) {
+        return nodes;
+    }
+    const uint8_t sessionFamily = family == 0 ? kFamilyV4 : kFamilyV6;
+    for_each_session(node, [&](const Session &s) {
+        if (s.init.family != sessionFamily) {
+            return;
+        }
+        for (const ActiveRule &r : rules) {
+            if (r.acl == nullptr || !covers(r, s) || !selects(*r.acl, s.init)) {
+                continue;
+            }
+            NodeId id{r.policy, r.rule->ruleId, group_of(r.rule->limitData[2], s)};
+            auto [it, added] = nodes.try_emplace(id, NodeCount{r.rule, r.aclNum, 0});
+            ++it->second.sessions;
+        }
+    });
+    return nodes;
+}
+
+// Whether each node denies new sessions: the kernel keeps it between dumps,
+// for the stretch between the two thresholds.
+using DenyKey = std::tuple<uint16_t, uint32_t, NodeId>;  // node, family, statistic node
+
+std::map<DenyKey, bool> &deny_state()
+{
+    static std::map<DenyKey, bool> state;
+    return state;
+}
+
+uint16_t new_session_flag(const DenyKey &key, uint32_t sessions, uint32_t upper, uint32_t lower)
+{
+    bool &denied = deny_state()[key];
+    if (sessions >= upper) {
+        denied = true;
+    } else if (sessions < lower) {
+        denied = false;
+    }
+    return denied ? kDeny : kPermit;
+}
+
+bool address_matches(const uint8_t *filter, const Address &address, uint32_t family)
+{
+    const size_t len = family == 0 ? 4 : 16;
+    static const uint8_t zero[16] = {};
+    return std::memcmp(filter, zero, len) == 0 || std::memcmp(filter, address.data(), len) == 0;
+}
+
+// The 60-byte key: policy (0 all), family, source and destination filters
+// (all zero: any; compared with the node's own addresses, so a filter
+// never selects a node that does not group by that address), rule (0 any),
+// and 16 filter bytes that select nothing here.
+std::unique_ptr<DumpCursor> open_stat_nodes(uint16_t node, std::span<const uint8_t> key)
+{
+    if (!traffic_node_served(node) || key.size() < kNodeKeySize) {
+        return nullptr;
+    }
+    const uint32_t policy = load32(key.data());
+    const uint32_t family = load32(key.data() + 4) == 0 ? 0 : 1;
+    const uint8_t *srcFilter = key.data() + 8;
+    const uint8_t *dstFilter = key.data() + 24;
+    const uint16_t ruleId = load16(key.data() + 40);
+
+    std::vector<uint8_t> records;
+    if (policy <= 0xFFFF) {
+        const Nodes nodes = count_nodes(node, family, static_cast<uint16_t>(policy), ruleId);
+        for (const auto &[id, n] : nodes) {
+            if (!address_matches(srcFilter, id.group.src, family) || !address_matches(dstFilter, id.group.dst, family)) {
+                continue;
+            }
+            const ConnlmtRule &rule = *n.rule;
+            const uint32_t upper = rule.limitData[0];
+            const uint32_t lower = rule.limitData[1];
+            const size_t at = records.size();
+            records.resize(at + kNodeSize);
+            uint8_t *rec = records.data() + at;
+            std::memcpy(rec, id.group.src.data(), 16);
+            std::memcpy(rec + 16, id.group.dst.data(), 16);
+            store16(rec + 32, id.group.srcVrf);
+            store16(rec + 34, id.group.dstVrf);
+            std::memcpy(rec + 36, id.group.peer.data(), 16);
+            rec[52] = id.group.protocol;
+            store16(rec + 54, id.group.port);
+            store16(rec + 56, id.rule);
+            store16(rec + 58, new_session_flag(DenyKey{node, family, id}, n.sessions, upper, lower));
+            store32(rec + 60, n.aclNum);
+            store32(rec + 64, upper);
+            store32(rec + 68, lower);
+            store32(rec + 72, n.sessions);
+            store32(rec + 76, rule.aclType);
+        }
+    }
+    return make_record_cursor(std::move(records), kNodeSize);
+}
+
+// ------------------------------------------------------------ counters ----
+
+struct Counters {
+    uint64_t permitted = 0;
+    uint64_t denied = 0;
+};
+
+// Counters of each applied policy of a family on a node, as made from the
+// tables: what sessions each node holds within its upper threshold were
+// permitted, the rest denied.
+std::map<uint16_t, Counters> policy_counters(uint16_t node, uint32_t family, uint16_t policy)
+{
+    std::map<uint16_t, Counters> out;
+    for (const auto &[id, n] : count_nodes(node, family, policy, 0)) {
+        const uint32_t upper = n.rule->limitData[0];
+        Counters &c = out[id.policy];
+        c.permitted += std::min(n.sessions, upper);
+        c.denied += n.sessions > upper ? n.sessions - upper : 0;
+    }
+    return out;
+}
+
+using BaseKey = std::tuple<uint16_t, uint32_t, uint16_t>;  // node, family, policy
+
+// Where each policy's counters were last reset.
+std::map<BaseKey, Counters> &baselines()
+{
+    static std::map<BaseKey, Counters> base;
+    return base;
+}
+
+class SingleRecordCursor final : public DumpCursor {
+public:
+    explicit SingleRecordCursor(std::vector<uint8_t> record) : record_(std::move(record)) {}
+
+    uint32_t pull(std::vector<uint8_t> &out, uint32_t max) override
+    {
+        if (!done_) {
+            done_ = true;
+            out.insert(out.end(), record_.begin(), record_.begin() + std::min<size_t>(max, record_.size()));
+        }
+        return 0;
+    }
+
+private:
+    std::vector<uint8_t> record_;
+    bool done_ = false;
+};
+
+// Key: the policy (0 every policy), u32.  The record holds the new sessions
+// permitted and denied under it, in both families, since its last reset.
+std::unique_ptr<DumpCursor> open_statistics(uint16_t node, std::span<const uint8_t> key)
+{
+    if (!traffic_node_served(node) || key.size() < kStatisticsKeySize) {
+        return nullptr;
+    }
+    const uint32_t policy = load32(key.data());
+    Counters total;
+    if (policy <= 0xFFFF) {
+        for (uint32_t family = 0; family < 2; ++family) {
+            for (const auto &[id, c] : policy_counters(node, family, static_cast<uint16_t>(policy))) {
+                Counters base;
+                if (auto it = baselines().find(BaseKey{node, family, id}); it != baselines().end()) {
+                    base = it->second;
+                }
+                total.permitted += c.permitted > base.permitted ? c.permitted - base.permitted : 0;
+                total.denied += c.denied > base.denied ? c.denied - base.denied : 0;
+            }
+        }
+    }
+    std::vector<uint8_t> record(kStatisticsSize);
+    store64(record.data(), total.permitted);
+    store64(record.data() + 8, total.denied);
+    return std::make_unique<SingleRecordCursor>(std::move(record));
+}
+
+const bool registered = [] {
+    register_dump(kDumpStatNodes, open_stat_nodes);
+    register_dump(kDumpStatistics, open_statistics);
+    return true;
+}();
+
+}  // namespace
+
+void connlmt_reset_statistics(uint16_t policy, uint32_t family)
+{
+    if (family > 1) {
+        return;
+    }
+    for (uint16_t node : traffic_nodes()) {
+        if (!traffic_node_served(node)) {
+            continue;
+        }
+        auto &base = baselines();
+        std::erase_if(base, [&](const auto &entry) {
+            const auto &[n, f, p] = entry.first;
+            return n == node && f == family && (policy == 0 || p == policy);
+        });
+        for (const auto &[id, c] : policy_counters(node, family, policy)) {
+            base[BaseKey{node, family, id}] = c;
+        }
+    }
+}
+
+}  // namespace dpsvc
