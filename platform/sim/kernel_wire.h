@@ -4,7 +4,9 @@
 // Every frame, both ways: u32 op, u32 payload length (both host order: the
 // two ends always share one machine), then the payload.  A client opens one
 // connection per dump (the service keeps the dump's cursor for exactly as
-// long as the connection lives) and one per control call.
+// long as the connection lives) and one per control call.  A reply frame
+// carries the op of its request; the client judges a reply by its length
+// only, and refuses a chunk or reply longer than it asked for.
 #ifndef DPSIM_KERNEL_WIRE_H
 #define DPSIM_KERNEL_WIRE_H
 

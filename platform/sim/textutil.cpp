@@ -3,125 +3,207 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 
+#include <sys/types.h>
+
 #include <cctype>
+#include <cstddef>
+#include <cstdint>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <cwchar>
 #include <string_view>
 
 #include "platform/textutil.h"
 
 namespace {
 
-// Appends text to the buffer, never past its end; returns stored count.
-struct Sink {
+// The part of the caller's buffer not yet written.  `used` never passes
+// size - 1, and the text is always terminated.
+struct Out {
     char *buf;
     size_t size;
     size_t used;
+
+    size_t room() const { return size - 1 - used; }
     void put(const char *s, size_t n) {
-        if (size == 0) return;
-        const size_t room = size - 1 - used;
-        const size_t take = n < room ? n : room;
+        const size_t take = n < room() ? n : room();
         std::memcpy(buf + used, s, take);
         used += take;
         buf[used] = '\0';
     }
+    // One C directive, formatted in place: vsnprintf cuts it at the end of
+    // the buffer and says how long it would have been.
+    template <typename... Args>
+    void format(const char *piece, Args... args) {
+        const int n = std::snprintf(buf + used, size - used, piece, args...);
+        if (n > 0) used += static_cast<size_t>(n) < room() ? static_cast<size_t>(n) : room();
+        buf[used] = '\0';
+    }
 };
+
+// A directive as written: flags, width, precision, length and conversion.
+struct Directive {
+    const char *start = nullptr;
+    size_t length = 0;        // of the whole directive text
+    bool leftAlign = false;
+    bool starWidth = false;
+    bool starPrecision = false;
+    int width = -1;           // written as digits; -1 when absent
+    std::string_view lengthMod;
+    char conversion = '\0';
+};
+
+// Parses the directive that starts at p (on its '%'); false when the
+// format ends inside it.
+bool parse_directive(const char *p, Directive &d) {
+    d.start = p++;
+    while (*p != '\0' && std::strchr("-+ #0", *p) != nullptr) d.leftAlign |= *p++ == '-';
+    if (*p == '*') {
+        d.starWidth = true;
+        ++p;
+    } else if (std::isdigit(static_cast<unsigned char>(*p))) {
+        d.width = 0;
+        while (std::isdigit(static_cast<unsigned char>(*p))) d.width = d.width * 10 + (*p++ - '0');
+    }
+    if (*p == '.') {
+        ++p;
+        if (*p == '*') {
+            d.starPrecision = true;
+            ++p;
+        } else {
+            while (std::isdigit(static_cast<unsigned char>(*p))) ++p;
+        }
+    }
+    const char *lengthStart = p;
+    while (*p != '\0' && std::strchr("hljztLq", *p) != nullptr) ++p;
+    d.lengthMod = std::string_view(lengthStart, static_cast<size_t>(p - lengthStart));
+    if (*p == '\0') return false;
+    d.conversion = *p++;
+    d.length = static_cast<size_t>(p - d.start);
+    return true;
+}
+
+// Formats one C directive with its arguments taken as the length modifier
+// says, the '*' width and precision first.
+template <typename T>
+void format_with_stars(Out &out, const char *piece, const Directive &d, int width, int precision, T value) {
+    if (d.starWidth && d.starPrecision) out.format(piece, width, precision, value);
+    else if (d.starWidth) out.format(piece, width, value);
+    else if (d.starPrecision) out.format(piece, precision, value);
+    else out.format(piece, value);
+}
+
+void format_c_directive(Out &out, const char *piece, const Directive &d, int width, int precision, va_list &ap) {
+    const std::string_view m = d.lengthMod;
+    switch (d.conversion) {
+    case 'd':
+    case 'i':
+        if (m == "ll" || m == "q") format_with_stars(out, piece, d, width, precision, va_arg(ap, long long));
+        else if (m == "l") format_with_stars(out, piece, d, width, precision, va_arg(ap, long));
+        else if (m == "j") format_with_stars(out, piece, d, width, precision, va_arg(ap, intmax_t));
+        else if (m == "z") format_with_stars(out, piece, d, width, precision, va_arg(ap, ssize_t));
+        else if (m == "t") format_with_stars(out, piece, d, width, precision, va_arg(ap, ptrdiff_t));
+        else format_with_stars(out, piece, d, width, precision, va_arg(ap, int));
+        break;
+    case 'u':
+    case 'o':
+    case 'x':
+    case 'X':
+        if (m == "ll" || m == "q") format_with_stars(out, piece, d, width, precision, va_arg(ap, unsigned long long));
+        else if (m == "l") format_with_stars(out, piece, d, width, precision, va_arg(ap, unsigned long));
+        else if (m == "j") format_with_stars(out, piece, d, width, precision, va_arg(ap, uintmax_t));
+        else if (m == "z") format_with_stars(out, piece, d, width, precision, va_arg(ap, size_t));
+        else if (m == "t") format_with_stars(out, piece, d, width, precision, va_arg(ap, ptrdiff_t));
+        else format_with_stars(out, piece, d, width, precision, va_arg(ap, unsigned int));
+        break;
+    case 'c':
+        if (m == "l") format_with_stars(out, piece, d, width, precision, va_arg(ap, wint_t));
+        else format_with_stars(out, piece, d, width, precision, va_arg(ap, int));
+        break;
+    case 'e':
+    case 'E':
+    case 'f':
+    case 'F':
+    case 'g':
+    case 'G':
+    case 'a':
+    case 'A':
+        if (m == "L") format_with_stars(out, piece, d, width, precision, va_arg(ap, long double));
+        else format_with_stars(out, piece, d, width, precision, va_arg(ap, double));
+        break;
+    case 's':
+        if (m == "l") format_with_stars(out, piece, d, width, precision, va_arg(ap, const wchar_t *));
+        else format_with_stars(out, piece, d, width, precision, va_arg(ap, const char *));
+        break;
+    case 'p':
+        format_with_stars(out, piece, d, width, precision, va_arg(ap, void *));
+        break;
+    case 'n':
+        // Counting into the caller's memory is not offered; the argument
+        // is consumed all the same.
+        (void)va_arg(ap, void *);
+        break;
+    default:
+        // Unknown conversions are copied as they were written.
+        out.put(d.start, d.length);
+        break;
+    }
+}
 
 }  // namespace
 
 extern "C" {
 
-// Formats piece by piece: the C directives through vsnprintf, one at a
-// time, and %P / %Q by converting the address first.
+// Formats directive by directive: the C directives through snprintf into
+// the buffer's tail, "%P" (a host-order IPv4 u32) and "%Q" (a pointer to 16
+// IPv6 bytes) as their address text, with '-' and the width applied.
 PLAT_API int scnprintf(char *buf, size_t size, const char *fmt, ...) {
     if (buf == nullptr || size == 0) return 0;
     buf[0] = '\0';
-    Sink out{buf, size, 0};
+    if (fmt == nullptr) return 0;
+    Out out{buf, size, 0};
     va_list ap;
     va_start(ap, fmt);
     const char *p = fmt;
-    while (*p != '\0') {
+    while (*p != '\0' && out.room() > 0) {
         if (*p != '%') {
-            const char *q = std::strchr(p, '%');
-            const size_t n = q ? static_cast<size_t>(q - p) : std::strlen(p);
+            const char *next = std::strchr(p, '%');
+            const size_t n = next != nullptr ? static_cast<size_t>(next - p) : std::strlen(p);
             out.put(p, n);
             p += n;
             continue;
         }
-        // Find the end of this directive.
-        const char *start = p++;
-        if (*p == '%') {
+        if (p[1] == '%') {
             out.put("%", 1);
-            ++p;
+            p += 2;
             continue;
         }
-        while (*p != '\0' && std::strchr("-+ #0", *p)) ++p;
-        bool starWidth = false, starPrec = false;
-        if (*p == '*') { starWidth = true; ++p; } else while (std::isdigit(static_cast<unsigned char>(*p))) ++p;
-        if (*p == '.') {
-            ++p;
-            if (*p == '*') { starPrec = true; ++p; } else while (std::isdigit(static_cast<unsigned char>(*p))) ++p;
-        }
-        const char *lenStart = p;
-        while (*p != '\0' && std::strchr("hljztL", *p)) ++p;
-        const char conv = *p;
-        if (conv == '\0') break;
-        ++p;
-        char spec[64];
-        size_t specLen = static_cast<size_t>(p - start);
-        if (specLen >= sizeof spec) break;
-        std::memcpy(spec, start, specLen);
-        spec[specLen] = '\0';
-        int width = 0, prec = 0;
-        if (starWidth) width = va_arg(ap, int);
-        if (starPrec) prec = va_arg(ap, int);
-        char piece[512];
-        int n = 0;
-        if (conv == 'P' || conv == 'Q') {
+        Directive d;
+        if (!parse_directive(p, d)) break;
+        p += d.length;
+        const int width = d.starWidth ? va_arg(ap, int) : 0;
+        const int precision = d.starPrecision ? va_arg(ap, int) : 0;
+        if (d.conversion == 'P' || d.conversion == 'Q') {
             char addr[INET6_ADDRSTRLEN] = "";
-            if (conv == 'P') {
-                const uint32_t host = va_arg(ap, uint32_t);
-                const in_addr a{htonl(host)};
+            if (d.conversion == 'P') {
+                const in_addr a{htonl(va_arg(ap, uint32_t))};
                 inet_ntop(AF_INET, &a, addr, sizeof addr);
             } else {
                 const void *a6 = va_arg(ap, const void *);
                 if (a6 != nullptr) inet_ntop(AF_INET6, a6, addr, sizeof addr);
             }
-            // The directive's flags and width apply to the text.
-            spec[specLen - 1] = 's';
-            if (starWidth && starPrec) n = std::snprintf(piece, sizeof piece, spec, width, prec, addr);
-            else if (starWidth || starPrec) n = std::snprintf(piece, sizeof piece, spec, starWidth ? width : prec, addr);
-            else n = std::snprintf(piece, sizeof piece, spec, addr);
-        } else {
-            const std::string_view lengthMod(lenStart, static_cast<size_t>(p - 1 - lenStart));
-#define DP_FMT(arg)                                                                                      \
-    do {                                                                                                 \
-        auto value = (arg);                                                                              \
-        if (starWidth && starPrec) n = std::snprintf(piece, sizeof piece, spec, width, prec, value);     \
-        else if (starWidth || starPrec) n = std::snprintf(piece, sizeof piece, spec, starWidth ? width : prec, value); \
-        else n = std::snprintf(piece, sizeof piece, spec, value);                                         \
-    } while (0)
-            switch (conv) {
-            case 'd': case 'i':
-                if (lengthMod == "ll" || lengthMod == "l" || lengthMod == "j" || lengthMod == "z" || lengthMod == "t") DP_FMT(va_arg(ap, long long));
-                else DP_FMT(va_arg(ap, int));
-                break;
-            case 'u': case 'x': case 'X': case 'o': case 'c':
-                if (lengthMod == "ll" || lengthMod == "l" || lengthMod == "j" || lengthMod == "z" || lengthMod == "t") DP_FMT(va_arg(ap, unsigned long long));
-                else DP_FMT(va_arg(ap, unsigned int));
-                break;
-            case 'e': case 'E': case 'f': case 'F': case 'g': case 'G': case 'a': case 'A':
-                if (lengthMod == "L") DP_FMT(va_arg(ap, long double));
-                else DP_FMT(va_arg(ap, double));
-                break;
-            case 's': DP_FMT(va_arg(ap, const char *)); break;
-            case 'p': DP_FMT(va_arg(ap, void *)); break;
-            default: n = 0; break;
-            }
-#undef DP_FMT
+            int w = d.starWidth ? width : d.width;
+            const bool left = d.leftAlign || w < 0;
+            if (w < 0) w = -w;
+            out.format(left ? "%-*s" : "%*s", w, addr);
+            continue;
         }
-        if (n > 0) out.put(piece, static_cast<size_t>(n) < sizeof piece ? static_cast<size_t>(n) : sizeof piece - 1);
+        char piece[64];
+        if (d.length >= sizeof piece) break;
+        std::memcpy(piece, d.start, d.length);
+        piece[d.length] = '\0';
+        format_c_directive(out, piece, d, width, precision, ap);
     }
     va_end(ap);
     return static_cast<int>(out.used);

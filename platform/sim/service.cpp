@@ -1,0 +1,132 @@
+// The platform's service manager, for the one service it knows: "SESSION",
+// played by dpservice.  The service runs when its datagram socket in the run
+// directory takes a connection: a bound socket is proof of a live process
+// (a stale file from a dead one refuses).
+#include "platform/service.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "dpsim.h"
+#include "unix_fd.h"
+
+extern char **environ;
+
+using dpsim::detail::Fd;
+
+namespace {
+
+constexpr uint32_t kFailed = 0x40010001u;
+constexpr int kStartWaitMs = 5000;
+constexpr int kPollMs = 20;
+
+bool known_service(uint16_t node, const char *name) {
+    return name != nullptr && std::strcmp(name, "SESSION") == 0 && dpsim::profile().node(node) != nullptr;
+}
+
+bool service_answers() {
+    Fd fd(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (!fd.valid()) return false;
+    sockaddr_un addr{};
+    socklen_t len = 0;
+    if (!dpsim::detail::make_unix_addr(dpsim::service_socket_path(dpsim::kSessionServicePort), addr, len)) return false;
+    return ::connect(fd.get(), reinterpret_cast<const sockaddr *>(&addr), len) == 0;
+}
+
+std::string service_binary() {
+    const char *env = std::getenv("DPMGMT_SERVICE");
+    if (env != nullptr && *env != '\0') return env;
+#ifdef DPMGMT_SERVICE_BINARY
+    if (::access(DPMGMT_SERVICE_BINARY, X_OK) == 0) return DPMGMT_SERVICE_BINARY;
+#endif
+    return "dpservice";
+}
+
+void sleep_ms(int ms) {
+    timespec ts{ms / 1000, static_cast<long>(ms % 1000) * 1000000L};
+    while (::nanosleep(&ts, &ts) != 0 && errno == EINTR) {
+    }
+}
+
+// Starts dpservice detached: it forks away once its sockets are bound.  Its
+// standard input and output go to /dev/null, so that it keeps no pipe of
+// its starter open; its complaints go to <rundir>/dpservice.log.
+pid_t spawn_service() {
+    const std::string binary = service_binary();
+    const std::string pidfile = dpsim::service_pidfile_path();
+    const std::string log = dpsim::rundir() + "/dpservice.log";
+    posix_spawn_file_actions_t actions;
+    if (posix_spawn_file_actions_init(&actions) != 0) return -1;
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    posix_spawnattr_t attr;
+    posix_spawnattr_init(&attr);
+    // Its own session: the starter's terminal signals are not its business.
+    posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETSID);
+    char *argv[] = {const_cast<char *>(binary.c_str()), const_cast<char *>("--daemon"),
+                    const_cast<char *>("--pidfile"), const_cast<char *>(pidfile.c_str()), nullptr};
+    pid_t pid = -1;
+    const int rc = binary.find('/') != std::string::npos
+                       ? posix_spawn(&pid, binary.c_str(), &actions, &attr, argv, environ)
+                       : posix_spawnp(&pid, binary.c_str(), &actions, &attr, argv, environ);
+    posix_spawnattr_destroy(&attr);
+    posix_spawn_file_actions_destroy(&actions);
+    return rc == 0 ? pid : -1;
+}
+
+}  // namespace
+
+extern "C" {
+
+PLAT_API uint32_t SERVICE_GetStatus(uint16_t node, const char *name, uint32_t reserved, uint32_t *status) {
+    (void)reserved;
+    if (status == nullptr || !known_service(node, name)) return kFailed;
+    *status = service_answers() ? SERVICE_STATUS_RUNNING : 0;
+    return 0;
+}
+
+PLAT_API uint32_t SERVICE_Start(uint16_t node, const char *name, uint32_t reserved1, uint32_t reserved2) {
+    (void)reserved1;
+    (void)reserved2;
+    if (!known_service(node, name)) return kFailed;
+    if (service_answers()) return 0;
+    const pid_t pid = spawn_service();
+    if (pid < 0) return kFailed;
+    bool reaped = false;
+    for (int waited = 0; waited <= kStartWaitMs; waited += kPollMs) {
+        if (service_answers()) {
+            // Collect the first process as it leaves (bounded: a service
+            // that stays in the foreground is left to run).
+            for (int grace = 0; !reaped && grace < 1000; grace += kPollMs) {
+                if (::waitpid(pid, nullptr, WNOHANG) != 0) break;
+                sleep_ms(kPollMs);
+            }
+            return 0;
+        }
+        if (!reaped) {
+            int st = 0;
+            const pid_t done = ::waitpid(pid, &st, WNOHANG);
+            if (done == pid) {
+                reaped = true;
+                // The daemon's first process leaves once it has forked; a
+                // failure status means it never got that far.
+                if (!WIFEXITED(st) || WEXITSTATUS(st) != 0) return kFailed;
+            }
+        }
+        sleep_ms(kPollMs);
+    }
+    return kFailed;
+}
+
+}  // extern "C"
