@@ -4,6 +4,7 @@
 #define DPSVC_OPTIONS_H
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 
 namespace dpsvc {
@@ -18,6 +19,15 @@ struct Options {
 
 const Options &options();
 Options &mutable_options();  // for main only
+
+enum class ParseResult { kRun, kHelp, kError };
+
+// Parses argv into out.  kError after a message on stderr for an unknown
+// option or a value that is not a whole number in range; kHelp for --help.
+ParseResult parse_options(int argc, char **argv, Options &out);
+
+// The usage text, for --help (stdout) and for errors (stderr).
+void print_usage(std::FILE *to);
 
 }  // namespace dpsvc
 

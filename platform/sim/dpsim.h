@@ -67,7 +67,7 @@ struct Acl {
     uint8_t protocol = 0;          // 0: every protocol
 };
 
-struct Profile {
+struct DPSIM_API Profile {
     std::string origin;            // the file it came from, or "(built-in)"
     bool multiChassis = false;
     uint16_t self = 0;

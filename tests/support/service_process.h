@@ -1,0 +1,129 @@
+// Support for the integration tests: a real dpservice in a fresh run
+// directory, the operator command line as a child process, raw exchanges
+// with the session service, and byte-exact capture of this process's
+// standard output.
+//
+// Every wait here is bounded and polls; nothing sleeps blindly.  Failures to
+// set things up throw std::runtime_error, which GoogleTest reports as a
+// test failure.
+//
+//   dptest::ServiceProcess svc;                  // dpservice is answering now
+//   dptest::SvcClient client(svc.rundir());
+//   auto reply = client.exchange(49, dptest::be16(1));
+//   auto cli = dptest::run_cli({"display", "session", "table"});
+#ifndef DPTEST_SERVICE_PROCESS_H
+#define DPTEST_SERVICE_PROCESS_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace dptest {
+
+// A dpservice child serving a run directory of its own.
+//
+// The constructor makes a fresh temporary run directory, points
+// DPMGMT_RUNDIR and DPMGMT_DATADIR of this process at it (so the library
+// and the command line find the same service), starts dpservice in the
+// foreground with `args`, and returns once it answers on svc-3184.sock.
+// The destructor stops the service (SIGTERM, bounded wait, then SIGKILL),
+// reaps it, removes the directory and restores the two variables.
+class ServiceProcess {
+public:
+    explicit ServiceProcess(std::vector<std::string> args = {});
+    ~ServiceProcess();
+    ServiceProcess(const ServiceProcess &) = delete;
+    ServiceProcess &operator=(const ServiceProcess &) = delete;
+
+    pid_t pid() const { return pid_; }  // -1 while stopped
+    const std::string &rundir() const { return rundir_; }
+
+    // SIGKILL and reap: the socket files stay behind, as after a crash.
+    void kill9();
+    // SIGTERM, bounded wait (SIGKILL after 10 s) and reap.  Returns the
+    // wait status, or -1 when the service was not running.
+    int stop();
+    // Stops the service if it runs, starts it again on the same run
+    // directory with `args`, and waits until it answers.
+    void restart(std::vector<std::string> args = {});
+
+private:
+    void start(const std::vector<std::string> &args);
+
+    std::string rundir_;
+    pid_t pid_ = -1;
+    std::optional<std::string> savedRundir_;
+    std::optional<std::string> savedDatadir_;
+};
+
+// The result of a program run to its end.
+struct CliResult {
+    int status = -1;        // exit code; 128 + signal number when killed by a signal
+    bool timedOut = false;  // killed because it outlived its time
+    std::string out;        // standard output, byte for byte
+    std::string err;        // standard error, byte for byte
+};
+
+// Runs `path` with `args` (standard input /dev/null), capturing both
+// output streams; killed with SIGKILL after timeoutSec seconds.
+CliResult run_program(const std::string &path, const std::vector<std::string> &args, int timeoutSec = 30);
+
+// Runs the dpmgmt command line with `args`.
+CliResult run_cli(std::vector<std::string> args, int timeoutSec = 30);
+
+// Runs fn with this process's standard output (descriptor 1) sent to a
+// temporary file and returns what was written, byte for byte.  stdout is
+// flushed before and after, and restored even if fn throws.
+std::string capture_stdout(std::function<void()> fn);
+
+// ------------------------------------------------- raw session service ----
+
+using Bytes = std::vector<uint8_t>;
+
+// Network-order pieces of a payload: be32(7) + be16(1) + Bytes(2, 0)
+// (bring the operator in with `using dptest::operator+;`).
+Bytes be16(uint16_t v);
+Bytes be32(uint32_t v);
+Bytes operator+(Bytes a, const Bytes &b);
+uint16_t get_be16(const Bytes &b, size_t off);
+uint32_t get_be32(const Bytes &b, size_t off);
+uint64_t get_be64(const Bytes &b, size_t off);
+
+// A datagram socket of its own (autobound, so the service can answer),
+// talking to <rundir>/svc-3184.sock.
+class SvcClient {
+public:
+    explicit SvcClient(const std::string &rundir);
+    ~SvcClient();
+    SvcClient(const SvcClient &) = delete;
+    SvcClient &operator=(const SvcClient &) = delete;
+
+    int fd() const { return fd_; }
+    const std::string &service_path() const { return path_; }
+
+    // Sends the bytes as one datagram; false when the send fails.
+    bool send_raw(const Bytes &datagram);
+    // The next datagram, or nothing after timeoutMs.
+    std::optional<Bytes> receive(int timeoutMs = 5000);
+    // Sends header (type, 8 + payload length) + payload and returns the
+    // whole reply datagram, or nothing after timeoutMs.
+    std::optional<Bytes> exchange(uint32_t type, const Bytes &payload = {}, int timeoutMs = 5000);
+    // The same, for requests whose reply is a u32 result code: the code,
+    // or nothing when the reply is missing or malformed.
+    std::optional<uint32_t> command(uint32_t type, const Bytes &payload);
+
+private:
+    int fd_ = -1;
+    std::string path_;
+};
+
+// The error reply: type 0xFFFFFFFF, length 8.
+const Bytes &error_reply();
+
+}  // namespace dptest
+
+#endif
