@@ -1,0 +1,374 @@
+// The connection-limit commands on the fake platform: the exact datagrams
+// they send, how they unpack replies, and what they refuse.
+#include <cstring>
+#include <functional>
+#include <memory>
+
+#include "dpmgmt/connlmt.h"
+#include "fake/fake_platform.h"
+
+using fake::Bytes;
+using fake::be16;
+using fake::be32;
+using fake::cat;
+
+namespace {
+
+// A rule on the wire: numeric fields big-endian, the name as it is.
+Bytes wire_rule(uint32_t mode, uint32_t num, const char *name, uint32_t version, uint16_t policy, uint16_t rule,
+                uint32_t l0, uint32_t l1, uint32_t l2, uint32_t aclType) {
+    Bytes aclName(64, 0);
+    std::memcpy(aclName.data(), name, std::strlen(name));
+    return cat({be32(mode), be32(num), aclName, be32(version), be16(policy), be16(rule), be32(l0), be32(l1), be32(l2),
+                be32(aclType)});
+}
+
+CONNLMT_RULE_S host_rule(uint32_t mode, uint32_t num, const char *name, uint32_t version, uint16_t policy,
+                         uint16_t rule, uint32_t l0, uint32_t l1, uint32_t l2, uint32_t aclType) {
+    CONNLMT_RULE_S r = {};
+    r.uiAclMode = mode;
+    r.uiAclNum = num;
+    std::strcpy(r.szAclName, name);
+    r.uiIpVersion = version;
+    r.usPolicyId = policy;
+    r.usRuleId = rule;
+    r.auiLimitData[0] = l0;
+    r.auiLimitData[1] = l1;
+    r.auiLimitData[2] = l2;
+    r.uiAclType = aclType;
+    return r;
+}
+
+class ConnlmtIpc : public FakePlatformTest {
+protected:
+    static void reply(uint32_t type, const Bytes &payload) {
+        fake::sockets().receives.push_back({1, 0, fake::datagram(type, payload)});
+    }
+    // The one datagram sent, as hex.
+    static std::string sent() {
+        EXPECT_EQ(fake::socket_log().sent.size(), 1u);
+        return fake::socket_log().sent.empty() ? "" : fake::hex(fake::socket_log().sent[0]);
+    }
+    static std::string header(uint32_t type, uint32_t payloadLen) {
+        return fake::hex(cat({be32(type), be32(payloadLen + 8)}));
+    }
+    // The receive buffer the exchange offered: reply maximum + 8.
+    static uint64_t reply_max() { return fake::nth("SOCK_Recv").args[1] - 8; }
+};
+
+TEST_F(ConnlmtIpc, ResultCodeCommandsSendTheirPayloadAndReturnTheServiceCode) {
+    const CONNLMT_RULE_S rule = host_rule(2, 3000, "", 0, 1, 4, 100, 50, 0, 1);
+    CONNLMT_DESCRIPTION_S des = {};
+    des.uiIpVersion = 1;
+    des.usPolicyId = 5;
+    std::strcpy(des.szDescription, "ab");
+    Bytes desWire = cat({be32(1), be16(5), Bytes{'a', 'b'}, Bytes(128, 0)});
+
+    struct Case {
+        const char *what;
+        std::function<uint32_t()> call;
+        uint32_t type;
+        Bytes payload;
+    };
+    const Case cases[] = {
+        {"AddPolicy(5, 1)", [] { return CONNLMT_ipc_AddPolicy(5, 1); }, 26, cat({be32(1), be16(5), be16(0)})},
+        {"DelPolicy(300, 0)", [] { return CONNLMT_ipc_DelPolicy(300, 0); }, 27, cat({be32(0), be16(300), be16(0)})},
+        {"SetDebug(1, 2, 3, 4)", [] { return CONNLMT_ipc_SetDebug(1, 2, 3, 4); }, 25,
+         cat({be32(1), be16(2), be16(0), be32(3), be32(4)})},
+        {"AddRule", [&] { return CONNLMT_ipc_AddRule(&rule); }, 28,
+         wire_rule(2, 3000, "", 0, 1, 4, 100, 50, 0, 1)},
+        {"DelRule(0, 3, 9)", [] { return CONNLMT_ipc_DelRule(0, 3, 9); }, 30, cat({be32(0), be16(3), be16(9)})},
+        {"ApplyPolicy(12, 7, 1)", [] { return CONNLMT_ipc_ApplyPolicy(12, 7, 1); }, 31,
+         cat({be32(1), be32(12), be16(7), be16(0)})},
+        {"CancelPolicy(12, 1)", [] { return CONNLMT_ipc_CancelPolicy(12, 1); }, 32, cat({be32(1), be32(12)})},
+        {"ResetStatistics(7, 1)", [] { return CONNLMT_ipc_ResetStatistics(7, 1); }, 40,
+         cat({be16(7), be16(0), be32(1)})},
+        {"SetDes", [&] { return CONNLMT_ipc_SetDes(&des); }, 41, desWire},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        fake::reset();
+        reply(c.type, be32(42));
+        EXPECT_EQ(c.call(), 42u);
+        EXPECT_EQ(sent(), header(c.type, static_cast<uint32_t>(c.payload.size())) + " " + fake::hex(c.payload));
+        EXPECT_EQ(reply_max(), 4u);
+
+        // Without a service the exchange's failure comes back.
+        fake::reset();
+        EXPECT_EQ(c.call(), DPMGMT_ERR_FAILED);
+    }
+}
+
+TEST_F(ConnlmtIpc, WorkedExamplesByteForByte) {
+    reply(26, be32(0));
+    EXPECT_EQ(CONNLMT_ipc_AddPolicy(5, 1), 0u);
+    EXPECT_EQ(sent(), "00 00 00 1a 00 00 00 10 00 00 00 01 00 05 00 00");
+
+    fake::reset();
+    reply(28, be32(0));
+    const CONNLMT_RULE_S rule = host_rule(2, 3000, "", 0, 1, 4, 100, 50, 0, 1);
+    const CONNLMT_RULE_S before = rule;
+    EXPECT_EQ(CONNLMT_ipc_AddRule(&rule), 0u);
+    EXPECT_EQ(sent(), "00 00 00 1c 00 00 00 68 00 00 00 02 00 00 0b b8 " + fake::hex(Bytes(64, 0)) +
+                          " 00 00 00 00 00 01 00 04 00 00 00 64 00 00 00 32 00 00 00 00 00 00 00 01");
+    // The caller's record is not converted.
+    EXPECT_EQ(std::memcmp(&rule, &before, sizeof rule), 0);
+}
+
+TEST_F(ConnlmtIpc, SingleValueQueries) {
+    uint16_t v16 = 0xAAAA;
+    uint32_t v32 = 0xAAAAAAAA;
+
+    reply(33, be16(7));
+    EXPECT_EQ(CONNLMT_ipc_GetApplyPolicy(12, 0, &v16), 0u);
+    EXPECT_EQ(sent(), header(33, 12) + " 00 00 00 00 00 00 00 0c 00 00 00 00");
+    EXPECT_EQ(reply_max(), 2u);
+    EXPECT_EQ(v16, 7u);
+
+    fake::reset();
+    reply(34, be16(1));
+    EXPECT_EQ(CONNLMT_ipc_IsPolicyExist(9, 1, &v16), 0u);
+    EXPECT_EQ(sent(), header(34, 8) + " 00 00 00 01 00 09 00 00");
+    EXPECT_EQ(reply_max(), 2u);
+    EXPECT_EQ(v16, 1u);
+
+    // Only bytes 4-5 of the 8-byte reply are the next identifier.
+    fake::reset();
+    reply(37, Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x0B, 0xFF, 0xFF});
+    EXPECT_EQ(CONNLMT_ipc_GetNextPolicyID(10, 0, &v16), 0u);
+    EXPECT_EQ(sent(), header(37, 8) + " 00 00 00 00 00 0a 00 00");
+    EXPECT_EQ(reply_max(), 8u);
+    EXPECT_EQ(v16, 11u);
+
+    fake::reset();
+    reply(39, be32(0x01020304));
+    EXPECT_EQ(CONNLMT_ipc_GetPolicyTotalNumber(1, &v32), 0u);
+    EXPECT_EQ(sent(), header(39, 4) + " 00 00 00 01");
+    EXPECT_EQ(reply_max(), 4u);
+    EXPECT_EQ(v32, 0x01020304u);
+
+    // A failed exchange writes nothing.
+    fake::reset();
+    v16 = 0xAAAA;
+    v32 = 0xAAAAAAAA;
+    EXPECT_EQ(CONNLMT_ipc_GetApplyPolicy(1, 0, &v16), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_ipc_IsPolicyExist(1, 0, &v16), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_ipc_GetNextPolicyID(1, 0, &v16), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_ipc_GetPolicyTotalNumber(0, &v32), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(v16, 0xAAAAu);
+    EXPECT_EQ(v32, 0xAAAAAAAAu);
+}
+
+TEST_F(ConnlmtIpc, GetDebugSendsAnEmptyRequestAndConvertsFiveWords) {
+    reply(24, cat({be32(1), be32(2), be32(3), be32(0x10000), be32(0xFFFFFFFE)}));
+    CONNLMT_DEBUG_S dbg;
+    std::memset(&dbg, 0xAA, sizeof dbg);
+    EXPECT_EQ(CONNLMT_ipc_GetDebug(&dbg), 0u);
+    EXPECT_EQ(sent(), "00 00 00 18 00 00 00 08");
+    EXPECT_EQ(reply_max(), 20u);
+    const uint32_t expect[5] = {1, 2, 3, 0x10000, 0xFFFFFFFE};
+    EXPECT_EQ(std::memcmp(dbg.auiDebugWord, expect, sizeof expect), 0);
+}
+
+TEST_F(ConnlmtIpc, GetRuleFoundConvertsEveryField) {
+    reply(29, cat({Bytes(8, 0xEE), be32(1), Bytes(4, 0xEE), wire_rule(1, 7, "web", 1, 3, 9, 10, 20, 30, 2)}));
+    CONNLMT_RULE_S out;
+    std::memset(&out, 0xAA, sizeof out);
+    EXPECT_EQ(CONNLMT_ipc_GetRule(3, 9, 1, &out), 0u);
+    // The request is a zero rule carrying only family, policy and rule.
+    Bytes req(96, 0);
+    req[75] = 1;
+    req[77] = 3;
+    req[79] = 9;
+    EXPECT_EQ(sent(), header(29, 96) + " " + fake::hex(req));
+    EXPECT_EQ(reply_max(), 112u);
+    const CONNLMT_RULE_S expect = host_rule(1, 7, "web", 1, 3, 9, 10, 20, 30, 2);
+    EXPECT_EQ(fake::hex(&out, sizeof out), fake::hex(&expect, sizeof expect));
+}
+
+TEST_F(ConnlmtIpc, GetRuleNotFoundLeavesTheRuleUntouched) {
+    struct Case {
+        const char *what;
+        Bytes payload;
+    };
+    const Case cases[] = {
+        {"found flag 0", cat({Bytes(8, 0xEE), be32(0), Bytes(4, 0xEE), wire_rule(1, 7, "x", 0, 1, 1, 0, 0, 0, 1)})},
+        {"reply of 8 bytes: the flag never arrives", Bytes(8, 0xEE)},
+        {"a bare result code", be32(0x40010001)},
+        {"empty reply", Bytes{}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        fake::reset();
+        reply(29, c.payload);
+        CONNLMT_RULE_S out;
+        std::memset(&out, 0xAA, sizeof out);
+        EXPECT_EQ(CONNLMT_ipc_GetRule(1, 1, 0, &out), DPMGMT_ERR_NOT_EXIST);
+        EXPECT_EQ(fake::hex(&out, sizeof out), fake::hex(Bytes(96, 0xAA)));
+    }
+}
+
+class ConnlmtPolicyReply : public ConnlmtIpc {
+protected:
+    void SetUp() override {
+        ConnlmtIpc::SetUp();
+        policy.reset(new CONNLMT_POLICY_S);
+        info.reset(new CONNLMT_POLICYINFO_S);
+        std::memset(policy.get(), 0xAA, sizeof *policy);
+        std::memset(info.get(), 0xAA, sizeof *info);
+    }
+    static Bytes head(uint16_t policyId, uint32_t ruleNum) {
+        return cat({be32(0x11223344), be16(policyId), Bytes{0xC1, 0xC2}, be32(ruleNum), be32(0x55667788)});
+    }
+    static Bytes two_rules() {
+        return cat({wire_rule(2, 3001, "a", 0, 4, 1, 1, 2, 3, 1), wire_rule(1, 0, "named", 0, 4, 7, 4, 5, 6, 2)});
+    }
+    // The head fields as the record must read them after unpacking.
+    template <class R>
+    static void expect_head(const R &r, uint16_t policyId, uint32_t ruleNum) {
+        EXPECT_EQ(r.uiPolicyWord0, 0x11223344u);
+        EXPECT_EQ(r.usPolicyId, policyId);
+        EXPECT_EQ(r.aucPad[0], 0xC1);
+        EXPECT_EQ(r.aucPad[1], 0xC2);
+        EXPECT_EQ(r.uiRuleNum, ruleNum);
+        EXPECT_EQ(r.uiPolicyWord1, 0x55667788u);
+    }
+    // The two rules converted, uiAclType left in the service's byte order.
+    static void expect_two_rules(const CONNLMT_RULE_S *rules) {
+        CONNLMT_RULE_S e0 = host_rule(2, 3001, "a", 0, 4, 1, 1, 2, 3, __builtin_bswap32(1));
+        CONNLMT_RULE_S e1 = host_rule(1, 0, "named", 0, 4, 7, 4, 5, 6, __builtin_bswap32(2));
+        EXPECT_EQ(fake::hex(&rules[0], 96), fake::hex(&e0, 96));
+        EXPECT_EQ(fake::hex(&rules[1], 96), fake::hex(&e1, 96));
+    }
+    std::unique_ptr<CONNLMT_POLICY_S> policy;
+    std::unique_ptr<CONNLMT_POLICYINFO_S> info;
+};
+
+TEST_F(ConnlmtPolicyReply, GetPolicyAndNextUnpackHeadAndRules) {
+    using Fn = uint32_t (*)(uint16_t, uint32_t, CONNLMT_POLICY_S *);
+    const std::pair<uint32_t, Fn> commands[] = {{35, CONNLMT_ipc_GetPolicy}, {36, CONNLMT_ipc_GetNextPolicy}};
+    for (const auto &[type, fn] : commands) {
+        SCOPED_TRACE(type);
+        fake::reset();
+        std::memset(policy.get(), 0xAA, sizeof *policy);
+        reply(type, cat({head(4, 2), two_rules()}));
+        EXPECT_EQ(fn(4, 0, policy.get()), 0u);
+        EXPECT_EQ(sent(), header(type, 8) + " 00 00 00 00 00 04 00 00");
+        EXPECT_EQ(reply_max(), 16u + 257u * 96u);
+        expect_head(*policy, 4, 2);
+        expect_two_rules(policy->astRule);
+        EXPECT_EQ(fake::hex(&policy->astRule[2], 96), fake::hex(Bytes(96, 0xAA)));
+    }
+}
+
+TEST_F(ConnlmtPolicyReply, NoSuchPolicyIsAFailureWithTheRecordAsReceived) {
+    const Bytes payload = cat({head(0xFFFF, 2), two_rules()});
+    reply(36, payload);
+    EXPECT_EQ(CONNLMT_ipc_GetNextPolicy(32, 1, policy.get()), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::hex(policy.get(), payload.size()), fake::hex(payload));
+
+    fake::reset();
+    std::memset(info.get(), 0xAA, sizeof *info);
+    const Bytes infoPayload = cat({head(0xFFFF, 0), Bytes(128, 0x5A)});
+    reply(43, infoPayload);
+    EXPECT_EQ(CONNLMT_ipc_GetNextPolicyInfo(1, 0, info.get()), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::hex(info.get(), infoPayload.size()), fake::hex(infoPayload));
+    EXPECT_EQ(reply_max(), 144u + 257u * 96u);
+}
+
+TEST_F(ConnlmtPolicyReply, CountsBeyondTheRecordAreRefusedBehindTheHead) {
+    // No rules: only the head is converted.
+    reply(35, head(4, 0));
+    EXPECT_EQ(CONNLMT_ipc_GetPolicy(4, 0, policy.get()), 0u);
+    expect_head(*policy, 4, 0);
+    EXPECT_EQ(fake::hex(&policy->astRule[0], 96), fake::hex(Bytes(96, 0xAA)));
+
+    // 258 rules cannot be in the record: the head is converted, the rules
+    // that did arrive are not.
+    fake::reset();
+    const Bytes rules = two_rules();
+    reply(35, cat({head(4, 258), rules}));
+    EXPECT_EQ(CONNLMT_ipc_GetPolicy(4, 0, policy.get()), DPMGMT_ERR_FAILED);
+    expect_head(*policy, 4, 258);
+    EXPECT_EQ(fake::hex(policy->astRule, rules.size()), fake::hex(rules));
+}
+
+TEST_F(ConnlmtPolicyReply, GetPolicyInfoUsesTheCallersMaximum) {
+    const Bytes blob(128, 0x5A);
+    // Room for two rules: two are unpacked, policy 0xFFFF is not tested.
+    const uint32_t max = 144 + 2 * 96;
+    reply(42, cat({head(0xFFFF, 2), blob, two_rules()}));
+    EXPECT_EQ(CONNLMT_ipc_GetPolicyInfo(4, 1, max, info.get()), 0u);
+    EXPECT_EQ(sent(), header(42, 8) + " 00 00 00 01 00 04 00 00");
+    EXPECT_EQ(reply_max(), max);
+    expect_head(*info, 0xFFFF, 2);
+    EXPECT_EQ(fake::hex(info->aucPolicyInfo, 128), fake::hex(blob));
+    expect_two_rules(info->astRule);
+
+    // Three rules do not fit that maximum.
+    fake::reset();
+    std::memset(info.get(), 0xAA, sizeof *info);
+    reply(42, cat({head(4, 3), blob, two_rules()}));
+    EXPECT_EQ(CONNLMT_ipc_GetPolicyInfo(4, 1, max, info.get()), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(info->uiRuleNum, 3u);
+    EXPECT_EQ(fake::hex(info->astRule, 2 * 96), fake::hex(two_rules()));
+
+    // A maximum smaller than the head: nothing beyond it is written.
+    fake::reset();
+    std::memset(info.get(), 0xAA, sizeof *info);
+    reply(42, Bytes(6, 0x01));
+    EXPECT_EQ(CONNLMT_ipc_GetPolicyInfo(4, 1, 6, info.get()), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::hex(reinterpret_cast<uint8_t *>(info.get()) + 6, 10), fake::hex(Bytes(10, 0xAA)));
+}
+
+TEST_F(ConnlmtPolicyReply, NextPolicyInfoUnpacksRulesBehindTheBlob) {
+    const Bytes blob(128, 0x5A);
+    reply(43, cat({head(9, 2), blob, two_rules()}));
+    EXPECT_EQ(CONNLMT_ipc_GetNextPolicyInfo(8, 0, info.get()), 0u);
+    expect_head(*info, 9, 2);
+    EXPECT_EQ(fake::hex(info->aucPolicyInfo, 128), fake::hex(blob));
+    expect_two_rules(info->astRule);
+}
+
+TEST_F(ConnlmtIpc, ApplyListIsConvertedAndBounded) {
+    auto list = std::make_unique<CONNLMT_APPLYLIST_S>();
+    std::memset(list.get(), 0xAA, sizeof *list);
+    reply(38, cat({be32(3), be32(12), be32(0x01000000), be32(7)}));
+    EXPECT_EQ(CONNLMT_ipc_GetPolicyApplyList(2, 1, list.get()), 0u);
+    EXPECT_EQ(sent(), header(38, 8) + " 00 00 00 01 00 02 00 00");
+    EXPECT_EQ(reply_max(), 8196u);
+    EXPECT_EQ(list->uiApplyNum, 3u);
+    EXPECT_EQ(list->auiIfIndex[0], 12u);
+    EXPECT_EQ(list->auiIfIndex[1], 0x01000000u);
+    EXPECT_EQ(list->auiIfIndex[2], 7u);
+    EXPECT_EQ(list->auiIfIndex[3], 0xAAAAAAAAu);
+
+    // 2048 entries fill the record exactly.
+    fake::reset();
+    Bytes full = be32(2048);
+    for (uint32_t i = 0; i < 2048; ++i) full = cat({full, be32(i + 1)});
+    reply(38, full);
+    EXPECT_EQ(CONNLMT_ipc_GetPolicyApplyList(2, 1, list.get()), 0u);
+    EXPECT_EQ(list->auiIfIndex[2047], 2048u);
+
+    // 2049 cannot be: the entries stay as received.
+    fake::reset();
+    std::memset(list.get(), 0xAA, sizeof *list);
+    reply(38, cat({be32(2049), be32(12)}));
+    EXPECT_EQ(CONNLMT_ipc_GetPolicyApplyList(2, 1, list.get()), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::hex(list->auiIfIndex, 4), "00 00 00 0c");
+}
+
+TEST_F(ConnlmtIpc, NullRecordsAreRefusedWithoutAnExchange) {
+    EXPECT_EQ(CONNLMT_ipc_GetDebug(nullptr), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_ipc_AddRule(nullptr), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_ipc_GetRule(1, 1, 0, nullptr), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_ipc_SetDes(nullptr), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_ipc_GetPolicy(1, 0, nullptr), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_ipc_GetPolicyInfo(1, 0, 144, nullptr), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_ipc_GetPolicyApplyList(1, 0, nullptr), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_ipc_GetPolicyTotalNumber(0, nullptr), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::socket_log().opened, 0);
+}
+
+}  // namespace

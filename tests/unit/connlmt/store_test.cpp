@@ -1,0 +1,423 @@
+// The connection-limit configuration store on the fake's in-memory
+// database: keys and their lengths, which database each value goes to,
+// the platform codes handed over, and the refusals.
+#include <cstring>
+#include <string>
+
+#include "dpmgmt/connlmt.h"
+#include "fake/fake_platform.h"
+
+using fake::Bytes;
+
+namespace {
+
+CONNLMT_RULE_S rule_of(uint32_t family, uint16_t policy, uint16_t ruleId, uint32_t aclNum = 3000) {
+    CONNLMT_RULE_S r = {};
+    r.uiAclMode = 2;
+    r.uiAclNum = aclNum;
+    r.uiIpVersion = family;
+    r.usPolicyId = policy;
+    r.usRuleId = ruleId;
+    r.auiLimitData[0] = 100;
+    r.uiAclType = 3;
+    return r;
+}
+
+CONNLMT_DESCRIPTION_S description_of(uint32_t family, uint16_t policy, const char *text) {
+    CONNLMT_DESCRIPTION_S d = {};
+    d.uiIpVersion = family;
+    d.usPolicyId = policy;
+    std::strcpy(d.szDescription, text);
+    return d;
+}
+
+class ConnlmtStore : public FakePlatformTest {
+protected:
+    void SetUp() override {
+        FakePlatformTest::SetUp();
+        ASSERT_EQ(CONNLMT_DB_Init(), 0u);
+        global = fake::db_handle("gConnlmt");
+        used = fake::db_handle("eConnlmt");
+        unused = fake::db_handle("pConnlmt");
+        // Interfaces 5 and 6 are known; 6 is temporary.
+        fake::hooks().IF_GetDataByIfIndex = [](uint32_t ifIndex, uint32_t item, void *buf) -> uint32_t {
+            if (item != 10 || (ifIndex != 5 && ifIndex != 6)) return 1;
+            std::strcpy(static_cast<char *>(buf), ifIndex == 5 ? "GE1/0/5" : "Tunnel6");
+            return 0;
+        };
+        fake::hooks().IF_IsTempIf = [](uint32_t ifIndex) -> uint32_t { return ifIndex == 6 ? 0x10001 : 0x10000; };
+        fake::calls().clear();
+    }
+    void TearDown() override {
+        CONNLMT_DB_Fini();
+        EXPECT_EQ(fake::open_iterators(), 0);
+    }
+    // Adds a policy with rules of the given identifiers, in that order.
+    static void policy_with(uint32_t family, uint16_t policy, std::initializer_list<uint16_t> ruleIds) {
+        ASSERT_EQ(CONNLMT_DB_AddPolicy(family, policy), 0u);
+        for (uint16_t id : ruleIds) {
+            const CONNLMT_RULE_S r = rule_of(family, policy, id, 3000u + id);
+            ASSERT_EQ(CONNLMT_DB_AddRule(&r), 0u);
+        }
+    }
+    uint64_t global = 0, used = 0, unused = 0;
+};
+
+TEST(ConnlmtStoreInit, OpensThreeDatabasesWithTheModulesCodes) {
+    fake::reset();
+    const DBM_BATCH_S *seenBatch = nullptr;
+    DBM_BATCH_S batch = {};
+    fake::hooks().DBM_Batch_Proc = [&](uint64_t, uint64_t, const DBM_BATCH_S *b, uint32_t) -> int32_t {
+        seenBatch = b;
+        batch = *b;
+        return -1;  // a failed move is not looked at
+    };
+    ASSERT_EQ(CONNLMT_DB_Init(), 0u);
+    const std::string desc = "01 00 00 00 00 00 00 00 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+                             "00 00 00 00";
+    const fake::Call &open = fake::nth("DBM_Open");
+    EXPECT_EQ(open.text, "gConnlmt/connlmt");
+    EXPECT_EQ(open.args, (std::vector<uint64_t>{7, 1}));
+    EXPECT_EQ(fake::hex(open.bytes), desc);
+    const fake::Call &cfg = fake::nth("DBM_OpenCfgDB");
+    EXPECT_EQ(cfg.text, "eConnlmt/pConnlmt/connlmt");
+    EXPECT_EQ(cfg.args, (std::vector<uint64_t>{0, 1}));
+    EXPECT_EQ(fake::hex(cfg.bytes), desc);
+
+    EXPECT_EQ(g_hConnlmtGlobalCfgHandle, fake::db_handle("gConnlmt"));
+    EXPECT_EQ(g_hConnlmtIFCfgUsedHandle, fake::db_handle("eConnlmt"));
+    EXPECT_EQ(g_hConnlmtIFCfgUnusedHandle, fake::db_handle("pConnlmt"));
+    // One move batch from the used to the unused database, whose callback
+    // selects every key.
+    const fake::Call &b = fake::nth("DBM_Batch_Proc");
+    EXPECT_EQ(b.args, (std::vector<uint64_t>{g_hConnlmtIFCfgUsedHandle, g_hConnlmtIFCfgUnusedHandle, 1}));
+    ASSERT_NE(seenBatch, nullptr);
+    EXPECT_EQ(batch.ulOpCode, 3u);
+    EXPECT_EQ(batch.ulArg, 0u);
+    ASSERT_NE(batch.pfCallback, nullptr);
+    EXPECT_EQ(batch.pfCallback(0, "k", 2, nullptr, 0, 0), 2u);
+    EXPECT_EQ(batch.pfCallback(7, nullptr, 0, "v", 1, 9), 2u);
+
+    // Fini closes the three in order, and only once.
+    const uint64_t handles[3] = {g_hConnlmtGlobalCfgHandle, g_hConnlmtIFCfgUsedHandle, g_hConnlmtIFCfgUnusedHandle};
+    CONNLMT_DB_Fini();
+    CONNLMT_DB_Fini();
+    ASSERT_EQ(fake::count("DBM_Close"), 3u);
+    for (size_t i = 0; i < 3; ++i) EXPECT_EQ(fake::nth("DBM_Close", i).args[0], handles[i]);
+    EXPECT_EQ(g_hConnlmtGlobalCfgHandle, UINT64_MAX);
+    EXPECT_EQ(g_hConnlmtIFCfgUsedHandle, UINT64_MAX);
+    EXPECT_EQ(g_hConnlmtIFCfgUnusedHandle, UINT64_MAX);
+}
+
+TEST(ConnlmtStoreInit, AFailedOpenClosesWhatTheOtherOpened) {
+    // The interface databases fail: "gConnlmt" is closed again.
+    fake::reset();
+    fake::hooks().DBM_Open = [](const char *, const char *, uint32_t, uint64_t *h) -> uint32_t {
+        *h = 4242;
+        return 0;
+    };
+    fake::hooks().DBM_OpenCfgDB = [](const char *, const char *, uint64_t *, uint64_t *) -> uint32_t { return 0x24; };
+    EXPECT_EQ(CONNLMT_DB_Init(), 0x24u);
+    ASSERT_EQ(fake::count("DBM_Close"), 1u);
+    EXPECT_EQ(fake::nth("DBM_Close").args[0], 4242u);
+    EXPECT_EQ(fake::count("DBM_Batch_Proc"), 0u);
+    EXPECT_EQ(g_hConnlmtGlobalCfgHandle, UINT64_MAX);
+    EXPECT_EQ(g_hConnlmtIFCfgUsedHandle, UINT64_MAX);
+
+    // "gConnlmt" fails: the interface databases are still opened, then
+    // closed, and the results are OR-ed.
+    fake::reset();
+    fake::hooks().DBM_Open = [](const char *, const char *, uint32_t, uint64_t *) -> uint32_t { return 1; };
+    EXPECT_EQ(CONNLMT_DB_Init(), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::count("DBM_OpenCfgDB"), 1u);
+    EXPECT_EQ(fake::count("DBM_Close"), 2u);
+    EXPECT_EQ(g_hConnlmtGlobalCfgHandle, UINT64_MAX);
+    EXPECT_EQ(g_hConnlmtIFCfgUsedHandle, UINT64_MAX);
+    EXPECT_EQ(g_hConnlmtIFCfgUnusedHandle, UINT64_MAX);
+}
+
+TEST(ConnlmtStoreInit, OpenByName) {
+    fake::reset();
+    EXPECT_EQ(CONNLMT_DB_Open(nullptr, 7), UINT64_MAX);
+    EXPECT_TRUE(fake::calls().empty());
+    const uint64_t h = CONNLMT_DB_Open("gConnlmt", 3);
+    EXPECT_EQ(h, fake::db_handle("gConnlmt"));
+    EXPECT_EQ(fake::last("DBM_Open").args, (std::vector<uint64_t>{3, 1}));
+    EXPECT_EQ(CONNLMT_DB_Close(h), 0u);
+    EXPECT_EQ(CONNLMT_DB_Close(h), 1u);  // the platform's answer, passed back
+    fake::hooks().DBM_Open = [](const char *, const char *, uint32_t, uint64_t *h2) -> uint32_t {
+        *h2 = 5;
+        return 2;
+    };
+    EXPECT_EQ(CONNLMT_DB_Open("gConnlmt", 7), UINT64_MAX);
+}
+
+TEST(ConnlmtStoreKeys, PolicyKeys) {
+    struct Case {
+        uint32_t family;
+        uint16_t policy;
+        uint64_t size;
+        const char *key;
+        uint64_t len;
+    };
+    const Case cases[] = {
+        {0, 5, 129, "policy-5", 9},   {1, 5, 129, "ipv6-policy-5", 14}, {1, 12, 129, "ipv6-policy-12", 15},
+        {0, 65535, 129, "policy-65535", 13}, {0, 32, 5, "poli", 5},      {2, 5, 129, "", 0},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.key);
+        char key[129];
+        std::memset(key, 'x', sizeof key);
+        uint64_t len = 99;
+        CONNLMT_DB_GetPolicyKeyAndLen(c.family, c.policy, c.size, key, &len);
+        EXPECT_STREQ(key, c.key);
+        EXPECT_EQ(len, c.len);
+    }
+}
+
+TEST_F(ConnlmtStore, PoliciesAreSortedListsOnTheRuleId) {
+    EXPECT_EQ(CONNLMT_DB_AddPolicy(1, 5), 0u);
+    const fake::Call &c = fake::last("DBM_CreateSortList");
+    EXPECT_EQ(c.text, "ipv6-policy-5");
+    EXPECT_EQ(c.args, (std::vector<uint64_t>{global, 14, 1, 1}));
+    // Descriptor {78, 2, 2, 0}.
+    EXPECT_EQ(fake::hex(c.bytes), "4e 00 00 00 02 00 00 00 02 00 00 00 00 00 00 00");
+    EXPECT_EQ(CONNLMT_DB_AddPolicy(0, 5), 0u);
+    EXPECT_EQ(fake::last("DBM_CreateSortList").args, (std::vector<uint64_t>{global, 9, 1, 0}));
+
+    // Rules inserted out of order are stored in rule order, as given.
+    for (uint16_t id : {7, 2, 5}) {
+        const CONNLMT_RULE_S r = rule_of(1, 5, id);
+        ASSERT_EQ(CONNLMT_DB_AddRule(&r), 0u);
+        const fake::Call &ins = fake::last("DBM_InsertSortList");
+        EXPECT_EQ(ins.args, (std::vector<uint64_t>{global, 14, 96, 1}));
+        EXPECT_EQ(fake::hex(ins.bytes), fake::hex(&r, sizeof r));
+    }
+    const fake::DbEntry *e = fake::db_entry(global, "ipv6-policy-5");
+    ASSERT_NE(e, nullptr);
+    ASSERT_EQ(e->elements.size(), 3u);
+    EXPECT_EQ(e->elements[0][78], 2);
+    EXPECT_EQ(e->elements[1][78], 5);
+    EXPECT_EQ(e->elements[2][78], 7);
+    // The IPv4 policy of the same number is another list.
+    EXPECT_TRUE(fake::db_entry(global, "policy-5")->elements.empty());
+}
+
+TEST_F(ConnlmtStore, RuleOfAMissingPolicyFailsAndCreatesNothing) {
+    const CONNLMT_RULE_S r = rule_of(0, 9, 1);
+    EXPECT_EQ(CONNLMT_DB_AddRule(&r), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::db_entry(global, "policy-9"), nullptr);
+}
+
+TEST_F(ConnlmtStore, UnusableArgumentsAreRefusedBeforeTheDatabase) {
+    const CONNLMT_RULE_S r = rule_of(2, 1, 1);
+    const CONNLMT_DESCRIPTION_S d = description_of(2, 1, "x");
+    CONNLMT_DESCRIPTION_S dout;
+    CONNLMT_RULE_S rules[2];
+    EXPECT_EQ(CONNLMT_DB_AddPolicy(2, 1), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_DB_DelPolicy(0xFFFFFFFF, 1), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_DB_AddRule(&r), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_DB_AddRule(nullptr), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_DB_DelRule(2, 1, 1), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_DB_GetPolicyRule(2, 1, 2, global, rules), 0xFFFFFFFFu);
+    EXPECT_EQ(CONNLMT_DB_GetPolicyRule(0, 1, 0, global, rules), 0xFFFFFFFFu);
+    EXPECT_EQ(CONNLMT_DB_GetPolicyRule(0, 1, 2, global, nullptr), 0xFFFFFFFFu);
+    EXPECT_EQ(CONNLMT_DB_SetDescription(&d), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_DB_SetDescription(nullptr), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_DB_GetPolicyDescription(2, 1, global, &dout), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_DB_GetPolicyDescription(0, 1, global, nullptr), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_DB_GetAppliedPolicy(global, 0, nullptr), DPMGMT_ERR_FAILED);
+    for (const std::string &n : fake::call_names()) EXPECT_NE(n.rfind("DBM_", 0), 0u) << n;
+}
+
+TEST_F(ConnlmtStore, GetPolicyRuleReadsAtMostCapacityInOrder) {
+    policy_with(0, 3, {4, 1, 5, 3, 2});
+    fake::calls().clear();
+
+    CONNLMT_RULE_S rules[4];
+    std::memset(rules, 0xAA, sizeof rules);
+    EXPECT_EQ(CONNLMT_DB_GetPolicyRule(0, 3, 2, global, rules), 2u);
+    EXPECT_EQ(rules[0].usRuleId, 1u);
+    EXPECT_EQ(rules[0].uiAclNum, 3001u);
+    EXPECT_EQ(rules[1].usRuleId, 2u);
+    EXPECT_EQ(fake::hex(&rules[2], 96), fake::hex(Bytes(96, 0xAA)));  // never touched
+    EXPECT_EQ(fake::count("DBM_GetNextSortList"), 2u);
+    EXPECT_EQ(fake::nth("DBM_GetNextSortList").args, (std::vector<uint64_t>{global, 9, 0, 0, 96}));
+    EXPECT_EQ(fake::count("DBM_FreeIterator"), 1u);
+    EXPECT_EQ(fake::open_iterators(), 0);
+}
+
+TEST_F(ConnlmtStore, GetPolicyRuleLeavesTheSlotAfterTheLastCleared) {
+    policy_with(1, 8, {});
+    policy_with(0, 4, {9, 6});
+    CONNLMT_RULE_S cleared = {};
+    cleared.uiAclType = 1;
+
+    // No rules: 0, slot 0 cleared with ACL type 1, slot 1 untouched.
+    CONNLMT_RULE_S rules[4];
+    std::memset(rules, 0xAA, sizeof rules);
+    EXPECT_EQ(CONNLMT_DB_GetPolicyRule(1, 8, 4, global, rules), 0u);
+    EXPECT_EQ(fake::hex(&rules[0], 96), fake::hex(&cleared, 96));
+    EXPECT_EQ(fake::hex(&rules[1], 96), fake::hex(Bytes(96, 0xAA)));
+    EXPECT_EQ(fake::open_iterators(), 0);
+
+    // Two of four: slot 2 cleared, slot 3 untouched.
+    std::memset(rules, 0xAA, sizeof rules);
+    EXPECT_EQ(CONNLMT_DB_GetPolicyRule(0, 4, 4, global, rules), 2u);
+    EXPECT_EQ(rules[0].usRuleId, 6u);
+    EXPECT_EQ(rules[1].usRuleId, 9u);
+    EXPECT_EQ(fake::hex(&rules[2], 96), fake::hex(&cleared, 96));
+    EXPECT_EQ(fake::hex(&rules[3], 96), fake::hex(Bytes(96, 0xAA)));
+
+    // A policy that does not exist: the array untouched, no iterator.
+    fake::calls().clear();
+    std::memset(rules, 0xAA, sizeof rules);
+    EXPECT_EQ(CONNLMT_DB_GetPolicyRule(0, 30, 4, global, rules), 0xFFFFFFFFu);
+    EXPECT_EQ(fake::hex(&rules[0], 96), fake::hex(Bytes(96, 0xAA)));
+    EXPECT_EQ(fake::count("DBM_GetNextSortList"), 0u);
+    // Only a 1 in the low 16 bits means "exists".
+    fake::hooks().DBM_IsKeyExist = [](uint64_t, const std::string &) { return 0x10000; };
+    EXPECT_EQ(CONNLMT_DB_GetPolicyRule(0, 4, 4, global, rules), 0xFFFFFFFFu);
+}
+
+TEST_F(ConnlmtStore, DelRuleProbesByRuleId) {
+    policy_with(0, 2, {1, 4});
+    EXPECT_EQ(CONNLMT_DB_DelRule(0, 2, 4), 0u);
+    const fake::Call &c = fake::last("DBM_RemoveSortList");
+    EXPECT_EQ(c.args, (std::vector<uint64_t>{global, 9, 96}));
+    ASSERT_EQ(c.bytes.size(), 96u);
+    EXPECT_EQ(c.bytes[78], 4);
+    EXPECT_EQ(fake::db_entry(global, "policy-2")->elements.size(), 1u);
+    EXPECT_EQ(CONNLMT_DB_DelRule(0, 2, 4), DPMGMT_ERR_FAILED);
+}
+
+TEST_F(ConnlmtStore, DelPolicyReturnsTheLastDeletion) {
+    policy_with(0, 2, {1});
+    EXPECT_EQ(CONNLMT_DB_DelPolicy(0, 2), 0u);
+    EXPECT_EQ(fake::db_entry(global, "policy-2"), nullptr);
+    EXPECT_EQ(static_cast<int32_t>(CONNLMT_DB_DelPolicy(0, 2)), -2);  // the platform's "no such key"
+
+    // With a description both go, and the description's deletion decides.
+    policy_with(1, 2, {});
+    const CONNLMT_DESCRIPTION_S d = description_of(1, 2, "web");
+    ASSERT_EQ(CONNLMT_DB_SetDescription(&d), 0u);
+    fake::hooks().DBM_DeleteKey = [](uint64_t, const std::string &key) { return key == "ipv6-policy-2" ? -7 : -9; };
+    EXPECT_EQ(static_cast<int32_t>(CONNLMT_DB_DelPolicy(1, 2)), -9);
+    EXPECT_EQ(fake::last("DBM_DeleteKey").text, "ipv6-description-2");
+    EXPECT_EQ(fake::last("DBM_DeleteKey").args, (std::vector<uint64_t>{global, 19}));
+}
+
+TEST_F(ConnlmtStore, DescriptionsRoundTripAndAreCheckedOnRead) {
+    const CONNLMT_DESCRIPTION_S d = description_of(0, 7, "limit web servers");
+    EXPECT_EQ(CONNLMT_DB_SetDescription(&d), 0u);
+    const fake::Call &set = fake::last("DBM_SetBinary");
+    EXPECT_EQ(set.text, "description-7");
+    EXPECT_EQ(set.args, (std::vector<uint64_t>{global, 14, 0, 136, 4}));
+    EXPECT_EQ(fake::hex(set.bytes), fake::hex(&d, sizeof d));
+
+    CONNLMT_DESCRIPTION_S out;
+    std::memset(&out, 0xAA, sizeof out);
+    EXPECT_EQ(CONNLMT_DB_GetPolicyDescription(0, 7, global, &out), 0u);
+    EXPECT_EQ(fake::hex(&out, sizeof out), fake::hex(&d, sizeof d));
+    EXPECT_EQ(fake::last("DBM_GetBinary").args, (std::vector<uint64_t>{global, 14, 0, 136}));
+
+    // Missing: failure, the record untouched.
+    std::memset(&out, 0xAA, sizeof out);
+    EXPECT_EQ(CONNLMT_DB_GetPolicyDescription(1, 7, global, &out), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::hex(&out, sizeof out), fake::hex(Bytes(136, 0xAA)));
+
+    // Stored under this key but naming another policy or family.
+    const CONNLMT_DESCRIPTION_S other = description_of(0, 8, "x");
+    fake::db_put_binary(global, "description-9", Bytes(reinterpret_cast<const uint8_t *>(&other),
+                                                       reinterpret_cast<const uint8_t *>(&other) + sizeof other));
+    EXPECT_EQ(CONNLMT_DB_GetPolicyDescription(0, 9, global, &out), DPMGMT_ERR_FAILED);
+    const CONNLMT_DESCRIPTION_S v6 = description_of(1, 9, "x");
+    fake::db_put_binary(global, "description-9", Bytes(reinterpret_cast<const uint8_t *>(&v6),
+                                                       reinterpret_cast<const uint8_t *>(&v6) + sizeof v6));
+    EXPECT_EQ(CONNLMT_DB_GetPolicyDescription(0, 9, global, &out), DPMGMT_ERR_FAILED);
+
+    // An empty text deletes; on a policy without one the platform's answer.
+    const CONNLMT_DESCRIPTION_S empty = description_of(0, 7, "");
+    EXPECT_EQ(CONNLMT_DB_SetDescription(&empty), 0u);
+    EXPECT_EQ(fake::db_entry(global, "description-7"), nullptr);
+    EXPECT_EQ(static_cast<int32_t>(CONNLMT_DB_SetDescription(&empty)), -2);
+
+    fake::hooks().DBM_SetBinary = [](uint64_t, const std::string &, const Bytes &, uint32_t) { return -1; };
+    EXPECT_EQ(CONNLMT_DB_SetDescription(&d), DPMGMT_ERR_FAILED);
+}
+
+TEST_F(ConnlmtStore, AppliedPoliciesGoWhereTheInterfaceBelongs) {
+    const uint8_t value[4] = {1, 2, 3, 4};
+    struct Case {
+        uint32_t ifIndex;
+        const char *key;
+        uint64_t *db;
+        uint32_t attribute;
+    };
+    const Case cases[] = {
+        {0, "applied-global", &global, 2},
+        {5, "applied-GE1/0/5", &used, 3},
+        {6, "applied-Tunnel6", &unused, 3},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.key);
+        EXPECT_EQ(CONNLMT_DB_UpdateAppliedPolicy(c.ifIndex, value), 0u);
+        const fake::Call &set = fake::last("DBM_SetBinary");
+        EXPECT_EQ(set.text, c.key);
+        EXPECT_EQ(set.args, (std::vector<uint64_t>{*c.db, std::strlen(c.key) + 1, 0, 4, c.attribute}));
+        EXPECT_EQ(fake::hex(set.bytes), "01 02 03 04");
+        uint8_t out[4] = {};
+        EXPECT_EQ(CONNLMT_DB_GetAppliedPolicy(*c.db, c.ifIndex, out), 0u);
+        EXPECT_EQ(fake::hex(out, 4), "01 02 03 04");
+        EXPECT_EQ(fake::last("DBM_GetBinary").args, (std::vector<uint64_t>{*c.db, std::strlen(c.key) + 1, 0, 4}));
+
+        EXPECT_EQ(CONNLMT_DB_UpdateAppliedPolicy(c.ifIndex, nullptr), 0u);
+        EXPECT_EQ(fake::db_entry(*c.db, c.key), nullptr);
+        EXPECT_EQ(CONNLMT_DB_GetAppliedPolicy(*c.db, c.ifIndex, out), DPMGMT_ERR_FAILED);
+    }
+
+    // An interface without a name: the empty key of length 0 is still
+    // handed to the database, whose answer comes back.
+    fake::calls().clear();
+    EXPECT_EQ(static_cast<int32_t>(CONNLMT_DB_UpdateAppliedPolicy(77, value)), -1);
+    EXPECT_EQ(fake::last("DBM_SetBinary").args[1], 0u);
+    EXPECT_EQ(fake::count("IF_IsTempIf"), 1u);
+}
+
+TEST_F(ConnlmtStore, MoveSelectsTheDirectionByTheSelectorPair) {
+    const uint8_t value[4] = {9, 9, 9, 9};
+    ASSERT_EQ(CONNLMT_DB_UpdateAppliedPolicy(5, value), 0u);
+    EXPECT_EQ(CONNLMT_DB_MoveAppliedPolicy(0, 1, 5), 0u);
+    EXPECT_EQ(fake::last("DBM_Move").args, (std::vector<uint64_t>{used, 16, unused}));
+    EXPECT_EQ(fake::db_entry(used, "applied-GE1/0/5"), nullptr);
+    EXPECT_NE(fake::db_entry(unused, "applied-GE1/0/5"), nullptr);
+
+    const uint32_t back[][2] = {{0, 0}, {1, 1}, {2, 1}};
+    for (const auto &pair : back) {
+        fake::calls().clear();
+        CONNLMT_DB_MoveAppliedPolicy(pair[0], pair[1], 5);
+        EXPECT_EQ(fake::last("DBM_Move").args, (std::vector<uint64_t>{unused, 16, used}));
+    }
+    EXPECT_NE(fake::db_entry(used, "applied-GE1/0/5"), nullptr);
+    // Nothing left to move: the platform's answer.
+    EXPECT_EQ(static_cast<int32_t>(CONNLMT_DB_MoveAppliedPolicy(2, 2, 5)), -2);
+}
+
+TEST_F(ConnlmtStore, DeletionsOfAppliedKeys) {
+    const uint8_t value[4] = {1, 1, 1, 1};
+    ASSERT_EQ(CONNLMT_DB_UpdateAppliedPolicy(0, value), 0u);
+    ASSERT_EQ(CONNLMT_DB_UpdateAppliedPolicy(5, value), 0u);
+    ASSERT_EQ(CONNLMT_DB_UpdateAppliedPolicy(6, value), 0u);
+
+    EXPECT_EQ(CONNLMT_DB_IfDeactiveProc(0), 0u);
+    EXPECT_EQ(fake::last("DBM_DeleteKey").args, (std::vector<uint64_t>{global, 15}));
+    EXPECT_EQ(CONNLMT_DB_IfDeactiveProc(5), 0u);
+    EXPECT_EQ(fake::last("DBM_DeleteKey").args, (std::vector<uint64_t>{used, 16}));
+    EXPECT_EQ(CONNLMT_DB_DelAppliedPolicyFromUnused(6), 0u);
+    EXPECT_EQ(fake::last("DBM_DeleteKey").args, (std::vector<uint64_t>{unused, 16}));
+    EXPECT_EQ(fake::db_entry(unused, "applied-Tunnel6"), nullptr);
+    // The temporary interface's key is not in the used database.
+    EXPECT_EQ(static_cast<int32_t>(CONNLMT_DB_IfDeactiveProc(6)), -2);
+}
+
+}  // namespace
