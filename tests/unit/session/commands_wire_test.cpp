@@ -1,0 +1,181 @@
+// Session settings commands on the wire: the exact datagram each set and
+// reset command sends, the result code it returns, and the caller's record
+// left as it was.
+#include <cerrno>
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include "dpmgmt/session.h"
+#include "fake/fake_platform.h"
+
+using fake::Bytes;
+
+namespace {
+
+class SessionCommands : public FakePlatformTest {
+protected:
+    static void reply(const Bytes &payload, uint32_t type = 0) {
+        fake::sockets().receives.push_back({1, 0, fake::datagram(type, payload)});
+    }
+    static std::string sent() {
+        const auto &log = fake::socket_log().sent;
+        return log.size() == 1 ? fake::hex(log[0]) : "sent " + std::to_string(log.size()) + " datagrams";
+    }
+};
+
+// Records are filled from host values; none may change during the call.
+const SESSION_AGING_S kAging = {3, 600};
+const SESSION_FLOW_S kFlow = {1, 0x01020304};
+const SESSION_PERSIST_S kPersist = {{0x11, 0x2233, 0x44556677}};
+const SESSION_LOGPOLICY_REQ_S kLogPolicy = {0x0A, 0x0B, {0x0C, 0x0D}, 0x0E0F, {0x10, 0x11}};
+const SESSION_DEBUG_S kDebug = {1, 0x80000001u, 1, 0x0405, {0x06, 0x07}};
+const SESSION_TCPDEBUG_S kTcpDebug = {2, 0x10, 0x0304, {0x05, 0x06}};
+const uint32_t kTime = 0x00000E10;
+const uint16_t kNum = 0x0102;
+
+SESSION_TRAFFICLOG_BILL_S bill() {
+    SESSION_TRAFFICLOG_BILL_S b;
+    for (size_t i = 0; i < sizeof(b); ++i) reinterpret_cast<uint8_t *>(&b)[i] = static_cast<uint8_t>(0x80 + i);
+    b.usEnable = 1;
+    b.usFormat = 0x0203;
+    b.usPort = 514;
+    return b;
+}
+
+TEST_F(SessionCommands, EverySetAndResetSendsItsPayloadAndReturnsTheResult) {
+    const SESSION_TRAFFICLOG_BILL_S theBill = bill();
+    const uint8_t selector = 0x41;
+    struct Case {
+        const char *what;
+        std::function<uint32_t()> call;
+        const char *datagram;
+    };
+    const Case cases[] = {
+        {"app aging", [] { return SESSION_IPC_SetAppAging(&kAging); },
+         "00 00 00 00 00 00 00 10 00 00 00 03 00 00 02 58"},
+        {"l4 aging", [] { return SESSION_IPC_SetL4Aging(&kAging); }, "00 00 00 01 00 00 00 10 00 00 00 03 00 00 02 58"},
+        {"log policy", [] { return SESSION_IPC_SetLogPolicy(&kLogPolicy); },
+         "00 00 00 02 00 00 00 1c 00 00 00 0a 00 00 00 0b 00 00 00 0c 00 00 00 0d 0e 0f 10 11"},
+        {"log flow", [] { return SESSION_IPC_SetLogFlow(&kFlow); }, "00 00 00 04 00 00 00 10 00 00 00 01 01 02 03 04"},
+        {"log time", [] { return SESSION_IPC_SetLogTime(&kTime); }, "00 00 00 05 00 00 00 0c 00 00 0e 10"},
+        {"persist", [] { return SESSION_IPC_SetPersist(&kPersist); },
+         "00 00 00 09 00 00 00 14 00 00 00 11 00 00 22 33 44 55 66 77"},
+        {"debug", [] { return SESSION_IPC_SetDebug(&kDebug); },
+         "00 00 00 0b 00 00 00 18 00 00 00 01 80 00 00 01 00 00 00 01 04 05 06 07"},
+        {"tcp debug", [] { return SESSION_IPC_SetTcpDebug(&kTcpDebug); },
+         "00 00 00 0c 00 00 00 14 00 00 00 02 00 00 00 10 03 04 05 06"},
+        {"reset relation", [&] { return SESSION_IPC_ResetRelation(3, &selector); },
+         "00 00 00 15 00 00 00 0c 00 03 41 00"},
+        {"reset statistics", [] { return SESSION_IPC_ResetStatistics(0x0102); }, "00 00 00 16 00 00 00 0a 01 02"},
+        {"sync switch", [] { return SESSION_IPC_SetSessionSyncSwitch(1); }, "00 00 00 2f 00 00 00 0a 00 01"},
+        {"stat enable", [] { return SESSION_IPC_SetStatEnable(1); }, "00 00 00 31 00 00 00 0a 00 01"},
+        {"sync app switch", [] { return SESSION_IPC_SetSessionSyncAppSwitch(1, 0x0203); },
+         "00 00 00 32 00 00 00 0c 00 01 02 03"},
+        {"his top stat", [] { return SESSION_IPC_SetHisTopStatEnable(0x0100); }, "00 00 00 34 00 00 00 0a 01 00"},
+        {"maximum", [] { return SESSION_IPC_SetMaximum(2, 5000); }, "00 00 00 36 00 00 00 10 00 00 00 02 00 00 13 88"},
+        {"rate", [] { return SESSION_IPC_SetRate(0, 0x01020304); }, "00 00 00 37 00 00 00 10 00 00 00 00 01 02 03 04"},
+        {"reset mcfs statistics", [] { return SESSION_IPC_ResetMcfsStatistics(7); }, "00 00 00 3b 00 00 00 0a 00 07"},
+        {"reset stat fail", [] { return SESSION_IPC_ResetStatFail(1, 0x02030405); },
+         "00 00 00 3c 00 00 00 10 00 01 00 00 02 03 04 05"},
+        {"reset event statistics", [] { return SESSION_IPC_ResetEventStatistics(1, 2); },
+         "00 00 00 3d 00 00 00 10 00 00 00 01 00 02 00 00"},
+        {"traffic log time", [] { return SESSION_IPC_SetTrafficLogTime(&kTime); }, "00 00 00 3e 00 00 00 0c 00 00 0e 10"},
+        {"traffic log flow", [] { return SESSION_IPC_SetTrafficLogFlow(&kFlow); },
+         "00 00 00 40 00 00 00 10 00 00 00 01 01 02 03 04"},
+        {"traffic log begin", [] { return SESSION_IPC_SetTrafficLogBegin(3); }, "00 00 00 44 00 00 00 0a 00 03"},
+        {"bill", [&] { return SESSION_IPC_TrafficLogEnableBill(&theBill); },
+         "00 00 00 46 00 00 00 34 00 01 82 83 02 03 86 87 88 89 8a 8b 8c 8d 8e 8f 90 91 92 93 94 95 96 97 02 02 "
+         "9a 9b 9c 9d 9e 9f a0 a1 a2 a3 a4 a5 a6 a7 a8 a9 aa ab"},
+        {"num log", [] { return SESSION_IPC_SetNumLog(&kNum); }, "00 00 00 4b 00 00 00 0a 01 02"},
+        {"reset fdb statistics", [] { return SESSION_IPC_ResetFdbStatistics(0x0A0B, 0x0C); },
+         "00 00 00 57 00 00 00 10 0a 0b 00 00 00 00 00 0c"},
+    };
+    const SESSION_TRAFFICLOG_BILL_S billBefore = theBill;
+    for (const Case &c : cases) {
+        fake::reset();
+        reply(fake::be32(0x40010006));  // the service's verdict comes back unchanged
+        EXPECT_EQ(c.call(), 0x40010006u) << c.what;
+        EXPECT_EQ(sent(), c.datagram) << c.what;
+        EXPECT_EQ(fake::socket_log().closed, 1) << c.what;
+    }
+    EXPECT_EQ(kAging.uiIndex, 3u);
+    EXPECT_EQ(kAging.uiSeconds, 600u);
+    EXPECT_EQ(kLogPolicy.usOption, 0x0E0F);
+    EXPECT_EQ(kDebug.uiBits, 0x80000001u);
+    EXPECT_EQ(std::memcmp(&theBill, &billBefore, sizeof(theBill)), 0);
+}
+
+TEST_F(SessionCommands, ResultWordOfAShortOrFailedReply) {
+    reply({0x12, 0x34});  // the missing bytes of the word read 0
+    EXPECT_EQ(SESSION_IPC_SetStatEnable(1), 0x12340000u);
+    fake::reset();
+    reply({});
+    EXPECT_EQ(SESSION_IPC_SetStatEnable(1), 0u);
+    fake::reset();
+    fake::sockets().receives.push_back({1, 0, fake::cat({fake::be32(0xFFFFFFFF), fake::be32(8)})});
+    EXPECT_EQ(SESSION_IPC_SetStatEnable(1), 0x40010001u);
+    fake::reset();  // nobody answers
+    EXPECT_EQ(SESSION_IPC_SetMaximum(2, 1), 0x40010001u);
+}
+
+TEST_F(SessionCommands, NullRecordsSendNothing) {
+    EXPECT_EQ(SESSION_IPC_SetAppAging(nullptr), 0x40010001u);
+    EXPECT_EQ(SESSION_IPC_SetLogTime(nullptr), 0x40010001u);
+    EXPECT_EQ(SESSION_IPC_ResetRelation(1, nullptr), 0x40010001u);
+    EXPECT_EQ(SESSION_ResetSession(1, nullptr), 0x40010001u);
+    EXPECT_EQ(SESSION_IPC_GetLogPolicy(nullptr), 0x40010001u);
+    EXPECT_EQ(SESSION_IPC_DisTopStatistics(0, 648, nullptr), 0x40010001u);
+    EXPECT_EQ(fake::socket_log().opened, 0);
+}
+
+class SessionReset : public SessionCommands {
+protected:
+    static SESSION_TABLEKEY_S key() {
+        SESSION_TABLEKEY_S k{};
+        k.stTuple.ucFamily = SESSION_AF_IPV4;
+        k.stTuple.ucProtocol = 6;
+        const uint32_t src = 0x0A000001, dst = 0xC0A80001;
+        std::memcpy(k.stTuple.aucSrcAddr, &src, 4);
+        std::memcpy(k.stTuple.aucDstAddr, &dst, 4);
+        k.stTuple.usSrcPort = 1024;
+        k.stTuple.usDstPort = 80;
+        k.stTuple.usVrfIndex = 5;
+        k.uiKeyWord1 = 0x01020304;
+        k.uiKeyWord2 = 9;
+        k.aucReserved[7] = 0xEE;
+        return k;
+    }
+};
+
+TEST_F(SessionReset, PatientResetShowsProgressAndSendsTheConvertedKey) {
+    const SESSION_TABLEKEY_S k = key();
+    const SESSION_TABLEKEY_S before = k;
+    fake::sockets().receives.push_back({-1, EAGAIN, {}});
+    fake::sockets().receives.push_back({-1, EAGAIN, {}});
+    reply(fake::be32(0));
+    fake::CaptureStdout out;
+    EXPECT_EQ(SESSION_ResetSession(0x0102, &k), 0u);
+    EXPECT_EQ(out.take(), "Resetting session..Done.\r\n");
+    const std::string tuple =
+        "02 06 00 00 0a 00 00 01 00 00 00 00 00 00 00 00 00 00 00 00 c0 a8 00 01 00 00 00 00 00 00 00 00 00 00 00 00 "
+        "04 00 00 50 00 00 00 00 00 05 00 00";
+    EXPECT_EQ(sent(), "00 00 00 14 00 00 00 4c 01 02 00 00 " + tuple +
+                          " 01 02 03 04 00 00 00 09 00 00 00 00 00 00 00 ee");
+    EXPECT_EQ(std::memcmp(&k, &before, sizeof(k)), 0);
+    EXPECT_EQ(fake::count("SOCK_SetSockOpt"), 1u);  // the patient receive
+}
+
+TEST_F(SessionReset, McfsResetUsesItsOwnTypeAndReturnsTheVerdict) {
+    const SESSION_TABLEKEY_S k = key();
+    reply(fake::be32(0x40010005));
+    fake::CaptureStdout out;
+    EXPECT_EQ(SESSION_ResetMcfsSession(0, &k), 0x40010005u);
+    EXPECT_EQ(out.take(), "");  // answered at once: no progress
+    ASSERT_EQ(fake::socket_log().sent.size(), 1u);
+    EXPECT_EQ(fake::hex(Bytes(fake::socket_log().sent[0].begin(), fake::socket_log().sent[0].begin() + 12)),
+              "00 00 00 3a 00 00 00 4c 00 00 00 00");
+    EXPECT_EQ(fake::count("SOCK_SetSockOpt"), 1u);
+}
+
+}  // namespace

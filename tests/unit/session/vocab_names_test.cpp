@@ -1,0 +1,126 @@
+// The session vocabulary: names at the edges of every table, the shared
+// empty string, default aging times and the log-record checks.
+#include <cstring>
+#include <set>
+#include <string>
+
+#include "dpmgmt/session.h"
+#include "fake/fake_platform.h"
+
+namespace {
+
+class Vocabulary : public FakePlatformTest {};
+
+TEST_F(Vocabulary, StatusNames) {
+    const char *empty = SESSION_GetStatusName(1, 3);
+    ASSERT_NE(empty, nullptr);
+    EXPECT_STREQ(empty, "");
+    std::set<std::string> named;
+    for (uint32_t slot = 0; slot < 80; ++slot) {
+        const char *name = g_apcSessionStatusName[slot];
+        ASSERT_NE(name, nullptr) << slot;
+        if (name[0] == '\0')
+            EXPECT_EQ(name, empty) << "slot " << slot << " has an empty string of its own";
+        else
+            named.insert(name);
+    }
+    EXPECT_EQ(named.size(), 33u);
+    EXPECT_STREQ(SESSION_GetStatusName(0, 3), "TCP_ESTABLISHED");
+    EXPECT_STREQ(SESSION_GetStatusName(0, 9), "TCP_SYN_SENT2");
+    EXPECT_STREQ(SESSION_GetStatusName(3, 1), "ICMPV6_REQUEST");
+    EXPECT_STREQ(SESSION_GetStatusName(5, 7), "SCTP_SHUTDOWN_ACK_SENT");
+    EXPECT_STREQ(SESSION_GetStatusName(6, 7), "DCCP_TIMEWAIT");
+    EXPECT_STREQ(SESSION_GetStatusName(7, 2), "RAWIP_READY");
+    // Out of the table: the same shared string, never a neighbour's slot.
+    EXPECT_EQ(SESSION_GetStatusName(8, 0), empty);
+    EXPECT_EQ(SESSION_GetStatusName(0xFFFFFFFFu, 1), empty);
+    EXPECT_EQ(SESSION_GetStatusName(1, 11), empty);  // would be slot 21, "ICMP_REQUEST"
+    EXPECT_EQ(SESSION_GetStatusName(0, 255), empty);
+}
+
+TEST_F(Vocabulary, ProtocolNamesAndStateCounts) {
+    const char *names[] = {"TCP", "UDP", "ICMP", "ICMPv6", "UDP-Lite", "SCTP", "DCCP", "RAWIP"};
+    const uint32_t counts[] = {10, 3, 3, 3, 3, 8, 8, 3};
+    for (uint32_t i = 0; i < 8; ++i) {
+        EXPECT_STREQ(SESSION_GetProtocolName(i), names[i]);
+        EXPECT_EQ(SESSION_GetProtocolStateCount(i), counts[i]) << i;
+    }
+    const char *empty = SESSION_GetStatusName(1, 3);
+    EXPECT_EQ(SESSION_GetProtocolName(8), empty);
+    EXPECT_EQ(SESSION_GetProtocolStateCount(8), 0u);
+    EXPECT_EQ(SESSION_GetProtocolStateCount(0xFFFFFFFFu), 0u);
+}
+
+TEST_F(Vocabulary, ApplicationAndLayer4TablesAtTheirEdges) {
+    const char *empty = SESSION_GetStatusName(1, 3);
+    EXPECT_STREQ(SESSION_GetAppName(0), "DNS");
+    EXPECT_STREQ(SESSION_GetAppName(15), "SQLNET");
+    EXPECT_STREQ(SESSION_GetAppName(16), "XDMCP");
+    EXPECT_EQ(SESSION_GetAppName(17), empty);
+    EXPECT_EQ(SESSION_GetAppDefaultAgingTime(0), 1u);
+    EXPECT_EQ(SESSION_GetAppDefaultAgingTime(5), 300u);
+    EXPECT_EQ(SESSION_GetAppDefaultAgingTime(15), 600u);
+    EXPECT_EQ(SESSION_GetAppDefaultAgingTime(16), 3600u);
+    EXPECT_EQ(SESSION_GetAppDefaultAgingTime(17), 0u);
+
+    EXPECT_STREQ(SESSION_GetL4AgingStatusName(0), "SYN");
+    EXPECT_STREQ(SESSION_GetL4AgingStatusName(10), "UDPLITE-READY");
+    EXPECT_STREQ(SESSION_GetL4AgingStatusName(18), "ICMPV6-REPLY");
+    EXPECT_EQ(SESSION_GetL4AgingStatusName(19), empty);
+    EXPECT_EQ(SESSION_GetL4DefaultAgingTime(1), 3600u);
+    EXPECT_EQ(SESSION_GetL4DefaultAgingTime(17), 60u);
+    EXPECT_EQ(SESSION_GetL4DefaultAgingTime(18), 30u);
+    EXPECT_EQ(SESSION_GetL4DefaultAgingTime(19), 0u);
+
+    // The sums catch a shifted or swapped row anywhere in the tables.
+    uint32_t appSum = 0, l4Sum = 0;
+    for (uint32_t i = 0; i < 17; ++i) appSum += SESSION_GetAppDefaultAgingTime(i);
+    for (uint32_t i = 0; i < 19; ++i) l4Sum += SESSION_GetL4DefaultAgingTime(i);
+    EXPECT_EQ(appSum, 1u + 3600 + 60 + 3600 + 3600 + 300 + 3600 + 300 + 60 + 3600 + 60 + 3600 + 3600 + 60 + 3600 +
+                          600 + 3600);
+    EXPECT_EQ(l4Sum, 30u + 3600 + 30 + 30 + 60 + 60 + 30 + 30 + 60 + 30 + 60 + 30 + 3600 + 30 + 30 + 3600 + 30 +
+                         60 + 30);
+}
+
+TEST_F(Vocabulary, DefaultAgingChecks) {
+    EXPECT_EQ(SESSION_IsAppDefaultAgingTime(0, 1), 1u);
+    EXPECT_EQ(SESSION_IsAppDefaultAgingTime(0, 0), 0u);
+    EXPECT_EQ(SESSION_IsAppDefaultAgingTime(16, 3600), 1u);
+    EXPECT_EQ(SESSION_IsL4DefaultAgingTime(1, 3600), 1u);
+    EXPECT_EQ(SESSION_IsL4DefaultAgingTime(1, 60), 0u);
+    // An index without a row has no default, not even 0.
+    EXPECT_EQ(SESSION_IsAppDefaultAgingTime(17, 0), 0u);
+    EXPECT_EQ(SESSION_IsL4DefaultAgingTime(19, 0), 0u);
+}
+
+TEST_F(Vocabulary, LogRecords) {
+    SESSION_LOGPOLICY_S policy;
+    std::memset(&policy, 0xFF, sizeof(policy));
+    EXPECT_EQ(SESSION_IsInvalidLogPolicy(&policy), 0u);
+    SESSION_InitLogPolicy(&policy);
+    EXPECT_EQ(fake::hex(&policy, sizeof(policy)), fake::hex(fake::Bytes(16, 0)));
+    EXPECT_EQ(SESSION_IsInvalidLogPolicy(&policy), 1u);
+    for (int w = 0; w < 4; ++w) {
+        SESSION_InitLogPolicy(&policy);
+        policy.auiWord[w] = 1;
+        EXPECT_EQ(SESSION_IsInvalidLogPolicy(&policy), 0u) << "word " << w;
+    }
+
+    SESSION_TRAFFICLOG_S log;
+    std::memset(&log, 0xFF, sizeof(log));
+    SESSION_InitTrafficLog(&log);
+    EXPECT_EQ(fake::hex(&log, sizeof(log)), fake::hex(fake::Bytes(16, 0)));
+    EXPECT_EQ(SESSION_IsInvalidTrafficLog(&log), 1u);
+    log.usValue1 = 1;
+    log.usValue2 = 2;
+    log.usValue3 = 3;
+    log.usValue4 = 4;
+    EXPECT_EQ(SESSION_IsInvalidTrafficLog(&log), 1u);  // the u16 fields do not count
+    log.uiWord2 = 5;
+    EXPECT_EQ(SESSION_IsInvalidTrafficLog(&log), 0u);
+    log.uiWord2 = 0;
+    log.uiWord1 = 5;
+    EXPECT_EQ(SESSION_IsInvalidTrafficLog(&log), 0u);
+}
+
+}  // namespace
