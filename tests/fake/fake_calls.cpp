@@ -15,7 +15,7 @@ extern "C" {
 uint32_t DUMP_Request(uint16_t node, uint32_t dumpType, const void *key, uint32_t keyLen) {
     record("DUMP_Request", {node, dumpType, keyLen}, key, key ? keyLen : 0);
     State &s = state();
-    if (s.failedDumps.count(dumpType)) return DUMP_INVALID_HANDLE;
+    if (s.failedDumps.count(dumpType) || s.failedNodeDumps.count({dumpType, node})) return DUMP_INVALID_HANDLE;
     std::deque<Pull> pulls;
     auto it = s.dumpScripts.find(dumpType);
     if (it != s.dumpScripts.end() && !it->second.empty()) {
@@ -42,7 +42,7 @@ uint32_t DUMP_Pull(uint32_t handle, uint32_t bufLen, void *buf, uint32_t *delive
     it->second.pop_front();
     const size_t n = p.bytes.size() < bufLen ? p.bytes.size() : bufLen;
     if (n) std::memcpy(buf, p.bytes.data(), n);
-    *delivered = static_cast<uint32_t>(n);
+    *delivered = static_cast<uint32_t>(n) + (n ? state().overstate : 0);
     return p.result;
 }
 

@@ -62,8 +62,10 @@ void script_dump(uint32_t dumpType, std::vector<Pull> pulls) {
     state().dumpScripts[dumpType].push_back(std::deque<Pull>(pulls.begin(), pulls.end()));
 }
 void fail_dump(uint32_t dumpType) { state().failedDumps.insert(dumpType); }
+void fail_dump_on(uint32_t dumpType, uint16_t node) { state().failedNodeDumps.insert({dumpType, node}); }
 int open_dumps() { return static_cast<int>(state().openDumps.size()); }
 Pull chunk(const Bytes &bytes) { return Pull{0x40010009u, bytes}; }
+void overstate_pulls(uint32_t extra) { state().overstate = extra; }
 
 void script_control(uint32_t command, Control answer) { state().controls[command].push_back(std::move(answer)); }
 

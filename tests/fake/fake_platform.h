@@ -49,10 +49,15 @@ struct Pull {
 void script_dump(uint32_t dumpType, std::vector<Pull> pulls);
 // DUMP_Request of this type answers 0xFFFFFFFF.
 void fail_dump(uint32_t dumpType);
+// DUMP_Request of this type addressed to this node answers 0xFFFFFFFF.
+void fail_dump_on(uint32_t dumpType, uint16_t node);
 // Dumps requested and not yet terminated.
 int open_dumps();
 // Convenience: a chunk of records with the continuation code.
 Pull chunk(const Bytes &bytes);
+// A misbehaving kernel: from now on every pull that delivers bytes reports
+// `extra` bytes more than it wrote (and than the caller asked for).
+void overstate_pulls(uint32_t extra);
 
 // ---------------------------------------------------------- control calls --
 struct Control {

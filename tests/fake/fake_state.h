@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "fake/fake_platform.h"
 
@@ -25,8 +26,10 @@ struct State {
     std::vector<Call> calls;
     std::map<uint32_t, std::vector<std::deque<Pull>>> dumpScripts;
     std::set<uint32_t> failedDumps;
+    std::set<std::pair<uint32_t, uint16_t>> failedNodeDumps;
     std::map<uint32_t, std::deque<Pull>> openDumps;  // handle -> remaining pulls
     uint32_t nextHandle = 1;
+    uint32_t overstate = 0;
     std::map<uint32_t, std::deque<Control>> controls;
     SocketScript sockets;
     SocketLog socketLog;

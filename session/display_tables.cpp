@@ -1,0 +1,185 @@
+// The session, fast-forward, Mcfs and relation tables as the operator sees
+// them.  Each entry is converted to host order where it lies in the pull
+// buffer and printed at once.
+#include <cstdio>
+
+#include "channels/dump_walk.h"
+#include "dpmgmt/session.h"
+#include "platform/platform.h"
+#include "session/display_text.h"
+
+namespace {
+
+using namespace dpmgmt::display;
+
+constexpr uint32_t kDumpSession = 0x140001;
+constexpr uint32_t kDumpRelation = 0x140002;
+constexpr uint32_t kDumpFastforward = 0x140006;
+constexpr uint32_t kDumpMcfs = 0x140014;
+
+// Records in one pull buffer: just under 8000 bytes each.
+constexpr uint32_t kSessionsPerBatch = 46;
+constexpr uint32_t kFastforwardsPerBatch = 57;
+constexpr uint32_t kRelationsPerBatch = 105;
+
+constexpr uint16_t kVerbose = 1;
+
+// Start time and TTL as the session and Mcfs entries print them; the Mcfs
+// form indents the TTL by one space where the session form uses two.
+void print_start_and_ttl(const SESSION_TABLEINFO_S &e, bool mcfs) {
+    char when[kTimeTextSize];
+    start_time(when, e.uiStartTime, true);
+    std::printf("Start time: %s", when);
+    if (e.uiTTL == SESSION_TTL_NONE)
+        std::puts(mcfs ? " TTL: -\r" : "  TTL: -\r");
+    else
+        std::printf(mcfs ? " TTL: %us\r\n" : "  TTL: %us\r\n", e.uiTTL);
+}
+
+void print_session_state(const SESSION_TABLEINFO_S &e) {
+    const char *state = SESSION_GetStatusName(e.ucProtocolIndex, e.ucState);
+    char app[kAppNameSize];
+    app_name(app, e.uiAppId);
+    std::printf("State: %s\r\n", state);
+    std::printf("Application: %s\r\n", app);
+    print_start_and_ttl(e, false);
+    std::printf("Initiator->Responder:   %10u packets %10u bytes\r\n", e.uiPacketsOrg, e.uiBytesOrg);
+    std::printf("Responder->Initiator:   %10u packets %10u bytes\r\n", e.uiPacketsRpl, e.uiBytesRpl);
+}
+
+void print_session(const SESSION_TABLEINFO_S &e, bool verbose) {
+    std::puts("Initiator:\r");
+    print_direction_addresses(e.astTuple[0], e.aucDsLitePeer[0]);
+    print_direction_vpn_protocol(e.astTuple[0], &e.auiIfIndex[0]);
+    if (verbose) {
+        std::puts("Responder:\r");
+        print_direction_addresses(e.astTuple[1], e.aucDsLitePeer[1]);
+        print_direction_vpn_protocol(e.astTuple[1], &e.auiIfIndex[1]);
+        print_session_state(e);
+    }
+    std::puts("\r");
+}
+
+void print_fastforward(const SESSION_FASTFORWARDTABLEINFO_S &e, bool verbose) {
+    std::puts("Initiator:\r");
+    print_direction_addresses(e.astTuple[0], e.aucDsLitePeer[0]);
+    print_direction_vpn_protocol(e.astTuple[0], &e.auiIfIndex[0]);
+    if (verbose) {
+        std::puts("Responder:\r");
+        print_direction_addresses(e.astTuple[1], e.aucDsLitePeer[1]);
+        print_direction_vpn_protocol(e.astTuple[1], &e.auiIfIndex[1]);
+        if (e.uiTTL == SESSION_TTL_NONE)
+            std::puts("TTL: -\r");
+        else
+            std::printf("TTL: %us\r\n", e.uiTTL);
+    }
+    std::puts("\r");
+}
+
+void print_mcfs_direction(const SESSION_TABLEINFO_S &e, int d) {
+    print_direction_addresses(e.astTuple[d], e.aucDsLitePeer[d]);
+    print_direction_vpn_protocol(e.astTuple[d], nullptr);
+}
+
+void print_mcfs_verbose(const SESSION_TABLEINFO_S &e) {
+    const bool inbound = (e.astTuple[0].ucFlags & SESSION_TUPLE_FLAG_VLL) != 0;
+    std::puts(inbound ? "Inbound initiator:\r" : "Outbound initiator:\r");
+    print_mcfs_direction(e, 0);
+    std::puts(inbound ? "Inbound responder:\r" : "Outbound responder:\r");
+    print_mcfs_direction(e, 1);
+    char ifn[kIfNameSize];
+    if (inbound) {
+        if_name(ifn, e.auiIfIndex[0]);
+        std::printf("Inbound interface: %s\r\n", ifn);
+    } else {
+        if_name(ifn, e.auiIfIndex[1]);
+        std::printf("Outbound interface: %s\r\n", ifn);
+    }
+    const char *state = SESSION_GetStatusName(e.ucProtocolIndex, e.ucState);
+    char app[kAppNameSize] = "-";
+    if (e.uiAppId != 0) app_name(app, e.uiAppId);
+    std::printf("State: %s\r\n", state);
+    std::printf("Application: %s\r\n", app);
+    print_start_and_ttl(e, true);
+    std::printf("Initiator->Responder:   %10u packets %10u bytes\r\n", e.uiPacketsOrg, e.uiBytesOrg);
+    std::puts("\r");
+}
+
+// Brief Mcfs form: an inbound entry opens a group (separated from the one
+// before by a blank line) and each outbound entry after it adds one member
+// to its outbound interface list.
+void print_mcfs_brief(const SESSION_TABLEINFO_S &e, bool firstOfDump) {
+    char ifn[kIfNameSize];
+    if ((e.astTuple[0].ucFlags & SESSION_TUPLE_FLAG_VLL) == 0) {
+        if_name(ifn, e.auiIfIndex[1]);
+        std::printf("    %s\r\n", ifn);
+        return;
+    }
+    if (!firstOfDump) std::puts("\r");
+    std::puts("Inbound initiator:\r");
+    print_mcfs_direction(e, 0);
+    if_name(ifn, e.auiIfIndex[0]);
+    std::printf("Inbound interface: %s\r\n", ifn);
+    std::puts("Outbound interface list: \r");
+}
+
+void print_relation(const SESSION_RELATIONINFO_S &e) {
+    print_relation_addresses(e.stTuple, e.aucDsLitePeer);
+    print_relation_protocol(e.stTuple, e.uiTTL, e.uiAppId);
+}
+
+}  // namespace
+
+extern "C" {
+
+DPMGMT_API uint32_t SESSION_DisplaySession(uint16_t node, const SESSION_DUMPKEY_S *key, uint16_t verbose) {
+    SESSION_DUMPKEY_S wire = *key;
+    SESSION_HTON_DUMPKEY(&wire);
+    return dpmgmt::dump_table(node, kDumpSession, &wire, sizeof wire, sizeof(SESSION_TABLEINFO_S), kSessionsPerBatch,
+                              [&](uint8_t *rec) {
+                                  auto *e = reinterpret_cast<SESSION_TABLEINFO_S *>(rec);
+                                  SESSION_NTOH_TABLEINFO(e);
+                                  print_session(*e, verbose == kVerbose);
+                              });
+}
+
+DPMGMT_API uint32_t SESSION_DisplayFastforwardSession(uint16_t node, const SESSION_TABLEKEY_S *key, uint16_t verbose) {
+    SESSION_TABLEKEY_S wire = *key;
+    SESSION_HTON_TABLEKEY(&wire);
+    return dpmgmt::dump_table(node, kDumpFastforward, &wire, sizeof wire, sizeof(SESSION_FASTFORWARDTABLEINFO_S),
+                              kFastforwardsPerBatch, [&](uint8_t *rec) {
+                                  auto *e = reinterpret_cast<SESSION_FASTFORWARDTABLEINFO_S *>(rec);
+                                  SESSION_NTOH_FASTFORWARDTABLEINFO(e);
+                                  print_fastforward(*e, verbose == kVerbose);
+                              });
+}
+
+DPMGMT_API uint32_t SESSION_DisplayMcfsTable(uint16_t node, const SESSION_DUMPKEY_S *key, uint16_t verbose) {
+    SESSION_DUMPKEY_S wire = *key;
+    SESSION_HTON_DUMPKEY(&wire);
+    uint32_t seen = 0;
+    const uint32_t count = dpmgmt::dump_table(node, kDumpMcfs, &wire, sizeof wire, sizeof(SESSION_TABLEINFO_S),
+                                              kSessionsPerBatch, [&](uint8_t *rec) {
+                                                  auto *e = reinterpret_cast<SESSION_TABLEINFO_S *>(rec);
+                                                  SESSION_NTOH_TABLEINFO(e);
+                                                  if (verbose == kVerbose)
+                                                      print_mcfs_verbose(*e);
+                                                  else
+                                                      print_mcfs_brief(*e, seen == 0);
+                                                  ++seen;
+                                              });
+    // The brief form closes the last group's interface list.
+    if (count != 0 && verbose != kVerbose) std::puts("\r");
+    return count;
+}
+
+DPMGMT_API uint32_t SESSION_DisplayRelation(uint16_t node, const uint8_t *key) {
+    return dpmgmt::dump_table(node, kDumpRelation, key, 1, sizeof(SESSION_RELATIONINFO_S), kRelationsPerBatch,
+                              [&](uint8_t *rec) {
+                                  auto *e = reinterpret_cast<SESSION_RELATIONINFO_S *>(rec);
+                                  SESSION_NTOH_RELATIONINFO(e);
+                                  print_relation(*e);
+                              });
+}
+
+}  // extern "C"

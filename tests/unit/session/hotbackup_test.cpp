@@ -1,0 +1,125 @@
+// Hot backup: message payloads, the per-peer counters and the display.
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "dpmgmt/session.h"
+#include "fake/fake_platform.h"
+
+using fake::Bytes;
+
+namespace {
+
+std::string col(const std::string &v, size_t w) {
+    return v.size() >= w ? v : v + std::string(w - v.size(), ' ');
+}
+
+using HotBackup = FakePlatformTest;
+
+TEST_F(HotBackup, MessagePayloads) {
+    fake::sockets().receives.push_back({1, 0, fake::datagram(44, fake::be32(0x11))});
+    uint32_t setting = 0;
+    EXPECT_EQ(HOTBACKUP_Ipc_GetDebug(&setting), 0u);
+    EXPECT_EQ(setting, 0x11u);
+
+    fake::sockets().receives.push_back({1, 0, fake::datagram(45, fake::be32(0x40010006))});
+    EXPECT_EQ(HOTBACKUP_Ipc_SetDebug(0x01020304, 0x0506), 0x40010006u);
+
+    fake::sockets().receives.push_back({1, 0, fake::datagram(46, fake::be32(0))});
+    EXPECT_EQ(HOTBACKUP_Ipc_ResetStatistics(0x0708), 0u);
+
+    const auto &sent = fake::socket_log().sent;
+    ASSERT_EQ(sent.size(), 3u);
+    EXPECT_EQ(fake::hex(sent[0]), "00 00 00 2c 00 00 00 0c 00 00 00 00");
+    EXPECT_EQ(fake::hex(sent[1]), "00 00 00 2d 00 00 00 10 01 02 03 04 05 06 00 00");
+    EXPECT_EQ(fake::hex(sent[2]), "00 00 00 2e 00 00 00 0a 07 08");
+    EXPECT_EQ(fake::socket_log().closed, 3);
+
+    // A transport failure comes back unchanged; the setting is not written.
+    setting = 0xAAAA;
+    EXPECT_EQ(HOTBACKUP_Ipc_GetDebug(&setting), 0x40010001u);
+    EXPECT_EQ(setting, 0xAAAAu);
+    EXPECT_EQ(HOTBACKUP_Ipc_SetDebug(1, 1), 0x40010001u);
+}
+
+Bytes stat_record(uint64_t sent, uint64_t failed, uint64_t received) {
+    Bytes b(32, 0xEE);
+    std::memcpy(b.data(), &sent, 8);  // host order, as the kernel keeps it
+    std::memcpy(b.data() + 8, &failed, 8);
+    std::memcpy(b.data() + 16, &received, 8);
+    return b;
+}
+
+class HotBackupDisplay : public FakePlatformTest {
+protected:
+    void SetUp() override {
+        FakePlatformTest::SetUp();
+        fake::hooks().LIP_GetChassID = [](uint16_t n) -> uint32_t { return n; };
+        fake::hooks().LIP_GetSlotID = [](uint16_t n) -> uint32_t { return n * 10u; };
+        fake::hooks().IF_IsNodeUp = [](uint16_t n) -> uint32_t { return n == 3 ? 0 : 1; };
+    }
+    static void nodes(std::vector<uint16_t> list) {
+        fake::hooks().DEV_GetAllNodes = [list](uint32_t *count) {
+            *count = static_cast<uint32_t>(list.size());
+            auto *a = static_cast<uint16_t *>(std::malloc(list.size() * sizeof(uint16_t) + 1));
+            std::memcpy(a, list.data(), list.size() * sizeof(uint16_t));
+            return a;
+        };
+    }
+    static std::string show(uint16_t node) {
+        fake::CaptureStdout out;
+        HOTBACKUP_DisplayStatistics(node);
+        return out.take();
+    }
+};
+
+const char *const kHeader = "                       Send successfully Send failed       Receive successfully\r\n";
+
+TEST_F(HotBackupDisplay, RowsForPeersThatAreUp) {
+    nodes({1, 2, 3, 4});
+    fake::script_dump(0x140019, {fake::chunk(fake::be32(5))});
+    fake::script_dump(0x140009, {{0, stat_record(255, 0, 0x123456789abcdef0ull)}});
+    fake::script_dump(0x140009, {{0, Bytes(16, 0)}});  // short: row left out
+    EXPECT_EQ(show(1), std::string("Remain message       : 5\r\n") + kHeader + " Chassis 2  slot 20  : " +
+                           col("ff", 17) + " " + col("0", 17) + " " + col("123456789abcdef0", 17) + "\r\n");
+    // No request for the addressed node nor for node 3, which is down.
+    ASSERT_EQ(fake::count("DUMP_Request"), 3u);
+    EXPECT_EQ(fake::nth("DUMP_Request", 0).args, (std::vector<uint64_t>{1, 0x140019, 0}));
+    EXPECT_TRUE(fake::nth("DUMP_Request", 0).bytes.empty());
+    EXPECT_EQ(fake::nth("DUMP_Request", 1).args, (std::vector<uint64_t>{1, 0x140009, 2}));
+    EXPECT_EQ(fake::hex(fake::nth("DUMP_Request", 1).bytes), "02 00");  // host order
+    EXPECT_EQ(fake::hex(fake::nth("DUMP_Request", 2).bytes), "04 00");
+    EXPECT_EQ(fake::nth("DUMP_Pull", 1).args[1], 32u);
+    EXPECT_EQ(fake::open_dumps(), 0);
+}
+
+TEST_F(HotBackupDisplay, OnlyTheAddressedNodeAndShortRemainPull) {
+    nodes({6});
+    fake::script_dump(0x140019, {fake::chunk({0, 9})});
+    EXPECT_EQ(show(6), std::string("Remain message       : 0\r\n") + kHeader);
+    EXPECT_EQ(fake::count("DUMP_Request"), 1u);
+    EXPECT_EQ(fake::nth("DUMP_Pull").args[1], 4u);
+
+    // No node list at all: nothing is printed.
+    fake::reset();
+    EXPECT_EQ(show(6), "");
+    EXPECT_EQ(fake::count("DUMP_Request"), 0u);
+}
+
+TEST_F(HotBackupDisplay, PeerCountersAreNotConverted) {
+    fake::script_dump(0x140009, {{0, stat_record(1, 2, 3)}});
+    SESSION_HOTBACKSTAT_S st;
+    EXPECT_EQ(SESSION_GetHotBackStatistics(2, 0x0102, &st), 0u);
+    EXPECT_EQ(st.ulSendOk, 1u);
+    EXPECT_EQ(st.ulSendFail, 2u);
+    EXPECT_EQ(st.ulRecvOk, 3u);
+    EXPECT_EQ(fake::hex(fake::nth("DUMP_Request").bytes), "02 01");
+
+    fake::reset();
+    fake::fail_dump(0x140009);
+    EXPECT_EQ(SESSION_GetHotBackStatistics(2, 1, &st), 0x40010001u);
+    fake::fail_dump(0x140019);
+    EXPECT_EQ(SESSION_GetHotBackRemainMsg(2), 0u);
+}
+
+}  // namespace
