@@ -1,0 +1,133 @@
+// H.323 call entries: the brief table, the verbose blocks and the probe
+// form, which adds the H.245 channel, sampling rate, VXLAN and the driver
+// contexts.
+#include <cstdio>
+#include <cstring>
+
+#include "channels/dump_walk.h"
+#include "platform/names.h"
+#include "platform/textutil.h"
+#include "sqa/call_brief.h"
+#include "sqa/call_format.h"
+#include "sqa/item_walk.h"
+#include "sqa/layouts.h"
+
+using namespace dpmgmt::sqa;
+
+namespace {
+
+constexpr uint32_t kDumpH323Brief = 0x14001f;
+constexpr uint32_t kDumpH323Verbose = 0x140020;
+constexpr uint32_t kDumpH323Probe = 0x140021;
+constexpr uint16_t kItemH323Brief = 31;
+constexpr uint16_t kItemH323Verbose = 32;
+constexpr uint16_t kItemH323Probe = 33;
+constexpr uint32_t kKeySize = 84;
+constexpr uint32_t kProtoNameSize = 32;
+constexpr uint32_t kVxlanNone = 0xFFFFFFFFu;
+
+constexpr BriefTable kH323Brief{kDumpH323Brief, kItemH323Brief, "Caller                Callee                Call ID",
+                                22};
+
+const char *media_text(uint16_t type) {
+    switch (type) {
+    case 1: return "  Type: Audio          ";
+    case 2: return "  Type: Video          ";
+    default: return "  Type: -              ";
+    }
+}
+
+void print_protocol(uint8_t id) {
+    char name[kProtoNameSize];
+    strlcpy(name, "-", sizeof name);
+    if (id != 0 && APR_GetProtoNameByID(id, name) == 0) {
+        name[sizeof name - 1] = '\0';
+        uppercase(name);
+    }
+    std::printf("  Protocol: %s(%u)\n", name, static_cast<unsigned>(id));
+}
+
+uint32_t sqa_dump_PrintH323CallEntry(const SQA_H323_CALLENTRY_VERBOSE_S &e, uint16_t probe) {
+    std::printf("Call ID: %s\n", e.szCallId);
+    if (probe == 1) {
+        std::puts("  H.245 information:");
+        if (e.szSrcAlias[0] != '\0')
+            std::printf("    Source alias address: %s\n", e.szSrcAlias);
+        else
+            std::puts("    Source alias address: -");
+        char ip[kIpTextSize];
+        ipv4_text(e.uiH245Ip, ip);
+        std::printf("    H.245 address: %-19sH.245 port: %u\n", ip, static_cast<unsigned>(e.usH245Port));
+    }
+    std::puts("  Caller information:");
+    print_endpoint(e.uiCallerIp, e.usCallerPort, e.aucCallerMac);
+    std::puts("  Callee information:");
+    print_endpoint(e.uiCalleeIp, e.usCalleePort, e.aucCalleeMac);
+    std::printf("  GUID: %s\n", e.szGuid);
+    print_protocol(e.ucAppProtoId);
+    if (probe == 1) {
+        std::printf("  Sampling rate: %u\n", e.uiSamplingRate);
+        std::printf("  Session ID: %u", e.uiSessionId);
+        if (e.uiVxlanId == kVxlanNone)
+            std::puts("        VXLAN: -");
+        else
+            std::printf("        VXLAN: %u\n", e.uiVxlanId);
+    } else {
+        std::printf("  Session ID: %u\n", e.uiSessionId);
+    }
+    std::fputs(media_text(e.usMediaType), stdout);
+    print_vlan(e.usVlanId, 13);
+    print_start_time(e.stStartTime);
+    print_mos(e.uiFwdMos, e.uiRevMos, 13);
+    print_flows(e.ulFwdOctets, e.ulFwdPackets, e.ulRevOctets, e.ulRevPackets);
+    if (probe == 1) print_driver_contexts(e.auiCallerDrvContext, e.auiCalleeDrvContext);
+    std::putchar('\n');
+    return DPMGMT_OK;
+}
+
+uint32_t show_h323_blocks(uint16_t node, const char *callId, uint32_t dumpType, uint16_t itemType, uint16_t probe) {
+    // The key is the call ID, at most 64 characters, in 84 cleared bytes.
+    char key[kKeySize] = {};
+    if (callId != nullptr) strlcpy(key, callId, SQA_CALLID_SIZE);
+    dpmgmt::Dump dump(node, dumpType, key, sizeof key);
+    if (!dump.opened()) return DPMGMT_OK;
+    dpmgmt::PullBuffer buf(kCallDumpBufferSize);
+    if (!buf.ok()) return DPMGMT_OK;
+
+    SQA_H323_CALLENTRY_VERBOSE_S entry;
+    dpmgmt::pull_chunks(dump, buf, [&](const uint8_t *chunk, uint32_t length) {
+        // Cleared once per chunk: a short value keeps the bytes of the entry
+        // before it.
+        std::memset(&entry, 0, sizeof entry);
+        if (length == 0) return false;
+        const ItemWalk end = walk_items(chunk, length, itemType, [&](const uint8_t *value, uint16_t n) {
+            copy_value(&entry, sizeof entry, value, n);
+            dpmgmt::swap_fields(&entry, kH323VerboseLayout);
+            entry.szCallId[sizeof entry.szCallId - 1] = '\0';
+            entry.szGuid[sizeof entry.szGuid - 1] = '\0';
+            entry.szSrcAlias[sizeof entry.szSrcAlias - 1] = '\0';
+            (void)sqa_dump_PrintH323CallEntry(entry, probe);
+        });
+        return end == ItemWalk::kUsedUp;
+    });
+    return DPMGMT_OK;
+}
+
+}  // namespace
+
+extern "C" {
+
+DPMGMT_API uint32_t SQA_DUMP_DisH323CallEntry(uint16_t node) {
+    const uint8_t key[kKeySize] = {};
+    return show_brief_table(node, kH323Brief, key, sizeof key);
+}
+
+DPMGMT_API uint32_t SQA_DUMP_DisH323CallEntryVerbose(uint16_t node, const char *callId) {
+    return show_h323_blocks(node, callId, kDumpH323Verbose, kItemH323Verbose, 0);
+}
+
+DPMGMT_API uint32_t SQA_DUMP_ProbeDisH323CallEntry(uint16_t node, const char *callId) {
+    return show_h323_blocks(node, callId, kDumpH323Probe, kItemH323Probe, 1);
+}
+
+}  // extern "C"

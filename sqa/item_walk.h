@@ -1,0 +1,55 @@
+// The one walk over the type-length-value items of a pulled call-table
+// chunk, shared by the SIP and H.323 displays.
+#ifndef DPMGMT_SQA_ITEM_WALK_H
+#define DPMGMT_SQA_ITEM_WALK_H
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#include "platform/stlv.h"
+
+namespace dpmgmt::sqa {
+
+// Every call-table display pulls into a buffer of this size.
+inline constexpr uint32_t kCallDumpBufferSize = 8000;
+
+enum class ItemWalk {
+    kUsedUp,     // no further item in the chunk
+    kOtherType,  // an item of another type: the display ends
+};
+
+// Hands the value of every item of the chunk to onItem(value, length), in
+// order, as long as the items carry `type`.  The next item begins right
+// after the current value; an item whose value would run past the chunk is
+// not an item, and ends the chunk.
+template <class OnItem>
+ItemWalk walk_items(const uint8_t *chunk, uint32_t length, uint16_t type, OnItem &&onItem) {
+    const uintptr_t end = reinterpret_cast<uintptr_t>(chunk) + length;
+    const uint8_t *at = chunk;
+    for (;;) {
+        uint16_t itemType = 0;
+        uint16_t valueLen = 0;
+        // The reader leaves the value pointer alone when no item is left.
+        void *value = nullptr;
+        (void)STLV_Get(at, static_cast<uint32_t>(end - reinterpret_cast<uintptr_t>(at)), &itemType, &valueLen,
+                       &value);
+        const uintptr_t v = reinterpret_cast<uintptr_t>(value);
+        if (value == nullptr || v < reinterpret_cast<uintptr_t>(at) || v > end || valueLen > end - v)
+            return ItemWalk::kUsedUp;
+        if (itemType != type) return ItemWalk::kOtherType;
+        const auto *bytes = static_cast<const uint8_t *>(value);
+        onItem(bytes, valueLen);
+        at = bytes + valueLen;
+    }
+}
+
+// Copies a value over a fixed entry, cut at the entry's size; a shorter
+// value leaves the rest of the entry as it was.
+inline void copy_value(void *entry, size_t entrySize, const uint8_t *value, uint16_t length) {
+    std::memcpy(entry, value, std::min<size_t>(length, entrySize));
+}
+
+}  // namespace dpmgmt::sqa
+
+#endif

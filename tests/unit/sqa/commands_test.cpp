@@ -1,0 +1,143 @@
+// SQA commands: the exact datagrams sent, the result word, and get
+// commands that replace the caller's record only on success.
+#include <functional>
+
+#include "sqa_fixture.h"
+
+using fake::Bytes;
+
+namespace {
+
+class SqaCommands : public SqaTest {
+protected:
+    static void reply(const Bytes &payload) { fake::sockets().receives.push_back({1, 0, fake::datagram(90, payload)}); }
+    static std::string sent(size_t i = 0) {
+        if (fake::socket_log().sent.size() <= i) return "<nothing sent>";
+        return fake::hex(fake::socket_log().sent[i]);
+    }
+    // A network-order address word as the caller holds it: the bytes in order.
+    static uint32_t addr(uint8_t a, uint8_t b, uint8_t c, uint8_t d) {
+        const uint8_t bytes[4] = {a, b, c, d};
+        uint32_t v;
+        std::memcpy(&v, bytes, 4);
+        return v;
+    }
+};
+
+struct SetCase {
+    const char *name;
+    std::function<uint32_t()> call;
+    const char *datagram;
+};
+
+TEST_F(SqaCommands, SetCommandsSendTheirPayloads) {
+    const uint32_t ip1 = addr(0xC0, 0xA8, 0x01, 0x00);
+    const uint32_t ip2 = addr(0x0A, 0x00, 0x00, 0x01);
+    const SQA_REMARK_S remark{0x01020304, 5, 1, 46};
+    const SetCase cases[] = {
+        {"sip enable", [] { return SQA_IPC_SetSipEnable(1); }, "00 00 00 47 00 00 00 0a 00 01"},
+        {"sip port", [] { return SQA_IPC_SetSipPort(5060); }, "00 00 00 48 00 00 00 0a 13 c4"},
+        {"sip debug", [] { return SQA_IPC_SetSipDbg(0x10203, 0x405); },
+         "00 00 00 49 00 00 00 10 00 01 02 03 04 05 00 00"},
+        {"sip filter", [&] { return SQA_IPC_SetSipFilterIp(ip1, ip2, 24); },
+         "00 00 00 4a 00 00 00 14 c0 a8 01 00 0a 00 00 01 00 18 00 00"},
+        {"h323 enable", [] { return SQA_IPC_SetH323Enable(0); }, "00 00 00 4d 00 00 00 0a 00 00"},
+        {"h225 port", [] { return SQA_IPC_SetH225Port(1720); }, "00 00 00 4e 00 00 00 0a 06 b8"},
+        {"h323 filter", [&] { return SQA_IPC_SetH323FilterIp(ip2, ip1, 0x1234); },
+         "00 00 00 4f 00 00 00 14 0a 00 00 01 c0 a8 01 00 12 34 00 00"},
+        {"view", [] { return SQA_IPC_SetSqaView(2); }, "00 00 00 50 00 00 00 0a 00 02"},
+        {"h323 debug", [] { return SQA_IPC_SetH323Dbg(1, 1); }, "00 00 00 51 00 00 00 10 00 00 00 01 00 01 00 00"},
+        {"remark", [&] { return SQA_IPC_SetRemark(&remark); },
+         "00 00 00 52 00 00 00 14 01 02 03 04 00 00 00 05 00 01 00 2e"},
+    };
+    for (const SetCase &c : cases) {
+        SCOPED_TRACE(c.name);
+        fake::reset();
+        reply(fake::be32(0x40010123));
+        EXPECT_EQ(c.call(), 0x40010123u);  // the service's verdict, in host order
+        EXPECT_EQ(sent(), c.datagram);
+        EXPECT_EQ(fake::nth("SOCK_Recv").args[1], 12u);  // room for a 4-byte result
+
+        fake::reset();
+        reply({});  // a reply without a result word reads as 0
+        EXPECT_EQ(c.call(), 0u);
+
+        fake::reset();  // no reply at all
+        EXPECT_EQ(c.call(), DPMGMT_ERR_FAILED);
+        EXPECT_EQ(fake::socket_log().opened, fake::socket_log().closed);
+    }
+    EXPECT_EQ(SQA_IPC_SetRemark(nullptr), DPMGMT_ERR_FAILED);
+}
+
+TEST_F(SqaCommands, GetRemarkConvertsBothWays) {
+    SQA_REMARK_S r{0x01020304, 5, 0, 0};
+    reply(fake::cat({fake::be32(0x01020304), fake::be32(5), fake::be16(1), fake::be16(46)}));
+    EXPECT_EQ(SQA_IPC_GetRemark(&r), 0u);
+    EXPECT_EQ(sent(), "00 00 00 53 00 00 00 14 01 02 03 04 00 00 00 05 00 00 00 00");
+    EXPECT_EQ(r.uiRemarkKey1, 0x01020304u);
+    EXPECT_EQ(r.uiRemarkKey2, 5u);
+    EXPECT_EQ(r.usRemarkFlag, 1u);
+    EXPECT_EQ(r.usRemarkValue, 46u);
+}
+
+TEST_F(SqaCommands, SwitchAndPortQueriesCarryTheTrailingBytes) {
+    SQA_SWITCH_QUERY_S q{1, 7, {0xAA, 0xBB}};
+    reply(fake::cat({fake::be32(1), fake::be16(1), Bytes{0xCC, 0xDD}}));
+    EXPECT_EQ(SQA_IPC_GetSqaEnable(&q), 0u);
+    EXPECT_EQ(sent(), "00 00 00 54 00 00 00 10 00 00 00 01 00 07 aa bb");
+    EXPECT_EQ(q.uiProtocol, 1u);
+    EXPECT_EQ(q.usValue, 1u);
+    EXPECT_EQ(q.aucReserved[0], 0xCC);  // not converted
+    EXPECT_EQ(q.aucReserved[1], 0xDD);
+
+    reply(fake::cat({fake::be32(0), fake::be16(5060), Bytes{0, 0}}));
+    EXPECT_EQ(SQA_IPC_GetListeningPort(&q), 0u);
+    EXPECT_EQ(sent(1), "00 00 00 55 00 00 00 10 00 00 00 01 00 01 cc dd");
+    EXPECT_EQ(q.usValue, 5060u);
+}
+
+TEST_F(SqaCommands, FilterQueryConvertsEveryWord) {
+    SQA_FILTER_QUERY_S q{1, 0x11223344, 0x55667788, 0x99, {1, 2}};
+    reply(fake::cat({fake::be32(1), Bytes{0xC0, 0xA8, 0x01, 0x00}, Bytes{0x0A, 0, 0, 1}, fake::be16(24), Bytes{3, 4}}));
+    EXPECT_EQ(SQA_IPC_GetFilterAddress(&q), 0u);
+    EXPECT_EQ(sent(), "00 00 00 56 00 00 00 18 00 00 00 01 11 22 33 44 55 66 77 88 00 99 01 02");
+    EXPECT_EQ(q.uiFilterIp1, 0xC0A80100u);
+    EXPECT_EQ(q.uiFilterIp2, 0x0A000001u);
+    EXPECT_EQ(q.usFilterFlag, 24u);
+    EXPECT_EQ(q.aucReserved[0], 3);
+}
+
+TEST_F(SqaCommands, FailedGetsLeaveTheRecordAsItWas) {
+    SQA_REMARK_S r{0x01020304, 5, 7, 8};
+    SQA_SWITCH_QUERY_S s{1, 2, {3, 4}};
+    SQA_FILTER_QUERY_S f{1, 2, 3, 4, {5, 6}};
+    const SQA_REMARK_S r0 = r;
+    const SQA_SWITCH_QUERY_S s0 = s;
+    const SQA_FILTER_QUERY_S f0 = f;
+
+    fake::sockets().receives.push_back({1, 0, fake::datagram(0xFFFFFFFF, {})});  // error reply
+    EXPECT_EQ(SQA_IPC_GetRemark(&r), DPMGMT_ERR_FAILED);
+    // A payload longer than the record is cut and no longer matches its header.
+    reply(Bytes(9, 0xEE));
+    EXPECT_EQ(SQA_IPC_GetSqaEnable(&s), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_IPC_GetListeningPort(&s), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_IPC_GetFilterAddress(&f), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(std::memcmp(&r, &r0, sizeof r), 0);
+    EXPECT_EQ(std::memcmp(&s, &s0, sizeof s), 0);
+    EXPECT_EQ(std::memcmp(&f, &f0, sizeof f), 0);
+
+    EXPECT_EQ(SQA_IPC_GetRemark(nullptr), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_IPC_GetFilterAddress(nullptr), DPMGMT_ERR_FAILED);
+}
+
+TEST_F(SqaCommands, ShortReplyFillsTheRestWithZeros) {
+    SQA_FILTER_QUERY_S q{1, 0x11223344, 0x55667788, 0x99, {1, 2}};
+    reply(fake::be32(0));
+    EXPECT_EQ(SQA_IPC_GetFilterAddress(&q), 0u);
+    EXPECT_EQ(q.uiProtocol, 0u);
+    EXPECT_EQ(q.uiFilterIp1, 0u);
+    EXPECT_EQ(q.usFilterFlag, 0u);
+    EXPECT_EQ(q.aucReserved[1], 0);
+}
+
+}  // namespace

@@ -1,0 +1,90 @@
+// DSCP keywords: matching by leading part, ambiguity, the value text
+// buffer, and the help lines offered.
+#include "sqa_fixture.h"
+
+namespace {
+
+class SqaDscp : public SqaTest {};
+
+TEST_F(SqaDscp, CheckAcceptsExactlyOneKeyword) {
+    EXPECT_EQ(SQA_CLI_CheckDscp("EF"), 0u);
+    EXPECT_EQ(SQA_CLI_CheckDscp("d"), 0u);
+    EXPECT_EQ(SQA_CLI_CheckDscp("DeFaUlT"), 0u);
+    EXPECT_EQ(SQA_CLI_CheckDscp("cs7"), 0u);
+    EXPECT_EQ(SQA_CLI_CheckDscp("af1"), DPMGMT_ERR_FAILED);  // three rows
+    EXPECT_EQ(SQA_CLI_CheckDscp(""), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_CLI_CheckDscp("46"), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_CLI_CheckDscp("defaultx"), DPMGMT_ERR_FAILED);  // 8 characters
+    EXPECT_EQ(SQA_CLI_CheckDscp("efx"), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_CLI_CheckDscp(nullptr), DPMGMT_ERR_FAILED);
+}
+
+TEST_F(SqaDscp, LongTextIsRefusedWithoutReadingItAll) {
+    // Eight characters and no terminator: only the first eight are looked at.
+    const char eight[8] = {'d', 'e', 'f', 'a', 'u', 'l', 't', 'x'};
+    char buf[16];
+    std::memcpy(buf, eight, 8);
+    std::memset(buf + 8, 'y', 7);
+    buf[15] = '\0';
+    EXPECT_EQ(SQA_CLI_CheckDscp(buf), DPMGMT_ERR_FAILED);
+}
+
+TEST_F(SqaDscp, StringToValueTakesTheFirstMatch) {
+    EXPECT_EQ(SQA_CLI_DscpStr2Value("AF41"), 34u);
+    EXPECT_EQ(SQA_CLI_DscpStr2Value("af"), 10u);
+    EXPECT_EQ(SQA_CLI_DscpStr2Value("c"), 8u);
+    EXPECT_EQ(SQA_CLI_DscpStr2Value(""), 0u);
+    EXPECT_EQ(SQA_CLI_DscpStr2Value("ef"), 46u);
+    EXPECT_EQ(SQA_CLI_DscpStr2Value("x"), 65535u);
+    EXPECT_EQ(SQA_CLI_DscpStr2Value("cs77"), 65535u);
+}
+
+TEST_F(SqaDscp, ValueToString) {
+    EXPECT_STREQ(SQA_CLI_DscpValue2Str(46), "ef");
+    EXPECT_STREQ(SQA_CLI_DscpValue2Str(0), "default");
+    EXPECT_STREQ(SQA_CLI_DscpValue2Str(56), "cs7");
+    const char *a = SQA_CLI_DscpValue2Str(47);
+    EXPECT_STREQ(a, "47");
+    const char *b = SQA_CLI_DscpValue2Str(65535);
+    EXPECT_EQ(a, b);  // one buffer, overwritten
+    EXPECT_STREQ(b, "65535");
+    EXPECT_STREQ(SQA_CLI_DscpValue2Str(7), "7");  // cleared between uses
+    EXPECT_EQ(b[2], '\0');
+}
+
+TEST_F(SqaDscp, HelpLines) {
+    fake::hooks().RC_LoadString = [](uint32_t id) { return id == 0x675008B ? "Expedited" : "other"; };
+    int context = 0;
+    EXPECT_EQ(SQA_CLI_HelpDscp("a", 5, 6, &context), 0u);
+    std::vector<std::string> keywords;
+    for (const fake::Call &c : fake::calls())
+        if (c.name == "CLI_NewHelpInfo") keywords.push_back(c.text);
+    EXPECT_EQ(keywords, (std::vector<std::string>{"af11", "af12", "af13", "af21", "af22", "af23", "af31", "af32", "af33",
+                                                  "af41", "af42", "af43"}));
+    EXPECT_EQ(fake::nth("RC_LoadString").args[0], 0x6750075u);
+
+    fake::reset();
+    fake::hooks().RC_LoadString = [](uint32_t id) { return id == 0x675008B ? "Expedited" : "other"; };
+    EXPECT_EQ(SQA_CLI_HelpDscp("?", 0, 0, &context), 0u);
+    ASSERT_EQ(fake::count("CLI_NewHelpInfo"), 21u);
+    EXPECT_EQ(fake::nth("CLI_NewHelpInfo", 0).text, "default");
+    EXPECT_EQ(fake::nth("RC_LoadString", 0).args[0], 0x675008Au);
+    EXPECT_EQ(fake::nth("CLI_NewHelpInfo", 13).text, "cs1");
+    const fake::Call &last = fake::nth("CLI_NewHelpInfo", 20);
+    EXPECT_EQ(last.text, "ef");
+    EXPECT_EQ(std::string(last.bytes.begin(), last.bytes.end()), "Expedited");
+    EXPECT_EQ(last.args[0], reinterpret_cast<uint64_t>(&context));
+
+    fake::reset();
+    EXPECT_EQ(SQA_CLI_HelpDscp("zz", 0, 0, &context), 0u);
+    EXPECT_EQ(fake::count("CLI_NewHelpInfo"), 0u);
+}
+
+TEST_F(SqaDscp, ProtocolNames) {
+    EXPECT_STREQ(sqa_GetAppProtoName(0), "sip");
+    EXPECT_STREQ(sqa_GetAppProtoName(1), "h323");
+    EXPECT_EQ(sqa_GetAppProtoName(2), nullptr);
+    EXPECT_EQ(sqa_GetAppProtoName(0xFFFFFFFF), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,195 @@
+// SIP call displays: golden output of the brief table and the verbose
+// blocks, and how chunks and items end a walk.
+#include "call_builders.h"
+#include "sqa_fixture.h"
+
+using fake::Bytes;
+using namespace sqatest;
+
+namespace {
+
+constexpr uint32_t kBrief = 0x14001b;
+constexpr uint32_t kVerbose = 0x14001c;
+const std::string kHeader = "Caller                 Callee                 Call ID\n";
+
+class SipDisplay : public SqaTest {
+protected:
+    static std::string pad(const std::string &s, size_t width) { return s + spaces(width - s.size()); }
+    static std::string brief_line(const std::string &caller, const std::string &callee, const std::string &id) {
+        return pad(caller, 23) + pad(callee, 23) + id + "\n";
+    }
+    static std::string brief(uint32_t *rc = nullptr) {
+        fake::CaptureStdout out;
+        const uint32_t r = SQA_DUMP_DisSipCallEntry(4);
+        if (rc) *rc = r;
+        return out.take();
+    }
+    static std::string verbose(uint16_t showContext, const char *callId = "call-1@example") {
+        char key[65] = {};
+        std::strncpy(key, callId, 64);
+        fake::CaptureStdout out;
+        EXPECT_EQ(SQA_DUMP_DisSipCallEntryVerbose(4, key, showContext), 0u);
+        return out.take();
+    }
+    static Bytes entry(const std::string &id, uint8_t last, uint16_t port) {
+        return brief_entry(id, {{10, 1, 1, last}, port, {}}, {{10, 9, 9, last}, static_cast<uint16_t>(port + 2), {}});
+    }
+    static std::string ctx_line(const char *name, uint32_t first, uint32_t step) {
+        auto word = [&](uint32_t i) {
+            char hex[16];
+            std::snprintf(hex, sizeof hex, "%x", first + i * step);
+            return "0x" + pad(hex, 8);
+        };
+        return std::string("  ") + name + "[0-7]: " + word(0) + "  " + word(1) + "  " + word(2) + "  " + word(3) +
+               "\n" + spaces(25) + word(4) + "  " + word(5) + "  " + word(6) + "  " + word(7) + "\n";
+    }
+    // The line of the output that starts with prefix, or "".
+    static std::string line(const std::string &out, const std::string &prefix) {
+        for (size_t at = 0; at < out.size();) {
+            const size_t end = out.find('\n', at);
+            const std::string l = out.substr(at, end == std::string::npos ? std::string::npos : end - at + 1);
+            if (l.compare(0, prefix.size(), prefix) == 0) return l;
+            if (end == std::string::npos) break;
+            at = end + 1;
+        }
+        return "";
+    }
+};
+
+TEST_F(SipDisplay, BriefTableColumns) {
+    fake::script_dump(kBrief, {fake::chunk(fake::cat({item(27, entry("a@x", 1, 5060)), item(27, entry("b@x", 2, 65535))})),
+                               fake::chunk(item(27, entry("c@x", 3, 1))), {0, {}}});
+    uint32_t rc = 1;
+    const std::string out = brief(&rc);
+    EXPECT_EQ(rc, 0u);
+    EXPECT_EQ(out, kHeader + brief_line("10.1.1.1:5060", "10.9.9.1:5062", "a@x") +
+                       brief_line("10.1.1.2:65535", "10.9.9.2:1", "b@x") + brief_line("10.1.1.3:1", "10.9.9.3:3", "c@x"));
+    const fake::Call &req = fake::nth("DUMP_Request");
+    EXPECT_EQ(req.args, (std::vector<uint64_t>{4, kBrief, 0}));
+    EXPECT_TRUE(req.bytes.empty());
+    EXPECT_EQ(fake::nth("DUMP_Pull").args[1], 8000u);
+    EXPECT_EQ(fake::count("DUMP_Pull"), 3u);
+    EXPECT_EQ(fake::open_dumps(), 0);
+}
+
+TEST_F(SipDisplay, EmptyTablesAndFailedRequests) {
+    fake::script_dump(kBrief, {{0, {}}});
+    EXPECT_EQ(brief(), kHeader);
+    fake::script_dump(kBrief, {fake::chunk({}), fake::chunk(item(27, entry("a", 1, 1)))});
+    EXPECT_EQ(brief(), kHeader);  // an empty chunk ends the table
+    EXPECT_EQ(fake::open_dumps(), 0);
+
+    fake::fail_dump(kBrief);
+    fake::fail_dump(kVerbose);
+    uint32_t rc = 1;
+    EXPECT_EQ(brief(&rc), "");
+    EXPECT_EQ(rc, 0u);
+    EXPECT_EQ(verbose(1), "");
+}
+
+TEST_F(SipDisplay, OtherItemTypeEndsTheTable) {
+    fake::script_dump(kBrief, {fake::chunk(fake::cat({item(27, entry("a", 1, 1)), item(28, entry("b", 2, 2)),
+                                                      item(27, entry("c", 3, 3))})),
+                               fake::chunk(item(27, entry("d", 4, 4)))});
+    EXPECT_EQ(brief(), kHeader + brief_line("10.1.1.1:1", "10.9.9.1:3", "a"));
+    EXPECT_EQ(fake::count("DUMP_Pull"), 1u);
+    EXPECT_EQ(fake::open_dumps(), 0);
+}
+
+TEST_F(SipDisplay, ItemRunningPastItsChunkEndsOnlyTheChunk) {
+    const Bytes cut = fake::cat({fake::be16(27), fake::be16(84), Bytes(10, 0x41)});
+    fake::script_dump(kBrief, {fake::chunk(fake::cat({item(27, entry("a", 1, 1)), cut})),
+                               fake::chunk(item(27, entry("d", 4, 4))), {0, {}}});
+    EXPECT_EQ(brief(), kHeader + brief_line("10.1.1.1:1", "10.9.9.1:3", "a") + brief_line("10.1.1.4:4", "10.9.9.4:6", "d"));
+}
+
+TEST_F(SipDisplay, ShortValueKeepsThePreviousEntryWithinAChunk) {
+    // 72 bytes: a call ID and the caller's address, nothing more.  The ports
+    // left from the entry before were converted already and are converted
+    // again; the next chunk starts from a cleared entry.
+    const Bytes full = entry("short", 7, 0);
+    const Bytes shortValue(full.begin(), full.begin() + 72);
+    fake::script_dump(kBrief, {fake::chunk(fake::cat({item(27, entry("a", 1, 5060)), item(27, shortValue)})),
+                               fake::chunk(item(27, shortValue)), {0, {}}});
+    EXPECT_EQ(brief(), kHeader + brief_line("10.1.1.1:5060", "10.9.9.1:5062", "a") +
+                           brief_line("10.1.1.7:50195", "10.9.9.1:50707", "short") +
+                           brief_line("10.1.1.7:0", "0.0.0.0:0", "short"));
+}
+
+TEST_F(SipDisplay, LongValuesAreCutAndUnterminatedIdsStayInTheirField) {
+    Bytes longer = fake::cat({entry(std::string(65, 'x'), 1, 1), Bytes(40, 0x42)});
+    fake::script_dump(kBrief, {fake::chunk(item(27, longer)), {0, {}}});
+    EXPECT_EQ(brief(), kHeader + brief_line("10.1.1.1:1", "10.9.9.1:3", std::string(64, 'x')));
+}
+
+TEST_F(SipDisplay, VerboseBlock) {
+    SipCall call;
+    fake::script_dump(kVerbose, {fake::chunk(item(28, sip_verbose(call))), {0, {}}});
+    const std::string block =
+        "Call ID: call-1@example\n"
+        "  Caller information:\n"
+        "    IP: " + pad("10.1.1.1", 19) + "Port: " + pad("5060", 9) + "MAC: 0a1b-2c3d-4e5f\n"
+        "    Tag: tagA\n"
+        "  Callee information:\n"
+        "    IP: " + pad("10.1.1.2", 19) + "Port: " + pad("5062", 9) + "MAC: 0011-2233-4455\n"
+        "    Tag: tagB\n"
+        "  Type: Audio     Vlan: " + pad("1", 18) + "StartTime: 2024-03-05 07:08:09\n"
+        "  MOS(F): 4.12    MOS(R): 3.50\n"
+        "  Forward flow (octets): " + pad("16000", 18) + "Forward flow (packets): 100\n"
+        "  Reverse flow (octets): " + pad("14400", 18) + "Reverse flow (packets): 90\n";
+    EXPECT_EQ(verbose(1), block + ctx_line("CallerDrvContext", 1, 1) + ctx_line("CalleeDrvContext", 0x10, 0x10) + "\n");
+
+    const fake::Call &req = fake::nth("DUMP_Request");
+    EXPECT_EQ(req.args, (std::vector<uint64_t>{4, kVerbose, 65}));
+    EXPECT_EQ(req.bytes, text("call-1@example", 65));
+
+    fake::script_dump(kVerbose, {fake::chunk(item(28, sip_verbose(call))), {0, {}}});
+    EXPECT_EQ(verbose(2), block + "\n");  // only 1 shows the driver contexts
+}
+
+TEST_F(SipDisplay, VlanMediaAndScores) {
+    struct Case {
+        uint16_t vlan;
+        uint8_t media;
+        uint32_t fwd, rev;
+        std::string typeLine, mosLine;
+    };
+    const Case cases[] = {
+        {0, 2, 412, 0xFFFFFFFF, "  Type: Video     Vlan: -" + spaces(17), "  MOS(F): 4.12    MOS(R): -\n"},
+        {65535, 0, 0xFFFFFFFF, 350, "  Type: Video     Vlan: -" + spaces(17), "  MOS(F): -" + spaces(7) + "MOS(R): 3.50\n"},
+        {4094, 1, 0xFFFFFFFF, 0xFFFFFFFF, "  Type: Audio     Vlan: 4094" + spaces(14), "  MOS(F): -" + spaces(7) + "MOS(R): -\n"},
+        {2, 1, 100, 5, "  Type: Audio     Vlan: 2" + spaces(17), "  MOS(F): 1.00    MOS(R): 0.05\n"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.mosLine);
+        SipCall call;
+        call.vlan = c.vlan;
+        call.media = c.media;
+        call.fwdMos = c.fwd;
+        call.revMos = c.rev;
+        fake::script_dump(kVerbose, {fake::chunk(item(28, sip_verbose(call))), {0, {}}});
+        const std::string out = verbose(0);
+        EXPECT_EQ(line(out, "  Type:"), c.typeLine + "StartTime: 2024-03-05 07:08:09\n");
+        EXPECT_EQ(line(out, "  MOS"), c.mosLine);
+    }
+}
+
+TEST_F(SipDisplay, VerboseStopsAfterAChunkWithAnotherItemType) {
+    SipCall second;
+    second.callId = "second";
+    fake::script_dump(kVerbose, {fake::chunk(fake::cat({item(28, sip_verbose(SipCall{})), item(27, Bytes(84, 0)),
+                                                        item(28, sip_verbose(second))})),
+                                 fake::chunk(item(28, sip_verbose(second)))});
+    const std::string out = verbose(0);
+    EXPECT_EQ(out.find("Call ID: call-1@example\n"), 0u);
+    EXPECT_EQ(out.find("second"), std::string::npos);
+    EXPECT_EQ(fake::count("DUMP_Pull"), 1u);
+    EXPECT_EQ(fake::open_dumps(), 0);
+
+    // An empty chunk ends the pulls too.
+    fake::script_dump(kVerbose, {fake::chunk({}), fake::chunk(item(28, sip_verbose(second)))});
+    EXPECT_EQ(verbose(0), "");
+    EXPECT_EQ(fake::count("DUMP_Pull"), 2u);
+}
+
+}  // namespace

@@ -1,0 +1,121 @@
+// Call statistics and debugging switches from the kernel's control calls.
+#include "sqa_fixture.h"
+
+using fake::Bytes;
+
+namespace {
+
+constexpr uint32_t kSipDebug = 0x480061;
+constexpr uint32_t kSipStats = 0x480062;
+constexpr uint32_t kH323Stats = 0x480068;
+constexpr uint32_t kH323Debug = 0x48006a;
+
+class SqaStatistics : public SqaTest {
+protected:
+    static Bytes stats(uint64_t total, uint64_t active, uint64_t ok, uint64_t timeout, uint64_t hidden,
+                       uint64_t abnormal, uint32_t number) {
+        return fake::cat({fake::be64(total), fake::be64(active), fake::be64(ok), fake::be64(timeout), fake::be64(hidden),
+                          fake::be64(abnormal), fake::be32(number), Bytes(4, 0xEE)});
+    }
+    static std::string capture(uint32_t (*fn)(), uint32_t *rc) {
+        fake::CaptureStdout out;
+        *rc = fn();
+        return out.take();
+    }
+};
+
+TEST_F(SqaStatistics, PrintsTheCounters) {
+    fake::hooks().DEV_GetSelf = [] { return uint16_t{6}; };
+    fake::script_control(kSipStats, {0, fake::cat({stats(10, 2, 7, 1, 55, 0, 9), Bytes(72, 0xFF)})});
+    uint32_t rc = 1;
+    EXPECT_EQ(capture(SQA_DUMP_DisSipCallEntryStatistics, &rc),
+              "Total calls      : 10\n"
+              "Successful calls : 7 (Active: 2)\n"
+              "Timeout calls    : 1\n"
+              "Abnormal calls   : 0\n\n");
+    EXPECT_EQ(rc, 0u);
+    const fake::Call &c = fake::nth("CIOCTL");
+    EXPECT_EQ(c.args, (std::vector<uint64_t>{6, kSipStats, 0, 128}));
+    EXPECT_TRUE(c.bytes.empty());
+
+    // A short reply leaves the rest 0.
+    fake::script_control(kH323Stats, {0, fake::cat({fake::be64(3), fake::be64(1)})});
+    EXPECT_EQ(capture(SQA_DUMP_DisH323CallEntryStatistics, &rc),
+              "Total calls      : 3\nSuccessful calls : 0 (Active: 1)\nTimeout calls    : 0\nAbnormal calls   : 0\n\n");
+}
+
+TEST_F(SqaStatistics, FailedControlCallPrintsNothing) {
+    fake::script_control(kH323Stats, {0x40010077, stats(1, 1, 1, 1, 1, 1, 1)});
+    uint32_t rc = 0;
+    EXPECT_EQ(capture(SQA_DUMP_DisH323CallEntryStatistics, &rc), "");
+    EXPECT_EQ(rc, 0x40010077u);
+    fake::script_control(kSipDebug, {0x40010078, fake::be32(7)});
+    EXPECT_EQ(capture(SQA_DUMP_DisDebugFlag, &rc), "");
+    EXPECT_EQ(rc, 0x40010078u);
+}
+
+TEST_F(SqaStatistics, PullSelectsTheProtocol) {
+    const std::pair<uint32_t, uint32_t> cases[] = {{1, kH323Stats}, {0, kSipStats}, {2, kSipStats}};
+    for (const auto &[protocol, command] : cases) {
+        fake::reset();
+        fake::script_control(command, {0, stats(10, 2, 7, 1, 55, 0, 9)});
+        SQA_CALL_STATISTICS_S s;
+        std::memset(&s, 0xAB, sizeof s);
+        EXPECT_EQ(SQA_DUMP_PullStatistics(protocol, &s), 0u) << protocol;
+        EXPECT_EQ(fake::nth("CIOCTL").args[1], command) << protocol;
+        EXPECT_EQ(s.ulTotalCalls, 10u);
+        EXPECT_EQ(s.ulActiveCalls, 2u);
+        EXPECT_EQ(s.ulSuccessCalls, 7u);
+        EXPECT_EQ(s.ulTimeoutCalls, 1u);
+        EXPECT_EQ(s.ulReserved, 55u);
+        EXPECT_EQ(s.ulAbnormalCalls, 0u);
+        EXPECT_EQ(s.uiReserved, 9u);
+    }
+}
+
+TEST_F(SqaStatistics, PullKeepsWhatTheReplyDoesNotCover) {
+    SQA_CALL_STATISTICS_S s;
+    std::memset(&s, 0, sizeof s);
+    s.ulTimeoutCalls = 44;
+    s.ulAbnormalCalls = 33;
+    fake::script_control(kSipStats, {0, fake::cat({fake::be64(5), fake::be64(4), fake::be64(3)})});
+    EXPECT_EQ(SQA_DUMP_PullStatistics(0, &s), 0u);
+    EXPECT_EQ(s.ulTotalCalls, 5u);
+    EXPECT_EQ(s.ulSuccessCalls, 3u);
+    EXPECT_EQ(s.ulTimeoutCalls, 44u);
+    EXPECT_EQ(s.ulAbnormalCalls, 33u);
+
+    const SQA_CALL_STATISTICS_S before = s;
+    fake::script_control(kSipStats, {0x40010001, stats(1, 1, 1, 1, 1, 1, 1)});
+    EXPECT_EQ(SQA_DUMP_PullStatistics(0, &s), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(std::memcmp(&s, &before, sizeof s), 0);
+
+    EXPECT_EQ(SQA_DUMP_PullStatistics(1, nullptr), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::count("CIOCTL"), 2u);
+}
+
+TEST_F(SqaStatistics, DebugSwitchLines) {
+    uint32_t rc = 1;
+    fake::script_control(kSipDebug, {0, fake::cat({fake::be32(0x5), fake::be16(3), Bytes{0, 0}})});
+    EXPECT_EQ(capture(SQA_DUMP_DisDebugFlag, &rc),
+              " SQASIP event debugging switch is on\n SQASIP packet debugging switch is on\n");
+    EXPECT_EQ(rc, 0u);
+    EXPECT_EQ(fake::nth("CIOCTL").args, (std::vector<uint64_t>{1, kSipDebug, 0, 8}));
+
+    fake::script_control(kH323Debug, {0, fake::be32(0xFFFFFFFA)});  // bit 1 and bits the display ignores
+    EXPECT_EQ(capture(SQA_DUMP_DisH323DebugFlag, &rc), " H323-based SQA error debugging switch is on\n");
+    fake::script_control(kH323Debug, {0, fake::be32(7)});
+    EXPECT_EQ(capture(SQA_DUMP_DisH323DebugFlag, &rc),
+              " H323-based SQA event debugging switch is on\n"
+              " H323-based SQA error debugging switch is on\n"
+              " H323-based SQA packet debugging switch is on\n");
+
+    fake::script_control(kSipDebug, {0, fake::be32(0)});
+    EXPECT_EQ(capture(SQA_DUMP_DisDebugFlag, &rc), "");
+    EXPECT_EQ(rc, 0u);
+    // Two bytes of a switch word are too few to set a low bit.
+    fake::script_control(kSipDebug, {0, Bytes{0, 0}});
+    EXPECT_EQ(capture(SQA_DUMP_DisDebugFlag, &rc), "");
+}
+
+}  // namespace

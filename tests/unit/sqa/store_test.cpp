@@ -1,0 +1,308 @@
+// The SQA configuration store on the fake's in-memory database: the bytes
+// stored under each key, writes that must not happen, readers' bounds.
+#include <set>
+
+#include "sqa_fixture.h"
+
+using fake::Bytes;
+
+namespace {
+
+class SqaStore : public SqaTest {
+protected:
+    uint64_t init() {
+        EXPECT_EQ(SQA_DB_Init(), 0u);
+        return g_hSqaGlobalCfgHandle;
+    }
+    static SQA_FILTER_S filter(uint32_t ip1, uint32_t ip2, uint16_t flag, uint16_t reserved) {
+        SQA_FILTER_S f;
+        f.uiFilterIp1 = ip1;
+        f.uiFilterIp2 = ip2;
+        f.usFilterFlag = flag;
+        f.usReserved = reserved;
+        return f;
+    }
+};
+
+TEST_F(SqaStore, WritesBeforeInitFailWithoutTouchingTheDatabase) {
+    const SQA_FILTER_S f = filter(1, 2, 3, 0);
+    const SQA_H323_DBVALUE_S view{};
+    const SQA_REMARK_S remark{1, 2, 1, 3};
+    EXPECT_EQ(SQA_DB_SetSipEnable(1), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_DB_SetSipPort(5061), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_DB_SetSipFilterIp(&f), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_DB_SetH323Enable(1), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_DB_SetH225Port(1721), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_DB_SetH323FilterIp(&f), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_DB_SetSqaView(1, &view), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_DB_SetRemark(&remark), DPMGMT_ERR_FAILED);
+    EXPECT_TRUE(fake::calls().empty());
+}
+
+TEST_F(SqaStore, OpenLifecycle) {
+    const uint64_t h = init();
+    const fake::Call &open = fake::nth("DBM_Open");
+    EXPECT_EQ(open.text, "gSqa/sqa");
+    EXPECT_EQ(open.args, (std::vector<uint64_t>{7, 1}));
+    EXPECT_EQ(open.bytes, fake::cat({le32(1), le32(0), le32(1), zeros(20)}));
+    EXPECT_NE(h, UINT64_MAX);
+
+    // A reader takes the open handle as it is.
+    EXPECT_EQ(SQA_DB_OpenForRead("gSqa"), h);
+    EXPECT_EQ(fake::count("DBM_Open"), 1u);
+
+    SQA_DB_Fini();
+    EXPECT_EQ(fake::last("DBM_Close").args[0], h);
+    EXPECT_EQ(g_hSqaGlobalCfgHandle, UINT64_MAX);
+    SQA_DB_Fini();
+    EXPECT_EQ(fake::count("DBM_Close"), 1u);
+
+    // Closed: the reader opens with mode 1 and keeps the handle.
+    EXPECT_EQ(SQA_DB_OpenForRead(nullptr), UINT64_MAX);
+    EXPECT_EQ(fake::count("DBM_Open"), 1u);
+    const uint64_t r = SQA_DB_OpenForRead("gSqa");
+    EXPECT_EQ(fake::last("DBM_Open").args[0], 1u);
+    EXPECT_EQ(g_hSqaGlobalCfgHandle, r);
+}
+
+TEST_F(SqaStore, FailedOpensLeaveTheHandle) {
+    fake::hooks().DBM_Open = [](const char *, const char *, uint32_t, uint64_t *) { return 1u; };
+    EXPECT_EQ(SQA_DB_Init(), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_DB_OpenForRead("gSqa"), UINT64_MAX);
+    EXPECT_EQ(g_hSqaGlobalCfgHandle, UINT64_MAX);
+    EXPECT_EQ(SQA_DB_Open(nullptr, 7), UINT64_MAX);
+    EXPECT_EQ(fake::count("DBM_Open"), 2u);
+    EXPECT_EQ(SQA_DB_AddSqaView(), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_DB_ChkSqaViewExist(), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_DB_DelSqaView(), DPMGMT_ERR_FAILED);
+}
+
+TEST_F(SqaStore, UnchangedValuesWriteNothing) {
+    init();
+    g_stSqaSipDbValue.stFilter = filter(0x0001A8C0, 0x0100000A, 24, 0);
+    EXPECT_EQ(SQA_DB_SetSipPort(5060), 0u);
+    EXPECT_EQ(SQA_DB_SetH225Port(1720), 0u);
+    EXPECT_EQ(SQA_DB_SetSipEnable(0), 0u);
+    EXPECT_EQ(SQA_DB_SetH323Enable(0), 0u);
+    const SQA_FILTER_S onlyReserved = filter(0x0001A8C0, 0x0100000A, 24, 0x7777);
+    EXPECT_EQ(SQA_DB_SetSipFilterIp(&onlyReserved), 0u);
+    EXPECT_EQ(fake::count("DBM_SetBinary"), 0u);
+    EXPECT_EQ(SQA_DB_SetSipFilterIp(nullptr), DPMGMT_ERR_FAILED);
+}
+
+TEST_F(SqaStore, SipRecordBytes) {
+    const uint64_t h = init();
+    EXPECT_EQ(SQA_DB_SetSipEnable(1), 0u);
+    const fake::Call &w = fake::last("DBM_SetBinary");
+    EXPECT_EQ(w.text, "SQA-SIP");
+    EXPECT_EQ(w.args, (std::vector<uint64_t>{h, 8, 0, 20, 0}));
+    EXPECT_EQ(fake::hex(w.bytes), "13 c4 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 01 00 00");
+    // The in-memory copy is the caller's to refresh.
+    EXPECT_EQ(g_stSqaSipDbValue.usEnable, 0u);
+
+    // A filter replaces all 12 bytes; the address words go as given.
+    g_stSqaSipDbValue.usEnable = 1;
+    const SQA_FILTER_S f = filter(0x0001A8C0, 0x0100000A, 24, 0xABCD);
+    EXPECT_EQ(SQA_DB_SetSipFilterIp(&f), 0u);
+    EXPECT_EQ(fake::hex(fake::last("DBM_SetBinary").bytes),
+              "13 c4 00 00 c0 a8 01 00 0a 00 00 01 00 18 cd ab 00 01 00 00");
+}
+
+TEST_F(SqaStore, H323RecordBytes) {
+    const uint64_t h = init();
+    EXPECT_EQ(SQA_DB_SetH225Port(5000), 0u);
+    const fake::Call &w = fake::last("DBM_SetBinary");
+    EXPECT_EQ(w.text, "SQA-H323");
+    EXPECT_EQ(w.args, (std::vector<uint64_t>{h, 9, 0, 16, 1}));
+    EXPECT_EQ(fake::hex(w.bytes), "00 00 13 88 00 00 00 00 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(SQA_DB_SetH323Enable(1), 0u);
+    EXPECT_EQ(fake::hex(fake::last("DBM_SetBinary").bytes), "00 01 06 b8 00 00 00 00 00 00 00 00 00 00 00 00");
+    const SQA_FILTER_S f = filter(0x04030201, 0, 0x0102, 0);
+    EXPECT_EQ(SQA_DB_SetH323FilterIp(&f), 0u);
+    EXPECT_EQ(fake::hex(fake::last("DBM_SetBinary").bytes), "00 00 06 b8 01 02 03 04 00 00 00 00 01 02 00 00");
+
+    fake::hooks().DBM_SetBinary = [](uint64_t, const std::string &, const Bytes &, uint32_t) { return -1; };
+    EXPECT_EQ(SQA_DB_SetH323Enable(1), DPMGMT_ERR_FAILED);
+}
+
+TEST_F(SqaStore, SqaViewCreatesOnceAndDeletes) {
+    const uint64_t h = init();
+    SQA_H323_DBVALUE_S v{};
+    v.usEnable = 1;
+    v.usH225Port = 1720;
+    v.stFilter = filter(0x04030201, 0x08070605, 3, 0);
+    EXPECT_EQ(SQA_DB_SetSqaView(0, &v), 0u);  // nothing to delete
+    EXPECT_EQ(fake::count("DBM_DeleteKey"), 0u);
+
+    EXPECT_EQ(SQA_DB_SetSqaView(1, &v), 0u);
+    EXPECT_EQ(fake::last("DBM_SetBinary").args, (std::vector<uint64_t>{h, 9, 0, 16, 1}));
+    EXPECT_EQ(fake::hex(fake::db_entry(h, "SQA-H323")->value), "00 01 06 b8 01 02 03 04 05 06 07 08 00 03 00 00");
+    EXPECT_EQ(v.usH225Port, 1720u);  // the caller's record is not converted
+
+    EXPECT_EQ(SQA_DB_SetSqaView(1, &v), DPMGMT_ERR_EXIST);
+    EXPECT_EQ(fake::count("DBM_SetBinary"), 1u);
+
+    // The delete's own result is what the caller gets.
+    fake::hooks().DBM_DeleteKey = [](uint64_t, const std::string &) { return -5; };
+    EXPECT_EQ(SQA_DB_SetSqaView(2, &v), static_cast<uint32_t>(-5));
+    EXPECT_EQ(fake::last("DBM_DeleteKey").text, "SQA-H323");
+}
+
+TEST_F(SqaStore, ViewOperationsOpenForThemselves) {
+    EXPECT_EQ(SQA_DB_ChkSqaViewExist(), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(SQA_DB_AddSqaView(), 0u);
+    const uint64_t h = fake::db_handle("gSqa");
+    EXPECT_EQ(fake::last("DBM_Open").args[0], 2u);
+    EXPECT_EQ(fake::last("DBM_SetBinary").args, (std::vector<uint64_t>{h, 8, 0, 20, 0}));
+    EXPECT_EQ(fake::hex(fake::db_entry(h, "SQA-SIP")->value),
+              "13 c4 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(SQA_DB_ChkSqaViewExist(), 0u);
+
+    // An existing view keeps its settings.
+    fake::db_put_binary(h, "SQA-SIP", Bytes(20, 0x11));
+    EXPECT_EQ(SQA_DB_AddSqaView(), 0u);
+    EXPECT_EQ(fake::db_entry(h, "SQA-SIP")->value, Bytes(20, 0x11));
+
+    EXPECT_EQ(SQA_DB_DelSqaView(), 0u);
+    EXPECT_EQ(fake::db_entry(h, "SQA-SIP"), nullptr);
+    EXPECT_EQ(SQA_DB_DelSqaView(), 0u);
+    EXPECT_EQ(fake::count("DBM_DeleteKey"), 1u);
+    EXPECT_EQ(g_hSqaGlobalCfgHandle, UINT64_MAX);  // they never take the global handle
+}
+
+TEST_F(SqaStore, TenThousandViewCallsHoldOneHandle) {
+    std::set<uint64_t> used;
+    for (int i = 0; i < 10000; ++i) {
+        if (i % 3 == 0) SQA_DB_AddSqaView();
+        else if (i % 3 == 1) SQA_DB_ChkSqaViewExist();
+        else SQA_DB_DelSqaView();
+    }
+    for (const fake::Call &c : fake::calls())
+        if (c.name == "DBM_IsKeyExist") used.insert(c.args[0]);
+    EXPECT_EQ(used, (std::set<uint64_t>{fake::db_handle("gSqa")}));
+    EXPECT_EQ(fake::count("DBM_Open"), 10000u);
+    EXPECT_EQ(fake::count("DBM_Close"), 0u);
+}
+
+TEST_F(SqaStore, RemarkList) {
+    const uint64_t h = init();
+    char key[128];
+    EXPECT_EQ(sqa_db_GetRemarkKey(sizeof key, key), 11u);
+    EXPECT_STREQ(key, "SQA-REMARK");
+    EXPECT_EQ(sqa_db_GetRemarkKey(4, key), 4u);  // cut: "SQA" and the NUL
+
+    const SQA_REMARK_S a{0x01020304, 5, 1, 46};
+    const SQA_REMARK_S b{0x01020304, 6, 1, 10};
+    EXPECT_EQ(SQA_DB_SetRemark(&b), 0u);
+    const fake::Call &create = fake::nth("DBM_CreateSortList");
+    EXPECT_EQ(create.text, "SQA-REMARK");
+    EXPECT_EQ(create.args, (std::vector<uint64_t>{h, 11, 2, 2}));
+    EXPECT_EQ(create.bytes, fake::cat({le32(0), le32(4), le32(19), le32(0), le32(4), le32(4), le32(19), le32(0)}));
+    EXPECT_EQ(SQA_DB_SetRemark(&a), 0u);
+    EXPECT_EQ(fake::count("DBM_CreateSortList"), 1u);
+    EXPECT_EQ(fake::last("DBM_InsertSortList").args, (std::vector<uint64_t>{h, 11, 12, 2}));
+
+    const fake::DbEntry *list = fake::db_entry(h, "SQA-REMARK");
+    ASSERT_NE(list, nullptr);
+    ASSERT_EQ(list->elements.size(), 2u);
+    EXPECT_EQ(fake::hex(list->elements[0]), "01 02 03 04 00 00 00 05 00 01 00 2e");
+    EXPECT_EQ(fake::hex(list->elements[1]), "01 02 03 04 00 00 00 06 00 01 00 0a");
+
+    // Removal goes by the two keys; the last one takes the list with it.
+    const SQA_REMARK_S removeA{0x01020304, 5, 0, 999};
+    EXPECT_EQ(SQA_DB_SetRemark(&removeA), 0u);
+    EXPECT_EQ(fake::hex(fake::last("DBM_RemoveSortList").bytes), "01 02 03 04 00 00 00 05 00 00 03 e7");
+    EXPECT_NE(fake::db_entry(h, "SQA-REMARK"), nullptr);
+    const SQA_REMARK_S removeB{0x01020304, 6, 2, 0};
+    EXPECT_EQ(SQA_DB_SetRemark(&removeB), 0u);
+    EXPECT_EQ(fake::db_entry(h, "SQA-REMARK"), nullptr);
+    EXPECT_EQ(fake::last("DBM_DeleteKey").text, "SQA-REMARK");
+}
+
+TEST_F(SqaStore, RemovingFromNoListCreatesAndDeletesIt) {
+    const uint64_t h = init();
+    const SQA_REMARK_S r{1, 2, 0, 0};
+    EXPECT_EQ(SQA_DB_SetRemark(&r), DPMGMT_ERR_FAILED);  // nothing to remove
+    EXPECT_EQ(fake::call_names(), (std::vector<std::string>{"DBM_Open", "DBM_IsKeyExist", "DBM_CreateSortList",
+                                                            "DBM_RemoveSortList", "DBM_Len", "DBM_DeleteKey"}));
+    EXPECT_EQ(fake::db_entry(h, "SQA-REMARK"), nullptr);
+
+    fake::hooks().DBM_CreateSortList = [](uint64_t, const std::string &, uint32_t) { return 3; };
+    const SQA_REMARK_S add{1, 2, 1, 0};
+    EXPECT_EQ(SQA_DB_SetRemark(&add), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::count("DBM_InsertSortList"), 0u);
+}
+
+class SqaStoreReaders : public SqaStore {
+protected:
+    void SetUp() override {
+        SqaStore::SetUp();
+        h = init();
+        fake::calls().clear();
+    }
+    uint64_t h = 0;
+};
+
+TEST_F(SqaStoreReaders, BadArgumentsAndMissingKeys) {
+    SQA_SIP_DBVALUE_S sip;
+    std::memset(&sip, 0x5A, sizeof sip);
+    EXPECT_EQ(SQA_DB_GetSipValue(UINT64_MAX, "SQA-SIP", 8, &sip), -1);
+    EXPECT_EQ(SQA_DB_GetSipValue(h, nullptr, 8, &sip), -1);
+    EXPECT_EQ(SQA_DB_GetSipValue(h, "SQA-SIP", 0, &sip), -1);
+    EXPECT_EQ(SQA_DB_GetSipValue(h, "SQA-SIP", 8, nullptr), -1);
+    EXPECT_TRUE(fake::calls().empty());
+
+    EXPECT_EQ(SQA_DB_GetSipDBValue(h, &sip), -1);
+    EXPECT_EQ(fake::last("DBM_IsKeyExist").args, (std::vector<uint64_t>{h, 8}));
+    EXPECT_EQ(fake::count("DBM_GetBinary"), 0u);
+    EXPECT_EQ(sip.usSipPort, 0x5A5Au);
+    EXPECT_EQ(sip.stFilter.uiFilterIp1, 0x5A5A5A5Au);
+
+    // Existence is judged by the low 16 bits only.
+    fake::hooks().DBM_IsKeyExist = [](uint64_t, const std::string &) { return 0x10001; };
+    fake::hooks().DBM_GetBinary = [](uint64_t, const std::string &, uint32_t, void *) { return 0; };
+    SQA_H323_DBVALUE_S h323;
+    std::memset(&h323, 0x5A, sizeof h323);
+    EXPECT_EQ(SQA_DB_GetH323DBValue(h, &h323), 0);
+    EXPECT_EQ(fake::last("DBM_GetBinary").args, (std::vector<uint64_t>{h, 9, 0, 64}));
+    EXPECT_EQ(h323.usEnable, 0x5A5Au);
+}
+
+TEST_F(SqaStoreReaders, ShortValuesPadLongValuesCut) {
+    SQA_SIP_DBVALUE_S sip;
+    std::memset(&sip, 0x5A, sizeof sip);
+    fake::db_put_binary(h, "SQA-SIP", {0x13, 0xC4, 0xEE, 0xEE, 0xC0, 0xA8});
+    EXPECT_EQ(SQA_DB_GetSipDBValue(h, &sip), 6);
+    EXPECT_EQ(sip.usSipPort, 5060u);
+    EXPECT_EQ(fake::hex(&sip.stFilter, 12), "c0 a8 00 00 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(sip.usEnable, 0u);
+    EXPECT_EQ(sip.usReserved1, 0x5A5Au);  // the caller's reserved words stay
+    EXPECT_EQ(sip.usReserved2, 0x5A5Au);
+
+    Bytes longer = fake::cat({fake::be16(1720), fake::be16(1), Bytes{1, 2, 3, 4, 5, 6, 7, 8}, fake::be16(9),
+                              Bytes{0xAA, 0xBB}, Bytes(20, 0xFF)});
+    fake::db_put_binary(h, "SQA-H323", longer);
+    SQA_H323_DBVALUE_S h323;
+    EXPECT_EQ(SQA_DB_GetH323DBValue(h, &h323), 36);
+    EXPECT_EQ(h323.usEnable, 1720u);
+    EXPECT_EQ(h323.usH225Port, 1u);
+    EXPECT_EQ(fake::hex(&h323.stFilter, 12), "01 02 03 04 05 06 07 08 09 00 aa bb");
+
+    // A value longer than the read buffer is never read past it.
+    fake::db_put_binary(h, "SQA-SIP", Bytes(100, 0));
+    EXPECT_EQ(SQA_DB_GetSipDBValue(h, &sip), 64);
+}
+
+TEST_F(SqaStoreReaders, GlobalsAndRecovery) {
+    EXPECT_EQ(SQA_DB_GetGlobalSipDbValue(), &g_stSqaSipDbValue);
+    EXPECT_EQ(SQA_DB_GetGlobalH323DbValue(), &g_stSqaH323DbValue);
+    EXPECT_EQ(g_stSqaSipDbValue.usSipPort, 5060u);
+    EXPECT_EQ(g_stSqaH323DbValue.usH225Port, 1720u);
+
+    fake::hooks().DBM_Batch_Proc = [](uint64_t, uint64_t, const DBM_BATCH_S *, uint32_t) { return -7; };
+    const DBM_BATCH_S batch[2] = {};
+    EXPECT_EQ(SQA_DB_RecoverCfg(batch, 2), -7);
+    EXPECT_EQ(fake::last("DBM_Batch_Proc").args, (std::vector<uint64_t>{h, UINT64_MAX, 2}));
+}
+
+}  // namespace
