@@ -80,30 +80,28 @@ consteval std::array<Field, A + B> join(const std::array<Field, A> &a, const std
     return out;
 }
 
+// Reverses the bytes of one field in place.  Done byte by byte so that the
+// compiler never sees a wide access that a narrow record cannot hold.
+inline void reverse_bytes(uint8_t *p, unsigned width) {
+    for (unsigned i = 0, j = width - 1; i < j; ++i, --j) {
+        const uint8_t t = p[i];
+        p[i] = p[j];
+        p[j] = t;
+    }
+}
+
 // Swaps every listed field of the record at base in place.
 inline void swap_fields(void *base, std::span<const Field> fields) {
     auto *p = static_cast<uint8_t *>(base);
-    for (const Field &f : fields) {
-        switch (f.width) {
-        case 2: store16(p + f.offset, bswap(load16(p + f.offset))); break;
-        case 4: store32(p + f.offset, bswap(load32(p + f.offset))); break;
-        default: store64(p + f.offset, bswap(load64(p + f.offset))); break;
-        }
-    }
+    for (const Field &f : fields) reverse_bytes(p + f.offset, f.width);
 }
 
 // Swaps the fields of a record only as far as `available` bytes reach: a
 // field that would run past them is left alone.
 inline void swap_fields_within(void *base, std::size_t available, std::span<const Field> fields) {
     auto *p = static_cast<uint8_t *>(base);
-    for (const Field &f : fields) {
-        if (f.offset + f.width > available) continue;
-        switch (f.width) {
-        case 2: store16(p + f.offset, bswap(load16(p + f.offset))); break;
-        case 4: store32(p + f.offset, bswap(load32(p + f.offset))); break;
-        default: store64(p + f.offset, bswap(load64(p + f.offset))); break;
-        }
-    }
+    for (const Field &f : fields)
+        if (f.offset + f.width <= available) reverse_bytes(p + f.offset, f.width);
 }
 
 // A zero-filled request payload of N bytes, written in network order.

@@ -24,8 +24,11 @@ DPMGMT_API uint32_t CONNLMT_Spec_IsValidRuleID(uint16_t ruleId) {
 
 DPMGMT_API uint32_t Connlmt_util_GetAclNumByName(const CONNLMT_RULE_S *rule) {
     if (rule == nullptr) return 0;
-    // The name field is fixed-size and may arrive without its NUL: hand the
-    // lookup a terminated copy.
+    // The lookup is handed the rule's own name field.  Only a name that
+    // fills the whole field without its NUL goes as a terminated copy, so
+    // the lookup never reads past the field.
+    if (std::memchr(rule->szAclName, '\0', sizeof rule->szAclName) != nullptr)
+        return ACL_GetIndexByName(rule->uiAclType, rule->szAclName);
     char name[CONNLMT_ACL_NAME_LEN + 1] = {};
     std::memcpy(name, rule->szAclName, CONNLMT_ACL_NAME_LEN);
     return ACL_GetIndexByName(rule->uiAclType, name);

@@ -29,8 +29,16 @@ static_assert(sizeof(SESSION_AGING_S) == 8 && sizeof(SESSION_FLOW_S) == 8 && siz
 // A switch value travels alone as a u16.
 uint32_t set_switch(uint32_t type, uint16_t value) { return send_values<2>(type, {{0, 2, value}}); }
 
-// The switch queries send nothing and read one u16.
-uint32_t get_switch(uint32_t type, uint16_t *out) { return query_record<2>(type, out, kOneHalf, false); }
+// The switch queries send nothing and read one u16 into a word of their
+// own; the caller's is written only when the exchange succeeded.
+uint32_t get_switch(uint32_t type, uint16_t *out) {
+    if (out == nullptr) return DPMGMT_ERR_FAILED;
+    uint8_t reply[2] = {};
+    const uint32_t rc = dpmgmt::svc_query(type, nullptr, 0, reply, sizeof(reply));
+    if (rc != DPMGMT_OK) return rc;
+    *out = dpmgmt::load_be16(reply);
+    return DPMGMT_OK;
+}
 
 }  // namespace
 

@@ -85,11 +85,9 @@ inline uint32_t command(uint32_t type, const uint8_t *req, uint32_t len, bool pa
 inline void place(uint8_t *req, std::size_t size, std::initializer_list<Put> args) {
     for (const Put &a : args) {
         if (a.offset + a.width > size) __builtin_trap();  // a layout bug, never data
-        switch (a.width) {
-        case 1: req[a.offset] = static_cast<uint8_t>(a.value); break;
-        case 2: store_be16(req + a.offset, static_cast<uint16_t>(a.value)); break;
-        default: store_be32(req + a.offset, a.value); break;
-        }
+        // Most significant byte first, one byte at a time.
+        for (unsigned k = 0; k < a.width; ++k)
+            req[a.offset + k] = static_cast<uint8_t>(a.value >> (8 * (a.width - 1 - k)));
     }
 }
 
@@ -119,23 +117,19 @@ uint32_t send_record(uint32_t type, const void *record, std::span<const Field> f
     return command(type, req, Size);
 }
 
-// A query whose reply is Size bytes of the listed fields, written into out
-// only when the exchange succeeded.  With sendCurrent the caller's current
-// values travel as the request; a reply shorter than Size then leaves the
-// missing fields as they were, else they read 0.
+// A query whose reply is Size bytes of the listed fields.  The reply lands
+// in the caller's storage itself, which the exchange leaves untouched on
+// failure, and every listed field of it is then turned in place: fields a
+// short reply did not carry are turned as they stand.  With sendCurrent the
+// caller's current values travel as the request, from a private copy.
 template <std::size_t Size>
 uint32_t query_record(uint32_t type, void *out, std::span<const Field> fields, bool sendCurrent) {
     if (out == nullptr) return DPMGMT_ERR_FAILED;
     uint8_t req[Size];
-    uint8_t reply[Size] = {};
-    if (sendCurrent) {
-        to_wire(req, out, fields);
-        std::memcpy(reply, req, Size);
-    }
-    const uint32_t rc = svc_query(type, sendCurrent ? req : nullptr, sendCurrent ? Size : 0, reply, Size);
+    if (sendCurrent) to_wire(req, out, fields);
+    const uint32_t rc = svc_query(type, sendCurrent ? req : nullptr, sendCurrent ? Size : 0, out, Size);
     if (rc != DPMGMT_OK) return rc;
-    swap_fields(reply, fields);
-    std::memcpy(out, reply, Size);
+    swap_fields(out, fields);
     return DPMGMT_OK;
 }
 

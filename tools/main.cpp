@@ -26,24 +26,32 @@ std::vector<std::string> words_of(const std::string &line) {
     return words;
 }
 
-int run_words(const std::vector<std::string> &words) {
+int run_words(std::vector<std::string> words) {
     if (words.empty()) return 0;
-    if (words.back() == "?") {
-        cli::show_help(std::vector<std::string>(words.begin(), words.end() - 1));
+    // "... ?" asks what may follow; "... af?" what the partly typed word
+    // may become.
+    if (words.back().size() > 0 && words.back().back() == '?') {
+        std::string &last = words.back();
+        last.pop_back();
+        const bool partial = !last.empty();
+        if (!partial) words.pop_back();
+        cli::show_help(words, partial);
         return 0;
     }
     if (words.size() == 1 && (words[0] == "help" || words[0] == "--help" || words[0] == "-h")) {
         cli::show_help({});
         return 0;
     }
-    if (!cli::ensure_service()) return 1;
     return cli::dispatch(words);
 }
 
-// '?' typed anywhere on the line shows the help for the words before it.
+// '?' typed anywhere on the line shows the help for the words before it;
+// a word touching the cursor is a partly typed one.
 int help_key(int, int) {
     std::printf("?\n");
-    cli::show_help(words_of(std::string(rl_line_buffer, static_cast<size_t>(rl_point))));
+    const std::string before(rl_line_buffer, static_cast<size_t>(rl_point));
+    const bool partial = !before.empty() && before.back() != ' ';
+    cli::show_help(words_of(before), partial);
     rl_on_new_line();
     return 0;
 }

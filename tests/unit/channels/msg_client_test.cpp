@@ -114,6 +114,26 @@ TEST_F(MsgClient, ErrorReplyAndBuilder) {
     EXPECT_EQ(payload, &total);
 }
 
+TEST_F(MsgClient, GeneralCheckReportsTypeAndPayloadOnlyOnSuccess) {
+    const Bytes msg = fake::datagram(0x01020304, {0xDE, 0xAD, 0xBE, 0xEF});
+    uint32_t type = 0, len = 0;
+    void *payload = nullptr;
+    EXPECT_EQ(SESSION_MSG_GeneralCheck(msg.data(), 12, &type, &len, &payload), DPMGMT_OK);
+    EXPECT_EQ(type, 0x01020304u);  // host order
+    EXPECT_EQ(len, 4u);
+    EXPECT_EQ(payload, msg.data() + 8);
+
+    // The length field must equal what was received, in either direction.
+    type = 1, len = 2, payload = nullptr;
+    EXPECT_EQ(SESSION_MSG_GeneralCheck(msg.data(), 11, &type, &len, &payload), DPMGMT_ERR_FAILED);
+    Bytes longer = msg;
+    longer.push_back(0);
+    EXPECT_EQ(SESSION_MSG_GeneralCheck(longer.data(), 13, &type, &len, &payload), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(type, 1u);
+    EXPECT_EQ(len, 2u);
+    EXPECT_EQ(payload, nullptr);
+}
+
 TEST_F(MsgClient, PatientReceiveShowsProgressWhileTheServiceWorks) {
     for (int i = 0; i < 3; ++i) fail_recv(EAGAIN);
     fail_recv(EINTR);  // a signal waits again too
@@ -147,6 +167,29 @@ TEST_F(MsgClient, PatientReceiveQuietWhenAnsweredAtOnceAndDoneOnHardError) {
         EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, 4, res), DPMGMT_ERR_FAILED);
         EXPECT_EQ(out.take(), "Resetting session.Done.\r\n");
         EXPECT_EQ(fake::hex(res, 4), "09 09 09 09");
+    }
+    {
+        // A time-out, then an error reply: the wait ends as a failure and the
+        // progress line is still closed.
+        fake::reset();
+        fail_recv(EAGAIN);
+        reply(fake::cat({fake::be32(0xFFFFFFFF), fake::be32(8)}));
+        fake::CaptureStdout out;
+        uint8_t res[4] = {9, 9, 9, 9};
+        EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, 4, res), DPMGMT_ERR_FAILED);
+        EXPECT_EQ(out.take(), "Resetting session.Done.\r\n");
+        EXPECT_EQ(fake::hex(res, 4), "09 09 09 09");
+    }
+    {
+        // An empty datagram is not waited past.
+        fake::reset();
+        fake::sockets().receives.push_back({0, 0, {}});
+        reply(fake::datagram(20, fake::be32(0)));
+        fake::CaptureStdout out;
+        uint8_t res[4] = {};
+        EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, 4, res), DPMGMT_ERR_FAILED);
+        EXPECT_EQ(fake::count("SOCK_Recv"), 1u);
+        EXPECT_EQ(out.take(), "");
     }
     {
         fake::reset();

@@ -384,6 +384,33 @@ TEST_F(ConnlmtStore, AppliedPoliciesGoWhereTheInterfaceBelongs) {
     EXPECT_EQ(fake::count("IF_IsTempIf"), 1u);
 }
 
+TEST_F(ConnlmtStore, PlatformCallsComeInTheirOrder) {
+    // The database is chosen (temporary or not) before the name is asked.
+    const uint8_t value[4] = {1, 2, 3, 4};
+    ASSERT_EQ(CONNLMT_DB_UpdateAppliedPolicy(6, value), 0u);
+    EXPECT_EQ(fake::call_names(), (std::vector<std::string>{"IF_IsTempIf", "IF_GetDataByIfIndex", "DBM_SetBinary"}));
+    EXPECT_EQ(fake::nth("IF_GetDataByIfIndex").args, (std::vector<uint64_t>{6, 10}));
+
+    // The policy key goes first; the description is deleted only if it exists.
+    policy_with(0, 3, {});
+    fake::calls().clear();
+    EXPECT_EQ(CONNLMT_DB_DelPolicy(0, 3), 0u);
+    EXPECT_EQ(fake::call_names(), (std::vector<std::string>{"DBM_DeleteKey", "DBM_IsKeyExist"}));
+    EXPECT_EQ(fake::nth("DBM_DeleteKey").text, "policy-3");
+    EXPECT_EQ(fake::nth("DBM_IsKeyExist").text, "description-3");
+    EXPECT_EQ(fake::nth("DBM_IsKeyExist").args, (std::vector<uint64_t>{global, 14}));
+}
+
+TEST_F(ConnlmtStore, DescriptionThatCannotBeReadLeavesTheRecordCleared) {
+    const CONNLMT_DESCRIPTION_S d = description_of(1, 4, "x");
+    ASSERT_EQ(CONNLMT_DB_SetDescription(&d), 0u);
+    fake::hooks().DBM_GetBinary = [](uint64_t, const std::string &, uint32_t, void *) { return 0; };
+    CONNLMT_DESCRIPTION_S out;
+    std::memset(&out, 0xAA, sizeof out);
+    EXPECT_EQ(CONNLMT_DB_GetPolicyDescription(1, 4, global, &out), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::hex(&out, sizeof out), fake::hex(Bytes(136, 0)));
+}
+
 TEST_F(ConnlmtStore, MoveSelectsTheDirectionByTheSelectorPair) {
     const uint8_t value[4] = {9, 9, 9, 9};
     ASSERT_EQ(CONNLMT_DB_UpdateAppliedPolicy(5, value), 0u);

@@ -89,14 +89,39 @@ TEST_F(SessionQueries, CurrentValueTravelsAndTheReplyReplacesIt) {
     EXPECT_EQ(SESSION_IPC_GetTrafficLogTime(&t), 0u);
     EXPECT_EQ(sent(), "00 00 00 3f 00 00 00 0c 00 00 00 1e");
     EXPECT_EQ(t, 0x12345678u);
+}
 
-    // A reply that stops short leaves the fields it did not carry alone.
-    fake::reset();
-    flow = {5, 6};
+// The reply lands in the caller's storage and every field of the reply's
+// extent is turned in place, so a field a short reply did not carry is the
+// caller's old value turned.
+TEST_F(SessionQueries, ShortReplyTurnsTheWholeExtentInPlace) {
+    SESSION_FLOW_S flow = {5, 6};
     reply(words({9}));
     EXPECT_EQ(SESSION_IPC_GetTrafficLogFlow(&flow), 0u);
+    EXPECT_EQ(sent(), "00 00 00 41 00 00 00 10 00 00 00 05 00 00 00 06");
     EXPECT_EQ(flow.uiUnit, 9u);
-    EXPECT_EQ(flow.uiThreshold, 6u);
+    EXPECT_EQ(flow.uiThreshold, 0x06000000u);
+
+    fake::reset();
+    uint32_t apps[17 + 1];
+    for (uint32_t i = 0; i < 18; ++i) apps[i] = 0x01020300 + i;
+    reply(words({1, 3600}));
+    EXPECT_EQ(SESSION_IPC_GetAllAppAging(apps), 0u);
+    EXPECT_EQ(sent(), "00 00 00 0d 00 00 00 08");
+    EXPECT_EQ(fake::nth("SOCK_Recv").args[1], 68u + 8);
+    EXPECT_EQ(apps[0], 1u);
+    EXPECT_EQ(apps[1], 3600u);
+    EXPECT_EQ(apps[2], 0x02030201u);
+    EXPECT_EQ(apps[16], 0x10030201u);
+    EXPECT_EQ(apps[17], 0x01020311u);  // beyond the 17 words
+
+    // The switches read into a cleared word of their own.
+    fake::reset();
+    reply({});
+    uint16_t sw = 0xABCD;
+    EXPECT_EQ(SESSION_IPC_GetTrafficLogBegin(&sw), 0u);
+    EXPECT_EQ(sent(), "00 00 00 45 00 00 00 08");
+    EXPECT_EQ(sw, 0u);
 }
 
 TEST_F(SessionQueries, ArraysAndSwitchesSendNothingAndConvertEachField) {

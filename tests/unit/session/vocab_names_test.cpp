@@ -3,6 +3,7 @@
 #include <cstring>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "dpmgmt/session.h"
 #include "fake/fake_platform.h"
@@ -36,6 +37,35 @@ TEST_F(Vocabulary, StatusNames) {
     EXPECT_EQ(SESSION_GetStatusName(0xFFFFFFFFu, 1), empty);
     EXPECT_EQ(SESSION_GetStatusName(1, 11), empty);  // would be slot 21, "ICMP_REQUEST"
     EXPECT_EQ(SESSION_GetStatusName(0, 255), empty);
+}
+
+// Every name as the operator reads it: a swapped or misspelt entry shows.
+TEST_F(Vocabulary, EveryNameInItsSlot) {
+    const std::pair<uint32_t, const char *> slots[] = {
+        {1, "TCP_SYN_SENT"},        {2, "TCP_SYN_RECV"},        {3, "TCP_ESTABLISHED"},
+        {4, "TCP_FIN_WAIT"},        {5, "TCP_CLOSE_WAIT"},      {6, "TCP_LAST_ACK"},
+        {7, "TCP_TIME_WAIT"},       {8, "TCP_CLOSE"},           {9, "TCP_SYN_SENT2"},
+        {11, "UDP_OPEN"},           {12, "UDP_READY"},          {21, "ICMP_REQUEST"},
+        {22, "ICMP_REPLY"},         {31, "ICMPV6_REQUEST"},     {32, "ICMPV6_REPLY"},
+        {41, "UDPLITE_OPEN"},       {42, "UDPLITE_READY"},      {51, "SCTP_CLOSED"},
+        {52, "SCTP_COOKIE_WAIT"},   {53, "SCTP_COOKIE_ECHOED"}, {54, "SCTP_ESTABLISHED"},
+        {55, "SCTP_SHUTDOWN_SENT"}, {56, "SCTP_SHUTDOWN_RECD"}, {57, "SCTP_SHUTDOWN_ACK_SENT"},
+        {61, "DCCP_REQUEST"},       {62, "DCCP_RESPOND"},       {63, "DCCP_PARTOPEN"},
+        {64, "DCCP_OPEN"},          {65, "DCCP_CLOSEREQ"},      {66, "DCCP_CLOSING"},
+        {67, "DCCP_TIMEWAIT"},      {71, "RAWIP_OPEN"},         {72, "RAWIP_READY"},
+    };
+    for (const auto &[slot, name] : slots) {
+        EXPECT_STREQ(g_apcSessionStatusName[slot], name) << slot;
+        EXPECT_STREQ(SESSION_GetStatusName(slot / 10, static_cast<uint8_t>(slot % 10)), name) << slot;
+    }
+    const char *apps[] = {"DNS", "FTP",  "GTP", "H225", "H245", "RAS",  "RTSP",   "SIP",  "TFTP",
+                          "ILS", "MGCP", "NBT", "PPTP", "RSH",  "SCCP", "SQLNET", "XDMCP"};
+    for (uint32_t i = 0; i < 17; ++i) EXPECT_STREQ(SESSION_GetAppName(i), apps[i]) << i;
+    const char *l4[] = {
+        "SYN",        "TCP-EST",     "FIN",           "UDP-OPEN",       "UDP-READY",    "ICMP-REQUEST", "ICMP-REPLY",
+        "RAWIP-OPEN", "RAWIP-READY", "UDPLITE-OPEN",  "UDPLITE-READY",  "DCCP-REQUEST", "DCCP-EST",     "DCCP-CLOSEREQ",
+        "SCTP-INIT",  "SCTP-EST",    "SCTP-SHUTDOWN", "ICMPV6-REQUEST", "ICMPV6-REPLY"};
+    for (uint32_t i = 0; i < 19; ++i) EXPECT_STREQ(SESSION_GetL4AgingStatusName(i), l4[i]) << i;
 }
 
 TEST_F(Vocabulary, ProtocolNamesAndStateCounts) {
