@@ -13,9 +13,13 @@ namespace {
 constexpr int kFamilyIpv4 = 2;
 constexpr int kFamilyIpv6 = 10;
 
+// The default goes in by a plain copy: the only platform calls a buffer
+// sees are the lookup or conversion that names it.
 template <std::size_t N>
 void preset(char (&out)[N], const char *text) {
-    strlcpy(out, text, N);
+    std::size_t i = 0;
+    for (; i + 1 < N && text[i] != '\0'; ++i) out[i] = text[i];
+    out[i] = '\0';
 }
 
 bool all_zero(const uint8_t *p, std::size_t n) {

@@ -4,6 +4,7 @@
 // followed.
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #include "channels/dump_walk.h"
 #include "channels/wire.h"
@@ -76,7 +77,7 @@ void print_kernel_direction(const SESSION_KERNELINFO_S &e, int d) {
         std::printf("VPN ID         :-/%u/-\r\n", u(t.usVrfIndex));
     } else if (t.ucFlags & 0x02u) {
         // A layer-2 entry of this kind has no inbound interface of its own.
-        strlcpy(ifn, "N/A", sizeof ifn);
+        std::memcpy(ifn, "N/A", sizeof "N/A");
         std::printf("VPN ID         :-/%u/-\r\n", u(t.usVrfIndex));
     } else if (t.ucFlags & SESSION_TUPLE_FLAG_VLL) {
         std::printf("VPN ID         :-/-/%u\r\n", u(t.usVrfIndex));

@@ -699,6 +699,7 @@ typedef struct SESSION_KERNELINFO {
     uint64_t ulPatEntry;
 } SESSION_KERNELINFO_S;
 DPMGMT_CHECK_SIZE(SESSION_KERNELINFO_S, 432);
+DPMGMT_CHECK_OFFSET(SESSION_KERNELINFO_S, astTuple, 0);
 DPMGMT_CHECK_OFFSET(SESSION_KERNELINFO_S, aucDsLitePeer, 96);
 DPMGMT_CHECK_OFFSET(SESSION_KERNELINFO_S, uiPacketsOrg, 128);
 DPMGMT_CHECK_OFFSET(SESSION_KERNELINFO_S, uiPacketsRpl, 132);
@@ -814,6 +815,7 @@ typedef struct SESSION_STAT {
     uint64_t ulCounter3;
 } SESSION_STAT_S;
 DPMGMT_CHECK_SIZE(SESSION_STAT_S, 512);
+DPMGMT_CHECK_OFFSET(SESSION_STAT_S, uiHeader1, 0);
 DPMGMT_CHECK_OFFSET(SESSION_STAT_S, uiHeader2, 4);
 DPMGMT_CHECK_OFFSET(SESSION_STAT_S, auiStateCount, 8);
 DPMGMT_CHECK_OFFSET(SESSION_STAT_S, auiProtocolCount, 328);
@@ -833,6 +835,7 @@ typedef struct SESSION_MCFSSTAT {
     uint64_t aulCount[4];
 } SESSION_MCFSSTAT_S;
 DPMGMT_CHECK_SIZE(SESSION_MCFSSTAT_S, 48);
+DPMGMT_CHECK_OFFSET(SESSION_MCFSSTAT_S, auiCount, 0);
 DPMGMT_CHECK_OFFSET(SESSION_MCFSSTAT_S, aucReserved, 12);
 DPMGMT_CHECK_OFFSET(SESSION_MCFSSTAT_S, aulCount, 16);
 
@@ -861,10 +864,12 @@ typedef struct SESSION_ALGFAILCNT {
     uint32_t auiTotal[11];
 } SESSION_ALGFAILCNT_S;
 DPMGMT_CHECK_SIZE(SESSION_ALGFAILCNT_S, 836);
+DPMGMT_CHECK_OFFSET(SESSION_ALGFAILCNT_S, auiRow, 0);
 DPMGMT_CHECK_OFFSET(SESSION_ALGFAILCNT_S, auiTotal, 792);
 
 /* Prints the number of sessions the key selects, in total and per protocol.
- * 0, or 0x40010001 when the dump cannot be opened (nothing printed). */
+ * 0, or 0x40010001 when the dump cannot be opened or its buffer cannot be
+ * had (nothing printed). */
 DPMGMT_API uint32_t SESSION_DisplayStatistics(uint16_t node, const SESSION_DUMPKEY_S *key);
 /* Single-record queries: 0 when exactly the record came back (converted to
  * host order), else 0x40010001 and the record must not be used.  Keys are
@@ -897,6 +902,7 @@ typedef struct SESSION_HISQUERY {
     uint8_t aucReserved[2];             /* passed to the kernel as they are */
 } SESSION_HISQUERY_S;
 DPMGMT_CHECK_SIZE(SESSION_HISQUERY_S, 12);
+DPMGMT_CHECK_OFFSET(SESSION_HISQUERY_S, uiPeriod, 0);
 DPMGMT_CHECK_OFFSET(SESSION_HISQUERY_S, uiSamples, 4);
 DPMGMT_CHECK_OFFSET(SESSION_HISQUERY_S, usSampleSize, 8);
 DPMGMT_CHECK_OFFSET(SESSION_HISQUERY_S, aucReserved, 10);
@@ -942,6 +948,7 @@ typedef struct SESSION_HOTBACKSTAT {
     uint8_t aucReserved[8];
 } SESSION_HOTBACKSTAT_S;
 DPMGMT_CHECK_SIZE(SESSION_HOTBACKSTAT_S, 32);
+DPMGMT_CHECK_OFFSET(SESSION_HOTBACKSTAT_S, ulSendOk, 0);
 DPMGMT_CHECK_OFFSET(SESSION_HOTBACKSTAT_S, ulSendFail, 8);
 DPMGMT_CHECK_OFFSET(SESSION_HOTBACKSTAT_S, ulRecvOk, 16);
 DPMGMT_CHECK_OFFSET(SESSION_HOTBACKSTAT_S, aucReserved, 24);

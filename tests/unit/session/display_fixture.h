@@ -8,6 +8,7 @@
 #include <ctime>
 #include <initializer_list>
 #include <string>
+#include <vector>
 
 #include "fake/fake_platform.h"
 
@@ -106,6 +107,21 @@ protected:
         };
     }
 };
+
+// Replaces the name hooks with ones that fail every lookup and log, in
+// call order, "<kind> <id> <what the buffer held when handed over>".
+inline void log_failing_lookups(std::vector<std::string> &log) {
+    auto note = [&log](const char *kind, uint32_t id, const char *buf) {
+        log.push_back(std::string(kind) + " " + std::to_string(id) + " " + buf);
+        return 1u;
+    };
+    fake::hooks().APR_GetProtoNameByID = [note](uint32_t p, char *out) { return note("proto", p, out); };
+    fake::hooks().APR_GetAppNameByID = [note](uint32_t a, char *out) { return note("app", a, out); };
+    fake::hooks().IF_GetDataByIfIndex = [note](uint32_t i, uint32_t item, void *out) {
+        return item == 10 ? note("if", i, static_cast<char *>(out)) : 1u;
+    };
+    fake::hooks().L3VPN_GetNameByVrfIndex = [note](uint32_t v, uint32_t, char *out) { return note("vpn", v, out); };
+}
 
 }  // namespace sdtest
 

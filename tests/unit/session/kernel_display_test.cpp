@@ -268,4 +268,20 @@ TEST_F(KernelDetail, RelationDetailIpv4AndIpv6Endings) {
     EXPECT_EQ(fake::nth("DUMP_Pull").args[1], 7904u);
 }
 
+TEST_F(KernelDetail, RelationDetailLookupOrderAndDefaults) {
+    std::vector<std::string> log;
+    log_failing_lookups(log);
+    fake::script_dump(0x140025, {fake::chunk(relation_detail_rec(2).b)});
+    SESSION_RELATION_KEY_S key{};
+    fake::CaptureStdout out;
+    EXPECT_EQ(SESSION_DisplayRelationInfo(5, &key), 1u);
+    const std::string text = out.take();
+    EXPECT_EQ(log, (std::vector<std::string>{"proto 6 -", "app 5 -", "vpn 3 -", "if 11 N/A", "if 10 N/A", "vpn 9 -",
+                                             "proto 17 -"}));
+    EXPECT_NE(text.find("  Receive interface: N/A\r\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("    Ext VPN instance/VLAN ID/Inline ID: Invalid(9)/-/-\r\n    Ext Protocol: -(17)\r\n"),
+              std::string::npos)
+        << text;
+}
+
 }  // namespace
