@@ -64,9 +64,9 @@ DPMGMT_API uint32_t SQA_DUMP_DisSipCallEntry(uint16_t node) {
 }
 
 DPMGMT_API uint32_t SQA_DUMP_DisSipCallEntryVerbose(uint16_t node, const char *callId, uint16_t showContext) {
-    // The kernel takes the caller's whole 65-byte buffer as the key.
-    char none[SQA_CALLID_SIZE] = {};
-    dpmgmt::Dump dump(node, kDumpSipVerbose, callId != nullptr ? callId : none, SQA_CALLID_SIZE);
+    // The kernel takes the caller's whole 65-byte buffer as the key, handed
+    // over as it stands, a null buffer as a null key.
+    dpmgmt::Dump dump(node, kDumpSipVerbose, callId, SQA_CALLID_SIZE);
     if (!dump.opened()) return DPMGMT_OK;
     dpmgmt::PullBuffer buf(kCallDumpBufferSize);
     if (!buf.ok()) return DPMGMT_OK;

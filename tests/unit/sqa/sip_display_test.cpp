@@ -147,6 +147,24 @@ TEST_F(SipDisplay, VerboseBlock) {
     EXPECT_EQ(verbose(2), block + "\n");  // only 1 shows the driver contexts
 }
 
+TEST_F(SipDisplay, VerboseKeyIsTheCallersBufferAsItStands) {
+    // Bytes after the terminator travel too: the key is the whole buffer.
+    char key[65];
+    std::memset(key, 0x7E, sizeof key);
+    std::memcpy(key, "id\0", 3);
+    fake::script_dump(kVerbose, {{0, {}}});
+    EXPECT_EQ(SQA_DUMP_DisSipCallEntryVerbose(4, key, 0), 0u);
+    EXPECT_EQ(fake::nth("DUMP_Request").bytes, fake::cat({Bytes{'i', 'd', 0}, Bytes(62, 0x7E)}));
+
+    // No buffer: no key bytes, the length still 65; nothing is made up.
+    fake::script_dump(kVerbose, {{0, {}}});
+    EXPECT_EQ(SQA_DUMP_DisSipCallEntryVerbose(4, nullptr, 0), 0u);
+    const fake::Call &req = fake::nth("DUMP_Request", 1);
+    EXPECT_EQ(req.args, (std::vector<uint64_t>{4, kVerbose, 65}));
+    EXPECT_TRUE(req.bytes.empty());
+    EXPECT_EQ(fake::open_dumps(), 0);
+}
+
 TEST_F(SipDisplay, VlanMediaAndScores) {
     struct Case {
         uint16_t vlan;

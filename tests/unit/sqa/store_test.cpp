@@ -8,6 +8,18 @@ using fake::Bytes;
 
 namespace {
 
+// Copied before any test runs (and before the fixture resets them): the
+// globals as the library is loaded.
+const SQA_SIP_DBVALUE_S kLoadedSip = g_stSqaSipDbValue;
+const SQA_H323_DBVALUE_S kLoadedH323 = g_stSqaH323DbValue;
+const uint64_t kLoadedHandle = g_hSqaGlobalCfgHandle;
+
+TEST(SqaStoreGlobals, LoadTimeValues) {
+    EXPECT_EQ(kLoadedHandle, UINT64_MAX);
+    EXPECT_EQ(fake::hex(&kLoadedSip, sizeof kLoadedSip), "c4 13 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(fake::hex(&kLoadedH323, sizeof kLoadedH323), "00 00 b8 06 00 00 00 00 00 00 00 00 00 00 00 00");
+}
+
 class SqaStore : public SqaTest {
 protected:
     uint64_t init() {
@@ -266,6 +278,10 @@ TEST_F(SqaStoreReaders, BadArgumentsAndMissingKeys) {
     EXPECT_EQ(SQA_DB_GetH323DBValue(h, &h323), 0);
     EXPECT_EQ(fake::last("DBM_GetBinary").args, (std::vector<uint64_t>{h, 9, 0, 64}));
     EXPECT_EQ(h323.usEnable, 0x5A5Au);
+    // A failed read is the database's own code, not a made-up one.
+    fake::hooks().DBM_GetBinary = [](uint64_t, const std::string &, uint32_t, void *) { return -3; };
+    EXPECT_EQ(SQA_DB_GetSipDBValue(h, &sip), -3);
+    EXPECT_EQ(sip.usSipPort, 0x5A5Au);
 }
 
 TEST_F(SqaStoreReaders, ShortValuesPadLongValuesCut) {
