@@ -12,6 +12,7 @@ namespace dpsim::detail {
 namespace {
 
 constexpr int kBusyTimeoutMs = 10000;
+constexpr int kSchemaRetryMs = 5;
 
 // WAL lets a reader and a writer of two processes work at once; FULL
 // synchronisation makes an acknowledged write survive a crash of the writer.
@@ -59,7 +60,16 @@ sqlite3 *open_module_file(const std::string &path) {
         return nullptr;
     }
     sqlite3_busy_timeout(conn, kBusyTimeoutMs);
-    if (sqlite3_exec(conn, kSchema, nullptr, nullptr, nullptr) != SQLITE_OK) {
+    // Two processes opening a new file at once race to switch it to WAL;
+    // the loser can be told "busy" without the busy handler being asked, so
+    // the schema is retried for as long as the busy time-out allows.
+    int rc = SQLITE_BUSY;
+    for (int waited = 0; waited < kBusyTimeoutMs; waited += kSchemaRetryMs) {
+        rc = sqlite3_exec(conn, kSchema, nullptr, nullptr, nullptr);
+        if ((rc & 0xFF) != SQLITE_BUSY && (rc & 0xFF) != SQLITE_LOCKED) break;
+        sqlite3_sleep(kSchemaRetryMs);
+    }
+    if (rc != SQLITE_OK) {
         sqlite3_close(conn);
         return nullptr;
     }
