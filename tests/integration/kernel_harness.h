@@ -1,52 +1,121 @@
-// Kernel-table tests: dumps walked through libdpplatform exactly as the
-// library walks them, and the big-endian reads the records need.
+// Kernel-table tests: dumps walked through libdpplatform as the library
+// walks them, the big-endian reads the records need, and the service's
+// count of open dump cursors.
 #ifndef DPTEST_KERNEL_HARNESS_H
 #define DPTEST_KERNEL_HARNESS_H
 
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include "kernel_wire.h"
 #include "platform/dump.h"
 
 namespace kerneltest {
 
 constexpr uint32_t kContinue = 0x40010009u;
+using Bytes = std::vector<uint8_t>;
 
 inline uint16_t be16(const uint8_t *p) { return static_cast<uint16_t>(p[0] << 8 | p[1]); }
 inline uint32_t be32(const uint8_t *p) { return static_cast<uint32_t>(be16(p)) << 16 | be16(p + 2); }
 inline uint64_t be64(const uint8_t *p) { return static_cast<uint64_t>(be32(p)) << 32 | be32(p + 4); }
 inline void put16(uint8_t *p, uint16_t v) { p[0] = static_cast<uint8_t>(v >> 8), p[1] = static_cast<uint8_t>(v); }
-inline void put32(uint8_t *p, uint32_t v) { put16(p, static_cast<uint16_t>(v >> 16)), put16(p + 2, static_cast<uint16_t>(v)); }
+inline void put32(uint8_t *p, uint32_t v) {
+    put16(p, static_cast<uint16_t>(v >> 16));
+    put16(p + 2, static_cast<uint16_t>(v));
+}
 
 struct Pull {
     uint32_t rc;
-    std::vector<uint8_t> chunk;
-};
-
-struct Walk {
-    bool opened = false;
-    std::vector<Pull> pulls;  // up to and including the first that is not a continuation
+    Bytes chunk;
 };
 
 // Opens a dump and pulls until a result other than the continuation code
-// (at most maxPulls times), then terminates it.
-inline Walk walk(uint16_t node, uint32_t type, const void *key, uint32_t keyLen, uint32_t bufLen,
-                 size_t maxPulls = 1000000)
-{
-    Walk w;
-    const uint32_t h = DUMP_Request(node, type, key, keyLen);
-    if (h == DUMP_INVALID_HANDLE) return w;
-    w.opened = true;
-    std::vector<uint8_t> buf(bufLen);
+// (at most maxPulls times) into a buffer of bufLen bytes, failing the test
+// on any byte written past it; then terminates the dump.  Nothing when the
+// dump does not open.
+inline std::optional<std::vector<Pull>> walk(uint16_t node, uint32_t type, const Bytes &key, uint32_t bufLen,
+                                             size_t maxPulls = 100000) {
+    const uint32_t h = DUMP_Request(node, type, key.empty() ? nullptr : key.data(), static_cast<uint32_t>(key.size()));
+    if (h == DUMP_INVALID_HANDLE) return std::nullopt;
+    std::vector<Pull> pulls;
+    Bytes buf(bufLen + 16, 0xEE);
     for (size_t i = 0; i < maxPulls; ++i) {
         uint32_t got = 0;
         const uint32_t rc = DUMP_Pull(h, bufLen, buf.data(), &got);
-        w.pulls.push_back(Pull{rc, std::vector<uint8_t>(buf.begin(), buf.begin() + std::min(got, bufLen))});
+        EXPECT_LE(got, bufLen);
+        EXPECT_EQ(buf[bufLen], 0xEE) << "written past the buffer, dump " << std::hex << type;
+        pulls.push_back(Pull{rc, Bytes(buf.begin(), buf.begin() + std::min(got, bufLen))});
         if (rc != kContinue) break;
     }
     DUMP_Terminate(h);
-    return w;
+    return pulls;
+}
+
+// Every record of a multi-record dump, checking the kernel's contract on
+// each chunk: whole records only, the continuation code with each chunk and
+// an empty one with the code that ends the walk.
+inline Bytes records(uint16_t node, uint32_t type, const Bytes &key, uint32_t recSize, uint32_t bufLen,
+                     std::vector<uint32_t> *chunks = nullptr) {
+    const auto pulls = walk(node, type, key, bufLen);
+    EXPECT_TRUE(pulls.has_value()) << "dump " << std::hex << type << " not served";
+    Bytes out;
+    for (const Pull &p : pulls.value_or(std::vector<Pull>{})) {
+        if (p.rc != kContinue) {
+            EXPECT_EQ(p.rc, 0u);
+            EXPECT_TRUE(p.chunk.empty());
+            break;
+        }
+        EXPECT_EQ(p.chunk.size() % recSize, 0u) << "partial record in dump " << std::hex << type;
+        if (chunks != nullptr) chunks->push_back(static_cast<uint32_t>(p.chunk.size()));
+        out.insert(out.end(), p.chunk.begin(), p.chunk.end());
+    }
+    return out;
+}
+
+inline size_t count(uint16_t node, uint32_t type, const Bytes &key, uint32_t recSize) {
+    return records(node, type, key, recSize, 8000).size() / recSize;
+}
+
+// A single-record dump: the record, or nothing.
+inline Bytes single(uint16_t node, uint32_t type, const Bytes &key, uint32_t size) {
+    const auto pulls = walk(node, type, key, size, 1);
+    return pulls ? pulls->front().chunk : Bytes{};
+}
+
+// The session dump key (88 bytes) selecting a family and protocol.
+inline Bytes session_key(uint8_t family = 0, uint16_t protocol = 0) {
+    Bytes k(88);
+    k[80] = family;
+    put16(&k[64], protocol);
+    return k;
+}
+
+// The number of dump cursors the service holds; nothing when it cannot be
+// asked.
+inline std::optional<uint32_t> open_cursors(const std::string &rundir) {
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s/kernel.sock", rundir.c_str());
+    std::optional<uint32_t> n;
+    uint32_t frame[3] = {dpsim::kOpCursorCount, 0, 0};
+    const timeval tv{5, 0};
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+    if (::connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0 && ::send(fd, frame, 8, 0) == 8 &&
+        ::recv(fd, frame, sizeof frame, MSG_WAITALL) == sizeof frame && frame[1] == 4)
+        n = frame[2];
+    ::close(fd);
+    return n;
 }
 
 }  // namespace kerneltest

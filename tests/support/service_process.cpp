@@ -163,15 +163,26 @@ void ServiceProcess::restart(std::vector<std::string> args) {
 
 // ------------------------------------------------------------- programs ----
 
+namespace {
+
+std::string read_back(std::FILE *f) {
+    std::string out;
+    std::rewind(f);
+    char buf[4096];
+    size_t n;
+    while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) out.append(buf, n);
+    std::fclose(f);
+    return out;
+}
+
+}  // namespace
+
+// The outputs go to files rather than pipes, so a child that writes a lot
+// never blocks on a parent that is only waiting for it.
 CliResult run_program(const std::string &path, const std::vector<std::string> &args, int timeoutSec) {
-    int outPipe[2];
-    int errPipe[2];
-    if (::pipe2(outPipe, O_CLOEXEC) != 0) fail("pipe");
-    if (::pipe2(errPipe, O_CLOEXEC) != 0) {
-        ::close(outPipe[0]);
-        ::close(outPipe[1]);
-        fail("pipe");
-    }
+    std::FILE *out = std::tmpfile();
+    std::FILE *err = std::tmpfile();
+    if (out == nullptr || err == nullptr) fail("tmpfile");
     std::vector<char *> argv = make_argv(path, args);
     std::fflush(nullptr);
     const pid_t child = ::fork();
@@ -179,52 +190,27 @@ CliResult run_program(const std::string &path, const std::vector<std::string> &a
     if (child == 0) {
         const int devnull = ::open("/dev/null", O_RDONLY);
         if (devnull >= 0) ::dup2(devnull, 0);
-        ::dup2(outPipe[1], 1);
-        ::dup2(errPipe[1], 2);
+        ::dup2(::fileno(out), 1);
+        ::dup2(::fileno(err), 2);
         ::execv(path.c_str(), argv.data());
         ::_exit(127);
     }
-    ::close(outPipe[1]);
-    ::close(errPipe[1]);
-
     CliResult result;
-    std::string *sinks[2] = {&result.out, &result.err};
-    pollfd fds[2] = {{outPipe[0], POLLIN, 0}, {errPipe[0], POLLIN, 0}};
-    const auto deadline = Clock::now() + std::chrono::seconds(timeoutSec);
-    int open = 2;
-    while (open > 0) {
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        if (left <= 0) {
-            result.timedOut = true;
-            ::kill(child, SIGKILL);
-            break;
-        }
-        if (::poll(fds, 2, static_cast<int>(left)) < 0 && errno != EINTR) break;
-        for (int i = 0; i < 2; ++i) {
-            if (fds[i].fd < 0 || fds[i].revents == 0) continue;
-            char buf[4096];
-            const ssize_t n = ::read(fds[i].fd, buf, sizeof buf);
-            if (n > 0) {
-                sinks[i]->append(buf, static_cast<size_t>(n));
-            } else if (n == 0 || errno != EINTR) {
-                ::close(fds[i].fd);
-                fds[i].fd = -1;
-                --open;
-            }
-        }
-    }
-    for (pollfd &p : fds)
-        if (p.fd >= 0) ::close(p.fd);
     int status = 0;
-    if (!wait_child(child, kStopLimit, status)) {
+    if (!wait_child(child, std::chrono::seconds(timeoutSec), status)) {
+        result.timedOut = true;
         ::kill(child, SIGKILL);
         wait_child(child, kStopLimit, status);
     }
     result.status = decode_status(status);
+    result.out = read_back(out);
+    result.err = read_back(err);
     return result;
 }
 
-CliResult run_cli(std::vector<std::string> args, int timeoutSec) { return run_program(DPMGMT_CLI_PATH, args, timeoutSec); }
+CliResult run_cli(std::vector<std::string> args, int timeoutSec) {
+    return run_program(DPMGMT_CLI_PATH, args, timeoutSec);
+}
 
 std::string capture_stdout(std::function<void()> fn) {
     std::fflush(stdout);
@@ -247,13 +233,7 @@ std::string capture_stdout(std::function<void()> fn) {
         Restore restore{saved};
         fn();
     }
-    std::string out;
-    std::rewind(tmp);
-    char buf[4096];
-    size_t n;
-    while ((n = std::fread(buf, 1, sizeof buf, tmp)) > 0) out.append(buf, n);
-    std::fclose(tmp);
-    return out;
+    return read_back(tmp);
 }
 
 // ------------------------------------------------------------ SvcClient ----
@@ -270,7 +250,9 @@ uint16_t get_be16(const Bytes &b, size_t off) { return static_cast<uint16_t>(b.a
 uint32_t get_be32(const Bytes &b, size_t off) {
     return static_cast<uint32_t>(get_be16(b, off)) << 16 | get_be16(b, off + 2);
 }
-uint64_t get_be64(const Bytes &b, size_t off) { return static_cast<uint64_t>(get_be32(b, off)) << 32 | get_be32(b, off + 4); }
+uint64_t get_be64(const Bytes &b, size_t off) {
+    return static_cast<uint64_t>(get_be32(b, off)) << 32 | get_be32(b, off + 4);
+}
 
 const Bytes &error_reply() {
     static const Bytes reply = {0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 8};

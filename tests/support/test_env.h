@@ -1,7 +1,8 @@
-// Shared pieces of the stand-in runtime's tests: a fresh temporary
-// directory, environment variables set for one test, bounded waits.
-#ifndef DPSIM_TEST_SIM_FIXTURE_H
-#define DPSIM_TEST_SIM_FIXTURE_H
+// Header-only helpers shared by the platform and integration tests: a
+// fresh temporary directory, environment variables set for one scope,
+// bounded polling and a descriptor count.
+#ifndef DPTEST_TEST_ENV_H
+#define DPTEST_TEST_ENV_H
 
 #include <dirent.h>
 #include <ftw.h>
@@ -13,11 +14,8 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <thread>
 
-#include <gtest/gtest.h>
-
-namespace dpsim_test {
+namespace dptest {
 
 inline void remove_tree(const std::string &path) {
     if (!path.empty())
@@ -25,12 +23,12 @@ inline void remove_tree(const std::string &path) {
                FTW_DEPTH | FTW_PHYS);
 }
 
+// A directory under /tmp, removed with everything in it at the end.
 class TempDir {
 public:
     TempDir() {
-        char tmpl[] = "/tmp/dpsim-test-XXXXXX";
-        const char *made = ::mkdtemp(tmpl);
-        if (made != nullptr) path_ = made;
+        char tmpl[] = "/tmp/dptest-XXXXXX";
+        if (::mkdtemp(tmpl) != nullptr) path_ = tmpl;
     }
     TempDir(const TempDir &) = delete;
     TempDir &operator=(const TempDir &) = delete;
@@ -61,17 +59,17 @@ private:
     std::optional<std::string> old_;
 };
 
-// Polls the condition until it holds or the time is up.
+// Polls the condition until it holds, for at most `limit`.
 inline bool wait_until(const std::function<bool()> &cond, std::chrono::milliseconds limit = std::chrono::seconds(10)) {
     const auto end = std::chrono::steady_clock::now() + limit;
     while (!cond()) {
         if (std::chrono::steady_clock::now() >= end) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        ::poll(nullptr, 0, 5);
     }
     return true;
 }
 
-// Number of descriptors the process has open.
+// Descriptors this process has open.
 inline int open_fd_count() {
     int n = 0;
     if (DIR *d = ::opendir("/proc/self/fd")) {
@@ -81,6 +79,6 @@ inline int open_fd_count() {
     return n;
 }
 
-}  // namespace dpsim_test
+}  // namespace dptest
 
 #endif
