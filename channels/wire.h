@@ -44,17 +44,21 @@ struct Field {
 // the compilation.
 void layout_error_field_outside_record_or_bad_width();
 
+// A field as a layout admits it: inside the record of RecordSize bytes, and
+// 2, 4 or 8 bytes wide.
+template <std::size_t RecordSize>
+consteval Field checked_field(Field f) {
+    if ((f.width != 2 && f.width != 4 && f.width != 8) || f.offset + f.width > RecordSize)
+        layout_error_field_outside_record_or_bad_width();
+    return f;
+}
+
 // The numeric fields of a record of RecordSize bytes, checked at compile
-// time: every field lies inside the record and is 2, 4 or 8 bytes wide.
+// time.
 template <std::size_t RecordSize, std::size_t N>
 consteval std::array<Field, N> layout(const Field (&fields)[N]) {
     std::array<Field, N> out{};
-    for (std::size_t i = 0; i < N; ++i) {
-        const Field f = fields[i];
-        if ((f.width != 2 && f.width != 4 && f.width != 8) || f.offset + f.width > RecordSize)
-            layout_error_field_outside_record_or_bad_width();
-        out[i] = f;
-    }
+    for (std::size_t i = 0; i < N; ++i) out[i] = checked_field<RecordSize>(fields[i]);
     return out;
 }
 
@@ -62,12 +66,8 @@ consteval std::array<Field, N> layout(const Field (&fields)[N]) {
 template <std::size_t RecordSize, std::size_t N>
 consteval std::array<Field, N> layout_run(uint16_t first, uint8_t width, uint16_t step) {
     std::array<Field, N> out{};
-    for (std::size_t i = 0; i < N; ++i) {
-        const Field f{static_cast<uint16_t>(first + i * step), width};
-        if ((f.width != 2 && f.width != 4 && f.width != 8) || f.offset + f.width > RecordSize)
-            layout_error_field_outside_record_or_bad_width();
-        out[i] = f;
-    }
+    for (std::size_t i = 0; i < N; ++i)
+        out[i] = checked_field<RecordSize>(Field{static_cast<uint16_t>(first + i * step), width});
     return out;
 }
 

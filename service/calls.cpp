@@ -8,33 +8,22 @@
 #include <cstdio>
 #include <cstring>
 
+#include "byte_order.h"
 #include "options.h"
+#include "random.h"
 
 namespace dpsvc::calls {
 namespace {
 
-uint64_t splitmix(uint64_t &state)
+// A call's own draws: the service's seed, the domain (protocol or
+// counters) and the call's index say where its sequence starts.
+Rng call_rng(uint64_t domain, uint32_t index)
 {
-    uint64_t z = (state += 0x9E3779B97F4A7C15ull);
-    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
-    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
-    return z ^ (z >> 31);
+    Rng seeded{options().seed};
+    Rng rng{seeded.next() ^ (domain << 40) ^ index};
+    rng.next();
+    return rng;
 }
-
-class Rng {
-public:
-    Rng(uint64_t domain, uint32_t index)
-    {
-        uint64_t s = options().seed;
-        state_ = splitmix(s) ^ (domain << 40) ^ index;
-        splitmix(state_);
-    }
-    uint64_t next() { return splitmix(state_); }
-    uint32_t below(uint32_t n) { return static_cast<uint32_t>(next() % n); }
-
-private:
-    uint64_t state_;
-};
 
 constexpr uint64_t kStatsDomain = 0x5747;  // keeps the counters' draws apart from the calls'
 constexpr size_t kIdLength64 = 64;
@@ -107,24 +96,6 @@ uint16_t make_vlan(Rng &rng, uint32_t index)
     }
 }
 
-void put16(uint8_t *p, uint16_t v)
-{
-    p[0] = static_cast<uint8_t>(v >> 8);
-    p[1] = static_cast<uint8_t>(v);
-}
-
-void put32(uint8_t *p, uint32_t v)
-{
-    put16(p, static_cast<uint16_t>(v >> 16));
-    put16(p + 2, static_cast<uint16_t>(v));
-}
-
-void put64(uint8_t *p, uint64_t v)
-{
-    put32(p, static_cast<uint32_t>(v >> 32));
-    put32(p + 4, static_cast<uint32_t>(v));
-}
-
 void put_text(uint8_t *p, const char *text, size_t size)
 {
     std::memcpy(p, text, strnlen(text, size - 1));
@@ -140,7 +111,7 @@ uint32_t count()
 Call make(Proto proto, uint32_t index)
 {
     Call c{};
-    Rng rng(static_cast<uint64_t>(proto) + 1, index);
+    Rng rng = call_rng(static_cast<uint64_t>(proto) + 1, index);
 
     make_id(rng, proto, index, c.id);
     c.callerIp = (10u << 24) | (rng.below(65536) << 8) | (1 + rng.below(254));
@@ -218,7 +189,7 @@ std::optional<uint32_t> find(Proto proto, std::string_view id)
 
 Statistics statistics(Proto proto)
 {
-    Rng rng(kStatsDomain + static_cast<uint64_t>(proto), 0);
+    Rng rng = call_rng(kStatsDomain + static_cast<uint64_t>(proto), 0);
     Statistics s{};
     s.active = count();
     s.successful = 3ull * count() + rng.below(97);
@@ -234,28 +205,28 @@ void write_brief(const Call &c, uint8_t *out)
 {
     std::memset(out, 0, kBriefSize);
     put_text(out, c.id, kCallIdSize);
-    put32(out + 68, c.callerIp);
-    put16(out + 72, c.callerPort);
-    put32(out + 76, c.calleeIp);
-    put16(out + 80, c.calleePort);
+    put32(out, 68, c.callerIp);
+    put16(out, 72, c.callerPort);
+    put32(out, 76, c.calleeIp);
+    put16(out, 80, c.calleePort);
 }
 
 void write_sip_verbose(const Call &c, uint8_t *out)
 {
     std::memset(out, 0, kSipVerboseSize);
     put_text(out, c.id, kCallIdSize);
-    put32(out + 68, c.sipHidden);
+    put32(out, 68, c.sipHidden);
     out[72] = static_cast<uint8_t>(c.mediaType);
-    put32(out + 76, c.callerIp);
-    put16(out + 80, c.callerPort);
+    put32(out, 76, c.callerIp);
+    put16(out, 80, c.callerPort);
     std::memcpy(out + 82, c.callerMac, 6);
-    put32(out + 88, c.calleeIp);
-    put16(out + 92, c.calleePort);
-    put64(out + 96, c.fwdPackets);
-    put64(out + 104, c.fwdOctets);
-    put64(out + 112, c.revPackets);
-    put64(out + 120, c.revOctets);
-    put16(out + 128, c.vlan);
+    put32(out, 88, c.calleeIp);
+    put16(out, 92, c.calleePort);
+    put64(out, 96, c.fwdPackets);
+    put64(out, 104, c.fwdOctets);
+    put64(out, 112, c.revPackets);
+    put64(out, 120, c.revOctets);
+    put16(out, 128, c.vlan);
     // The SIP engine keeps its scores in its own (host) order, and the
     // driver contexts are the drivers' words, handed out as they are.
     std::memcpy(out + 132, &c.mosForward, 4);
@@ -264,7 +235,7 @@ void write_sip_verbose(const Call &c, uint8_t *out)
     std::memcpy(out + 148, c.callerContext, 32);
     std::memcpy(out + 180, c.calleeContext, 32);
     for (int i = 0; i < 9; ++i) {
-        put32(out + 212 + 4 * i, c.startTime[i]);
+        put32(out, 212 + 4 * i, c.startTime[i]);
     }
     put_text(out + 248, c.callerTag, kTagSize);
     put_text(out + 313, c.calleeTag, kTagSize);
@@ -275,45 +246,45 @@ void write_h323_verbose(const Call &c, uint8_t *out)
     std::memset(out, 0, kH323VerboseSize);
     put_text(out, c.id, kCallIdSize);
     put_text(out + 65, c.guid, kGuidSize);
-    put32(out + 132, c.h245Ip);
-    put16(out + 136, c.h245Port);
-    put32(out + 140, c.sessionId);
-    put16(out + 144, c.mediaType);
-    put32(out + 148, c.callerIp);
-    put32(out + 152, c.calleeIp);
-    put16(out + 156, c.callerPort);
-    put16(out + 158, c.calleePort);
+    put32(out, 132, c.h245Ip);
+    put16(out, 136, c.h245Port);
+    put32(out, 140, c.sessionId);
+    put16(out, 144, c.mediaType);
+    put32(out, 148, c.callerIp);
+    put32(out, 152, c.calleeIp);
+    put16(out, 156, c.callerPort);
+    put16(out, 158, c.calleePort);
     out[160] = c.appProtocol;
     std::memcpy(out + 161, c.callerMac, 6);
     std::memcpy(out + 167, c.calleeMac, 6);
-    put64(out + 176, c.fwdPackets);
-    put64(out + 184, c.fwdOctets);
-    put64(out + 192, c.revPackets);
-    put64(out + 200, c.revOctets);
-    put16(out + 208, c.vlan);
+    put64(out, 176, c.fwdPackets);
+    put64(out, 184, c.fwdOctets);
+    put64(out, 192, c.revPackets);
+    put64(out, 200, c.revOctets);
+    put16(out, 208, c.vlan);
     for (int i = 0; i < 9; ++i) {
-        put32(out + 212 + 4 * i, c.startTime[i]);
+        put32(out, 212 + 4 * i, c.startTime[i]);
     }
-    put32(out + 248, c.mosForward);
-    put32(out + 252, c.mosReverse);
-    put64(out + 256, c.h323Hidden);
+    put32(out, 248, c.mosForward);
+    put32(out, 252, c.mosReverse);
+    put64(out, 256, c.h323Hidden);
     std::memcpy(out + 264, c.callerContext, 32);
     std::memcpy(out + 296, c.calleeContext, 32);
     put_text(out + 328, c.alias, kAliasSize);
-    put32(out + 460, c.vxlan);
-    put32(out + 464, c.samplingRate);
+    put32(out, 460, c.vxlan);
+    put32(out, 464, c.samplingRate);
 }
 
 void write_statistics(const Statistics &s, uint8_t *out)
 {
     std::memset(out, 0, kStatisticsSize);
-    put64(out, s.total);
-    put64(out + 8, s.active);
-    put64(out + 16, s.successful);
-    put64(out + 24, s.timeout);
-    put64(out + 32, s.other);
-    put64(out + 40, s.abnormal);
-    put32(out + 48, s.number);
+    put64(out, 0, s.total);
+    put64(out, 8, s.active);
+    put64(out, 16, s.successful);
+    put64(out, 24, s.timeout);
+    put64(out, 32, s.other);
+    put64(out, 40, s.abnormal);
+    put32(out, 48, s.number);
 }
 
 }  // namespace dpsvc::calls

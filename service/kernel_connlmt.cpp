@@ -25,6 +25,7 @@
 #include <tuple>
 #include <vector>
 
+#include "byte_order.h"
 #include "config_state.h"
 #include "dpsim.h"
 #include "kernel_connlmt.h"
@@ -46,34 +47,6 @@ constexpr uint32_t kPerDestination = 1u << 1;
 constexpr uint32_t kPerService = 1u << 2;
 constexpr uint16_t kPermit = 1;
 constexpr uint16_t kDeny = 2;
-
-uint16_t load16(const uint8_t *p)
-{
-    return static_cast<uint16_t>(p[0] << 8 | p[1]);
-}
-
-uint32_t load32(const uint8_t *p)
-{
-    return static_cast<uint32_t>(load16(p)) << 16 | load16(p + 2);
-}
-
-void store16(uint8_t *p, uint16_t v)
-{
-    p[0] = static_cast<uint8_t>(v >> 8);
-    p[1] = static_cast<uint8_t>(v);
-}
-
-void store32(uint8_t *p, uint32_t v)
-{
-    store16(p, static_cast<uint16_t>(v >> 16));
-    store16(p + 2, static_cast<uint16_t>(v));
-}
-
-void store64(uint8_t *p, uint64_t v)
-{
-    store32(p, static_cast<uint32_t>(v >> 32));
-    store32(p + 4, static_cast<uint32_t>(v));
-}
 
 // What makes two sessions of one rule the same statistic node.  Fields the
 // rule does not group by stay zero: "any" address, all protocols.
@@ -254,11 +227,11 @@ std::unique_ptr<DumpCursor> open_stat_nodes(uint16_t node, std::span<const uint8
     if (!traffic_node_served(node) || key.size() < kNodeKeySize) {
         return nullptr;
     }
-    const uint32_t policy = load32(key.data());
-    const uint32_t family = load32(key.data() + 4) == 0 ? 0 : 1;
+    const uint32_t policy = get32(key.data());
+    const uint32_t family = get32(key.data() + 4) == 0 ? 0 : 1;
     const uint8_t *srcFilter = key.data() + 8;
     const uint8_t *dstFilter = key.data() + 24;
-    const uint16_t ruleId = load16(key.data() + 40);
+    const uint16_t ruleId = get16(key.data() + 40);
 
     std::vector<uint8_t> records;
     if (policy <= 0xFFFF) {
@@ -275,18 +248,18 @@ std::unique_ptr<DumpCursor> open_stat_nodes(uint16_t node, std::span<const uint8
             uint8_t *rec = records.data() + at;
             std::memcpy(rec, id.group.src.data(), 16);
             std::memcpy(rec + 16, id.group.dst.data(), 16);
-            store16(rec + 32, id.group.srcVrf);
-            store16(rec + 34, id.group.dstVrf);
+            put16(rec, 32, id.group.srcVrf);
+            put16(rec, 34, id.group.dstVrf);
             std::memcpy(rec + 36, id.group.peer.data(), 16);
             rec[52] = id.group.protocol;
-            store16(rec + 54, id.group.port);
-            store16(rec + 56, id.rule);
-            store16(rec + 58, new_session_flag(DenyKey{node, family, id}, n.sessions, upper, lower));
-            store32(rec + 60, n.aclNum);
-            store32(rec + 64, upper);
-            store32(rec + 68, lower);
-            store32(rec + 72, n.sessions);
-            store32(rec + 76, rule.aclType);
+            put16(rec, 54, id.group.port);
+            put16(rec, 56, id.rule);
+            put16(rec, 58, new_session_flag(DenyKey{node, family, id}, n.sessions, upper, lower));
+            put32(rec, 60, n.aclNum);
+            put32(rec, 64, upper);
+            put32(rec, 68, lower);
+            put32(rec, 72, n.sessions);
+            put32(rec, 76, rule.aclType);
         }
     }
     return make_record_cursor(std::move(records), kNodeSize);
@@ -348,7 +321,7 @@ std::unique_ptr<DumpCursor> open_statistics(uint16_t node, std::span<const uint8
     if (!traffic_node_served(node) || key.size() < kStatisticsKeySize) {
         return nullptr;
     }
-    const uint32_t policy = load32(key.data());
+    const uint32_t policy = get32(key.data());
     Counters total;
     if (policy <= 0xFFFF) {
         for (uint32_t family = 0; family < 2; ++family) {
@@ -363,8 +336,8 @@ std::unique_ptr<DumpCursor> open_statistics(uint16_t node, std::span<const uint8
         }
     }
     std::vector<uint8_t> record(kStatisticsSize);
-    store64(record.data(), total.permitted);
-    store64(record.data() + 8, total.denied);
+    put64(record.data(), 0, total.permitted);
+    put64(record.data(), 8, total.denied);
     return std::make_unique<SingleRecordCursor>(std::move(record));
 }
 

@@ -23,8 +23,6 @@ namespace {
 
 using calls::Proto;
 
-constexpr uint32_t kDumpContinue = 0x40010009u;
-constexpr uint32_t kFailed = 0x40010001u;
 constexpr uint32_t kItemHeader = 4;
 
 constexpr uint32_t kDumpSipBrief = 0x14001b;
@@ -75,10 +73,8 @@ public:
         out.resize(at + static_cast<size_t>(n) * itemSize);
         for (uint32_t i = 0; i < n; ++i, ++next_, at += itemSize) {
             uint8_t *item = out.data() + at;
-            item[0] = static_cast<uint8_t>(kind_.itemType >> 8);
-            item[1] = static_cast<uint8_t>(kind_.itemType);
-            item[2] = static_cast<uint8_t>(kind_.valueSize >> 8);
-            item[3] = static_cast<uint8_t>(kind_.valueSize);
+            put16(item, 0, kind_.itemType);
+            put16(item, 2, kind_.valueSize);
             kind_.write(calls::make(kind_.proto, next_), item + kItemHeader);
         }
         return kDumpContinue;

@@ -34,19 +34,11 @@ namespace dpsvc {
 
 namespace {
 
-constexpr uint32_t kOk = 0;
-constexpr uint32_t kFailed = 0x40010001u;
-constexpr uint32_t kNotExist = 0x40010005u;
 constexpr uint16_t kNoPolicy = 0xFFFF;
 constexpr size_t kRuleSize = 96;
 constexpr size_t kPolicyInfoSize = 128;
 
 ConnlmtConfig &cfg() { return config().connlmt; }
-
-Answer result(MsgContext &c, uint32_t code) {
-    put_be32(c.reply, code);
-    return Answer::kReply;
-}
 
 bool valid_family(uint32_t family) { return family <= 1; }
 bool valid_policy(uint16_t id) { return id >= 1 && id <= kConnlmtMaxPolicy; }
@@ -123,26 +115,26 @@ Answer get_policy(MsgContext &c, bool next, bool withInfo) {
 Answer add_policy(MsgContext &c) {
     const uint32_t family = get_be32(c.payload, 0);
     const uint16_t id = get_be16(c.payload, 4);
-    if (!valid_family(family) || !valid_policy(id)) return result(c, kFailed);
+    if (!valid_family(family) || !valid_policy(id)) return answer_code(c, kFailed);
     cfg().policies[family].try_emplace(id);
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 Answer del_policy(MsgContext &c) {
     const uint32_t family = get_be32(c.payload, 0);
     const uint16_t id = get_be16(c.payload, 4);
-    if (cfg().find(family, id) == nullptr) return result(c, valid_family(family) ? kNotExist : kFailed);
+    if (cfg().find(family, id) == nullptr) return answer_code(c, valid_family(family) ? kNotExist : kFailed);
     cfg().policies[family].erase(id);
     std::erase_if(cfg().applied[family], [id](const auto &entry) { return entry.second == id; });
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 Answer add_rule(MsgContext &c) {
     const ConnlmtRule rule = decode_rule(c.payload);
     if (!valid_family(rule.ipVersion) || !valid_policy(rule.policyId) || !valid_rule(rule.ruleId))
-        return result(c, kFailed);
+        return answer_code(c, kFailed);
     ConnlmtPolicy *policy = cfg().find(rule.ipVersion, rule.policyId);
-    if (policy == nullptr) return result(c, kNotExist);
+    if (policy == nullptr) return answer_code(c, kNotExist);
     auto &rules = policy->rules;
     const auto at = std::lower_bound(rules.begin(), rules.end(), rule.ruleId,
                                      [](const ConnlmtRule &r, uint16_t id) { return r.ruleId < id; });
@@ -150,7 +142,7 @@ Answer add_rule(MsgContext &c) {
         *at = rule;
     else
         rules.insert(at, rule);
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 const ConnlmtRule *find_rule(uint32_t family, uint16_t policyId, uint16_t ruleId) {
@@ -183,26 +175,26 @@ Answer del_rule(MsgContext &c) {
     const uint16_t policyId = get_be16(c.payload, 4);
     const uint16_t ruleId = get_be16(c.payload, 6);
     ConnlmtPolicy *policy = cfg().find(family, policyId);
-    if (policy == nullptr) return result(c, valid_family(family) ? kNotExist : kFailed);
+    if (policy == nullptr) return answer_code(c, valid_family(family) ? kNotExist : kFailed);
     const size_t removed = std::erase_if(policy->rules, [ruleId](const ConnlmtRule &r) { return r.ruleId == ruleId; });
-    return result(c, removed != 0 ? kOk : kNotExist);
+    return answer_code(c, removed != 0 ? kOk : kNotExist);
 }
 
 Answer apply_policy(MsgContext &c) {
     const uint32_t family = get_be32(c.payload, 0);
     const uint32_t ifIndex = get_be32(c.payload, 4);
     const uint16_t id = get_be16(c.payload, 8);
-    if (!valid_family(family) || !valid_policy(id)) return result(c, kFailed);
-    if (cfg().find(family, id) == nullptr) return result(c, kNotExist);
+    if (!valid_family(family) || !valid_policy(id)) return answer_code(c, kFailed);
+    if (cfg().find(family, id) == nullptr) return answer_code(c, kNotExist);
     cfg().applied[family][ifIndex] = id;
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 Answer cancel_policy(MsgContext &c) {
     const uint32_t family = get_be32(c.payload, 0);
     const uint32_t ifIndex = get_be32(c.payload, 4);
-    if (!valid_family(family)) return result(c, kFailed);
-    return result(c, cfg().applied[family].erase(ifIndex) != 0 ? kOk : kNotExist);
+    if (!valid_family(family)) return answer_code(c, kFailed);
+    return answer_code(c, cfg().applied[family].erase(ifIndex) != 0 ? kOk : kNotExist);
 }
 
 Answer get_apply_policy(MsgContext &c) {
@@ -240,13 +232,13 @@ Answer set_description(MsgContext &c) {
     const uint32_t family = get_be32(c.payload, 0);
     const uint16_t id = get_be16(c.payload, 4);
     ConnlmtPolicy *policy = cfg().find(family, id);
-    if (policy == nullptr) return result(c, valid_family(family) && valid_policy(id) ? kNotExist : kFailed);
+    if (policy == nullptr) return answer_code(c, valid_family(family) && valid_policy(id) ? kNotExist : kFailed);
     const auto text = c.payload.subspan(6, kConnlmtDescriptionSize);
     const auto end = std::find(text.begin(), text.end(), uint8_t{0});
     // Always leaves room for the terminator a 130-byte record needs.
     const size_t len = std::min<size_t>(static_cast<size_t>(end - text.begin()), kConnlmtDescriptionSize - 1);
     policy->description.assign(reinterpret_cast<const char *>(text.data()), len);
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 [[maybe_unused]] const bool registered = [] {
@@ -261,7 +253,7 @@ Answer set_description(MsgContext &c) {
         d[2] = get_be32(c.payload, 8);
         d[3] = get_be32(c.payload, 12);
         d[4]++;
-        return result(c, kOk);
+        return answer_code(c, kOk);
     });
     register_message(26, 8, add_policy);
     register_message(27, 8, del_policy);
@@ -287,9 +279,9 @@ Answer set_description(MsgContext &c) {
     register_message(40, 8, [](MsgContext &c) {
         const uint16_t id = get_be16(c.payload, 0);
         const uint32_t family = get_be32(c.payload, 4);
-        if (cfg().find(family, id) == nullptr) return result(c, valid_family(family) ? kNotExist : kFailed);
+        if (cfg().find(family, id) == nullptr) return answer_code(c, valid_family(family) ? kNotExist : kFailed);
         connlmt_reset_statistics(id, family);
-        return result(c, kOk);
+        return answer_code(c, kOk);
     });
     register_message(41, 136, set_description);
     register_message(42, 8, [](MsgContext &c) { return get_policy(c, false, true); });

@@ -22,15 +22,13 @@ namespace {
         const uint32_t bits = get_be32(c.payload, 0);
         uint32_t &debug = config().hotBackup.debug;
         debug = get_be16(c.payload, 4) != 0 ? (debug | bits) : (debug & ~bits);
-        put_be32(c.reply, 0);
-        return Answer::kReply;
+        return answer_code(c, kOk);
     });
     register_message(46, 2, [](MsgContext &c) {
         reset_hotbackup_statistics();
         config().resets.hotBackup++;
         config().resets.lastScope = get_be16(c.payload, 0);
-        put_be32(c.reply, 0);
-        return Answer::kReply;
+        return answer_code(c, kOk);
     });
     return true;
 }();

@@ -59,19 +59,11 @@ namespace dpsvc {
 
 namespace {
 
-constexpr uint32_t kOk = 0;
-constexpr uint32_t kFailed = 0x40010001u;
-
 constexpr uint32_t kTopEntries = 20;
 constexpr uint32_t kTopEntrySize = 32;
 constexpr uint32_t kSampleCount = 720;
 constexpr uint32_t kSessionsPerMs = 200;  // how fast a reset removes sessions
 constexpr uint32_t kMaxResetDelayMs = 15000;
-
-Answer result(MsgContext &c, uint32_t code) {
-    put_be32(c.reply, code);
-    return Answer::kReply;
-}
 
 void put_words(MsgContext &c, const uint32_t *words, size_t n) {
     for (size_t i = 0; i < n; ++i) put_be32(c.reply, words[i]);
@@ -170,18 +162,18 @@ Answer reset_sessions_later(MsgContext &c) {
 
 Answer set_aging(MsgContext &c, uint32_t *table, uint32_t count) {
     const uint32_t index = get_be32(c.payload, 0);
-    if (index >= count) return result(c, kFailed);
+    if (index >= count) return answer_code(c, kFailed);
     table[index] = get_be32(c.payload, 4);
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 void switch_bits(uint32_t &word, uint32_t bits, bool on) { word = on ? (word | bits) : (word & ~bits); }
 
 Answer set_limit(MsgContext &c, std::array<uint32_t, kLimitSelectorCount> &table) {
     const uint32_t selector = get_be32(c.payload, 0);
-    if (selector >= kLimitSelectorCount) return result(c, kFailed);
+    if (selector >= kLimitSelectorCount) return answer_code(c, kFailed);
     table[selector] = get_be32(c.payload, 4);
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 Answer get_limit(MsgContext &c, const std::array<uint32_t, kLimitSelectorCount> &table) {
@@ -193,12 +185,12 @@ Answer get_limit(MsgContext &c, const std::array<uint32_t, kLimitSelectorCount> 
 Answer count_reset(MsgContext &c, uint32_t &counter, uint16_t scope) {
     counter++;
     config().resets.lastScope = scope;
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 Answer set_u16(MsgContext &c, uint16_t &field) {
     field = get_be16(c.payload, 0);
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 Answer get_u16(MsgContext &c, uint16_t value) {
@@ -208,7 +200,7 @@ Answer get_u16(MsgContext &c, uint16_t value) {
 
 Answer set_u32(MsgContext &c, uint32_t &field) {
     field = get_be32(c.payload, 0);
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 Answer get_u32(MsgContext &c, uint32_t value) {
@@ -218,7 +210,7 @@ Answer get_u32(MsgContext &c, uint32_t value) {
 
 Answer set_flow(MsgContext &c, FlowSetting &flow) {
     flow = {get_be32(c.payload, 0), get_be32(c.payload, 4)};
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 Answer get_flow(MsgContext &c, const FlowSetting &flow) {
@@ -235,7 +227,7 @@ Answer set_log_policy(MsgContext &c) {
         cfg().logPolicies.erase(p.words[0]);
     else
         cfg().logPolicies[p.words[0]] = p;
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 Answer get_log_policy(MsgContext &c) {
@@ -254,7 +246,7 @@ Answer set_traffic_log_bill(MsgContext &c) {
     copy(b.host, 8);
     b.port = get_be16(c.payload, 24);
     copy(b.b26, 26);
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 [[maybe_unused]] const bool registered = [] {
@@ -282,7 +274,7 @@ Answer set_traffic_log_bill(MsgContext &c) {
     // Persistent sessions.
     register_message(9, 12, [](MsgContext &c) {
         for (size_t i = 0; i < 3; ++i) cfg().persist[i] = get_be32(c.payload, 4 * i);
-        return result(c, kOk);
+        return answer_code(c, kOk);
     });
     register_message(10, 12, [](MsgContext &c) {
         put_words(c, cfg().persist.data(), 3);
@@ -292,15 +284,15 @@ Answer set_traffic_log_bill(MsgContext &c) {
     // Debugging.
     register_message(11, 16, [](MsgContext &c) {
         const uint32_t index = get_be32(c.payload, 0);
-        if (index >= kDebugWordCount) return result(c, kFailed);
+        if (index >= kDebugWordCount) return answer_code(c, kFailed);
         switch_bits(cfg().debug[index], get_be32(c.payload, 4), get_be32(c.payload, 8) != 0);
-        return result(c, kOk);
+        return answer_code(c, kOk);
     });
     register_message(12, 12, [](MsgContext &c) {
         const uint32_t index = get_be32(c.payload, 0);
-        if (index >= kTcpDebugWordCount) return result(c, kFailed);
+        if (index >= kTcpDebugWordCount) return answer_code(c, kFailed);
         switch_bits(cfg().tcpDebug[index], get_be32(c.payload, 4), get_be16(c.payload, 8) != 0);
-        return result(c, kOk);
+        return answer_code(c, kOk);
     });
     register_message(15, 0, [](MsgContext &c) {
         put_words(c, cfg().debug.data(), kDebugWordCount);
@@ -349,7 +341,7 @@ Answer set_traffic_log_bill(MsgContext &c) {
     register_message(50, 4, [](MsgContext &c) {
         cfg().syncAppSwitch = get_be16(c.payload, 0);
         cfg().syncAppAux = get_be16(c.payload, 2);
-        return result(c, kOk);
+        return answer_code(c, kOk);
     });
     register_message(51, 0, [](MsgContext &c) { return get_u16(c, cfg().syncAppSwitch); });
     register_message(52, 2, [](MsgContext &c) { return set_u16(c, cfg().hisTopStatEnable); });

@@ -29,44 +29,37 @@ namespace dpsvc {
 
 namespace {
 
-constexpr uint32_t kOk = 0;
-constexpr uint32_t kFailed = 0x40010001u;
 constexpr uint32_t kSelectSip = 0;
 constexpr uint32_t kSelectH323 = 1;
 
 SqaConfig &cfg() { return config().sqa; }
 
-Answer result(MsgContext &c, uint32_t code) {
-    put_be32(c.reply, code);
-    return Answer::kReply;
-}
-
 Answer set_enable(MsgContext &c, uint16_t &field) {
     const uint16_t v = get_be16(c.payload, 0);
-    if (v > 1) return result(c, kFailed);
+    if (v > 1) return answer_code(c, kFailed);
     field = v;
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 Answer set_port(MsgContext &c, uint16_t &field) {
     const uint16_t v = get_be16(c.payload, 0);
-    if (v == 0) return result(c, kFailed);
+    if (v == 0) return answer_code(c, kFailed);
     field = v;
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 Answer set_debug(MsgContext &c, uint32_t &field) {
     const uint32_t bits = get_be32(c.payload, 0);
-    if ((bits & ~kSqaDebugMask) != 0) return result(c, kFailed);
+    if ((bits & ~kSqaDebugMask) != 0) return answer_code(c, kFailed);
     field = get_be16(c.payload, 4) != 0 ? (field | bits) : (field & ~bits);
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 Answer set_filter(MsgContext &c, SqaFilter &field) {
     std::copy_n(c.payload.begin(), 4, field.ip1.begin());
     std::copy_n(c.payload.begin() + 4, 4, field.ip2.begin());
     field.flag = get_be16(c.payload, 8);
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 Answer set_remark(MsgContext &c) {
@@ -75,7 +68,7 @@ Answer set_remark(MsgContext &c) {
         cfg().remarks[key] = get_be16(c.payload, 10);
     else
         cfg().remarks.erase(key);
-    return result(c, kOk);
+    return answer_code(c, kOk);
 }
 
 Answer get_remark(MsgContext &c) {
@@ -124,7 +117,7 @@ Answer filter_query(MsgContext &c) {
     register_message(80, 2, [](MsgContext &c) {
         cfg().view = get_be16(c.payload, 0);
         if (cfg().view == 0) cfg().restore_defaults();
-        return result(c, kOk);
+        return answer_code(c, kOk);
     });
     register_message(81, 8, [](MsgContext &c) { return set_debug(c, cfg().h323Debug); });
     register_message(82, 12, set_remark);

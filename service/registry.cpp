@@ -42,18 +42,6 @@ std::vector<detail::DeferredReply> &deferred() {
     return queue;
 }
 
-uint32_t load_be32(const uint8_t *p) {
-    return static_cast<uint32_t>(p[0]) << 24 | static_cast<uint32_t>(p[1]) << 16 |
-           static_cast<uint32_t>(p[2]) << 8 | p[3];
-}
-
-void store_be32(uint8_t *p, uint32_t v) {
-    p[0] = static_cast<uint8_t>(v >> 24);
-    p[1] = static_cast<uint8_t>(v >> 16);
-    p[2] = static_cast<uint8_t>(v >> 8);
-    p[3] = static_cast<uint8_t>(v);
-}
-
 // Serves a table whose records were all made when the dump opened.
 class RecordCursor final : public DumpCursor {
 public:
@@ -70,7 +58,7 @@ public:
         out.insert(out.end(), records_.begin() + static_cast<std::ptrdiff_t>(next_),
                    records_.begin() + static_cast<std::ptrdiff_t>(next_ + fit));
         next_ += fit;
-        return 0x40010009u;
+        return kDumpContinue;
     }
 
 private:
@@ -105,8 +93,8 @@ namespace detail {
 
 std::vector<uint8_t> frame_message(uint32_t type, std::span<const uint8_t> payload) {
     std::vector<uint8_t> msg(kMsgHeaderSize + payload.size());
-    store_be32(msg.data(), type);
-    store_be32(msg.data() + 4, static_cast<uint32_t>(msg.size()));
+    put32(msg.data(), 0, type);
+    put32(msg.data(), 4, static_cast<uint32_t>(msg.size()));
     if (!payload.empty()) std::memcpy(msg.data() + kMsgHeaderSize, payload.data(), payload.size());
     return msg;
 }
@@ -115,8 +103,8 @@ Verdict handle_datagram(std::span<const uint8_t> datagram, uint64_t token, std::
     // A datagram whose framing is wrong is not a request: answering it
     // could feed a reply loop with another confused peer.
     if (datagram.size() < kMsgHeaderSize || datagram.size() > kMaxDatagram) return Verdict::kDrop;
-    const uint32_t type = load_be32(datagram.data());
-    if (load_be32(datagram.data() + 4) != datagram.size()) return Verdict::kDrop;
+    const uint32_t type = get32(datagram.data());
+    if (get32(datagram.data() + 4) != datagram.size()) return Verdict::kDrop;
     if (type == kMsgErrorType) return Verdict::kDrop;
 
     const auto it = messages().find(type);

@@ -22,6 +22,8 @@
 #include <span>
 #include <vector>
 
+#include "byte_order.h"
+
 namespace dpsvc {
 
 // ---------------------------------------------------- session service ----
@@ -51,27 +53,16 @@ void register_message(uint32_t type, MsgHandler handler);
 // handler.
 void register_message(uint32_t type, uint32_t payloadLen, MsgHandler handler);
 
-// Network-order fields of request and reply payloads.  Readers take the
-// payload and an offset the caller has checked against its length (the
-// loop checks every registered payload length before a handler runs).
-inline uint16_t get_be16(std::span<const uint8_t> p, std::size_t off) {
-    return static_cast<uint16_t>(p[off] << 8 | p[off + 1]);
-}
-inline uint32_t get_be32(std::span<const uint8_t> p, std::size_t off) {
-    return static_cast<uint32_t>(p[off]) << 24 | static_cast<uint32_t>(p[off + 1]) << 16 |
-           static_cast<uint32_t>(p[off + 2]) << 8 | p[off + 3];
-}
-inline void put_be16(std::vector<uint8_t> &out, uint16_t v) {
-    out.push_back(static_cast<uint8_t>(v >> 8));
-    out.push_back(static_cast<uint8_t>(v));
-}
-inline void put_be32(std::vector<uint8_t> &out, uint32_t v) {
-    put_be16(out, static_cast<uint16_t>(v >> 16));
-    put_be16(out, static_cast<uint16_t>(v));
-}
-inline void put_be64(std::vector<uint8_t> &out, uint64_t v) {
-    put_be32(out, static_cast<uint32_t>(v >> 32));
-    put_be32(out, static_cast<uint32_t>(v));
+// The result codes the library tells apart.
+constexpr uint32_t kOk = 0;
+constexpr uint32_t kFailed = 0x40010001u;
+constexpr uint32_t kNotExist = 0x40010005u;
+constexpr uint32_t kDumpContinue = 0x40010009u;  // a chunk of a multi-record dump; more may follow
+
+// Answers a message whose whole reply is a result code.
+inline Answer answer_code(MsgContext &c, uint32_t code) {
+    put_be32(c.reply, code);
+    return Answer::kReply;
 }
 
 // Sends `payload` as the reply to the request identified by token after

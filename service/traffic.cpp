@@ -7,7 +7,9 @@
 #include <cstring>
 #include <map>
 
+#include "byte_order.h"
 #include "options.h"
+#include "random.h"
 #include "traffic_profile.h"
 
 namespace dpsvc {
@@ -15,33 +17,13 @@ namespace {
 
 // ------------------------------------------------------------- numbers ----
 
-uint64_t mix(uint64_t x) {
-    x ^= x >> 30;
-    x *= 0xBF58476D1CE4E5B9ull;
-    x ^= x >> 27;
-    x *= 0x94D049BB133111EBull;
-    x ^= x >> 31;
-    return x;
-}
-
-struct Rng {
-    uint64_t s;
-    uint64_t next() {
-        s += 0x9E3779B97F4A7C15ull;
-        return mix(s);
-    }
-    uint32_t below(uint32_t n) { return n == 0 ? 0 : static_cast<uint32_t>(next() % n); }
-};
-
 enum Stream : uint64_t { kSessionStream = 1, kRelationStream = 2, kMcfsFlowStream = 3, kMcfsMemberStream = 4,
                          kCounterStream = 5 };
 
 Rng rng_for(uint16_t node, uint64_t stream, uint64_t index) {
-    uint64_t s = mix(options().seed ^ mix((uint64_t{node} << 32) ^ (stream << 56)));
-    return Rng{mix(s ^ (index * 0xD6E8FEB86659FD93ull))};
+    uint64_t s = mix64(options().seed ^ mix64((uint64_t{node} << 32) ^ (stream << 56)));
+    return Rng{mix64(s ^ (index * 0xD6E8FEB86659FD93ull))};
 }
-
-uint16_t be16(const uint8_t *p) { return static_cast<uint16_t>(p[0] << 8 | p[1]); }
 
 bool all_zero(const uint8_t *p, size_t n) {
     for (size_t i = 0; i < n; ++i) {
@@ -83,10 +65,10 @@ Address v4(uint8_t a, uint8_t b, uint8_t c, uint8_t d) {
 Address v6(uint16_t w2, uint16_t w3, uint16_t w6, uint16_t w7) {
     Address x{};
     x[0] = 0x20, x[1] = 0x01, x[2] = 0x0d, x[3] = 0xb8;
-    x[4] = static_cast<uint8_t>(w2 >> 8), x[5] = static_cast<uint8_t>(w2);
-    x[6] = static_cast<uint8_t>(w3 >> 8), x[7] = static_cast<uint8_t>(w3);
-    x[12] = static_cast<uint8_t>(w6 >> 8), x[13] = static_cast<uint8_t>(w6);
-    x[14] = static_cast<uint8_t>(w7 >> 8), x[15] = static_cast<uint8_t>(w7);
+    put16(x.data(), 4, w2);
+    put16(x.data(), 6, w3);
+    put16(x.data(), 12, w6);
+    put16(x.data(), 14, w7);
     return x;
 }
 
@@ -278,7 +260,7 @@ McfsEntry make_mcfs(uint16_t node, uint32_t flow, uint32_t member) {
         t.dst = v4(239, 1, static_cast<uint8_t>(flow / 250), static_cast<uint8_t>(flow % 250 + 1));
     } else {
         t.dst = Address{0xff, 0x0e};
-        t.dst[14] = static_cast<uint8_t>(flow >> 8), t.dst[15] = static_cast<uint8_t>(flow);
+        put16(t.dst.data(), 14, static_cast<uint16_t>(flow));
     }
     t.srcPort = static_cast<uint16_t>(1024 + r.below(60000));
     t.dstPort = static_cast<uint16_t>(5000 + r.below(1000));
@@ -485,7 +467,7 @@ bool table_key_matches(std::span<const uint8_t> key, const Tuple &t) {
     size_t alen = k[0] == kFamilyV4 ? 4 : 16;
     if (!all_zero(k + 4, alen) && std::memcmp(k + 4, t.src.data(), alen) != 0) return false;
     if (!all_zero(k + 20, alen) && std::memcmp(k + 20, t.dst.data(), alen) != 0) return false;
-    uint16_t sport = be16(k + 36), dport = be16(k + 38), vrf = be16(k + 44);
+    uint16_t sport = get16(k + 36), dport = get16(k + 38), vrf = get16(k + 44);
     if (sport != 0 && sport != t.srcPort) return false;
     if (dport != 0 && dport != t.dstPort) return false;
     if (vrf != 0 && vrf != t.vrf) return false;
@@ -503,7 +485,7 @@ bool dump_key_matches(std::span<const uint8_t> key, const Tuple &t) {
         if (!all_zero(k, alen) && std::memcmp(k, t.src.data(), alen) != 0) return false;
         if (!all_zero(k + 16, alen) && std::memcmp(k + 16, t.dst.data(), alen) != 0) return false;
     }
-    uint16_t protocol = be16(k + 64), dport = be16(k + 66);
+    uint16_t protocol = get16(k + 64), dport = get16(k + 66);
     if (protocol != 0 && protocol != t.protocol) return false;
     if (dport != 0 && dport != t.dstPort) return false;
     return true;
@@ -588,7 +570,7 @@ void reset_mcfs_statistics(uint16_t scope) {
 }
 
 uint32_t traffic_number(uint16_t node, uint64_t a, uint64_t b) {
-    return static_cast<uint32_t>(rng_for(node, kCounterStream, mix(a * 0x100000001B3ull + b)).next());
+    return static_cast<uint32_t>(rng_for(node, kCounterStream, mix64(a * 0x100000001B3ull + b)).next());
 }
 
 }  // namespace dpsvc

@@ -22,6 +22,29 @@ uint64_t object_ref(uint64_t salt, uint32_t field) {
 
 void put_address(uint8_t *rec, uint32_t off, const Address &a) { std::memcpy(rec + off, a.data(), a.size()); }
 
+// Both tuples and the DS-Lite tunnel ends, where every session record
+// starts.
+void write_directions(uint8_t *rec, const Session &s) {
+    write_tuple(rec, s.init);
+    write_tuple(rec + 48, s.reply);
+    put_address(rec, 96, s.dsLite[0]);
+    put_address(rec, 112, s.dsLite[1]);
+}
+
+// The counters, interfaces, times and application that the table entry and
+// the kernel detail both carry next.
+void write_counters(uint8_t *rec, const Session &s) {
+    put32(rec, 128, s.packets[0]);
+    put32(rec, 132, s.packets[1]);
+    put32(rec, 136, s.bytes[0]);
+    put32(rec, 140, s.bytes[1]);
+    put32(rec, 144, s.ifIndex[0]);
+    put32(rec, 148, s.ifIndex[1]);
+    put32(rec, 152, s.startTime);
+    put32(rec, 156, s.ttl);
+    put32(rec, 160, s.appId);
+}
+
 }  // namespace
 
 void write_tuple(uint8_t *rec, const Tuple &t) {
@@ -36,29 +59,15 @@ void write_tuple(uint8_t *rec, const Tuple &t) {
 }
 
 void write_table_info(uint8_t *rec, const Session &s) {
-    write_tuple(rec, s.init);
-    write_tuple(rec + 48, s.reply);
-    put_address(rec, 96, s.dsLite[0]);
-    put_address(rec, 112, s.dsLite[1]);
-    put32(rec, 128, s.packets[0]);
-    put32(rec, 132, s.packets[1]);
-    put32(rec, 136, s.bytes[0]);
-    put32(rec, 140, s.bytes[1]);
-    put32(rec, 144, s.ifIndex[0]);
-    put32(rec, 148, s.ifIndex[1]);
-    put32(rec, 152, s.startTime);
-    put32(rec, 156, s.ttl);
-    put32(rec, 160, s.appId);
+    write_directions(rec, s);
+    write_counters(rec, s);
     put8(rec, 164, s.state);
     put8(rec, 165, s.protoIndex);
     put16(rec, 166, static_cast<uint16_t>(s.index % kCores));
 }
 
 void write_fast_forward(uint8_t *rec, const Session &s) {
-    write_tuple(rec, s.init);
-    write_tuple(rec + 48, s.reply);
-    put_address(rec, 96, s.dsLite[0]);
-    put_address(rec, 112, s.dsLite[1]);
+    write_directions(rec, s);
     put32(rec, 128, s.ifIndex[0]);
     put32(rec, 132, s.ifIndex[1]);
     put32(rec, 136, s.ttl);
@@ -66,19 +75,8 @@ void write_fast_forward(uint8_t *rec, const Session &s) {
 
 void write_kernel_info(uint8_t *rec, const Session &s) {
     const uint64_t salt = s.salt;
-    write_tuple(rec, s.init);
-    write_tuple(rec + 48, s.reply);
-    put_address(rec, 96, s.dsLite[0]);
-    put_address(rec, 112, s.dsLite[1]);
-    put32(rec, 128, s.packets[0]);
-    put32(rec, 132, s.packets[1]);
-    put32(rec, 136, s.bytes[0]);
-    put32(rec, 140, s.bytes[1]);
-    put32(rec, 144, s.ifIndex[0]);
-    put32(rec, 148, s.ifIndex[1]);
-    put32(rec, 152, s.startTime);
-    put32(rec, 156, s.ttl);
-    put32(rec, 160, s.appId);
+    write_directions(rec, s);
+    write_counters(rec, s);
     put8(rec, 168, s.state);
     put8(rec, 169, s.protoIndex);
 

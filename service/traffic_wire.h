@@ -1,5 +1,5 @@
-// How the kernel side hands records out: big-endian stores, the records of
-// the session tables, and the cursors that cut tables into chunks.
+// How the kernel side hands records out: the records of the session tables,
+// and the cursors that cut tables into chunks.
 #ifndef DPSVC_TRAFFIC_WIRE_H
 #define DPSVC_TRAFFIC_WIRE_H
 
@@ -9,30 +9,11 @@
 #include <span>
 #include <vector>
 
+#include "byte_order.h"
 #include "registry.h"
 #include "traffic.h"
 
 namespace dpsvc {
-
-constexpr uint32_t kDumpContinue = 0x40010009u;
-
-inline void put8(uint8_t *p, uint32_t off, uint8_t v) { p[off] = v; }
-inline void put16(uint8_t *p, uint32_t off, uint16_t v) {
-    p[off] = static_cast<uint8_t>(v >> 8);
-    p[off + 1] = static_cast<uint8_t>(v);
-}
-inline void put32(uint8_t *p, uint32_t off, uint32_t v) {
-    put16(p, off, static_cast<uint16_t>(v >> 16));
-    put16(p, off + 2, static_cast<uint16_t>(v));
-}
-inline void put64(uint8_t *p, uint32_t off, uint64_t v) {
-    put32(p, off, static_cast<uint32_t>(v >> 32));
-    put32(p, off + 4, static_cast<uint32_t>(v));
-}
-inline uint32_t get32(const uint8_t *p) {
-    return uint32_t{p[0]} << 24 | uint32_t{p[1]} << 16 | uint32_t{p[2]} << 8 | p[3];
-}
-inline uint16_t get16(const uint8_t *p) { return static_cast<uint16_t>(p[0] << 8 | p[1]); }
 
 // Record sizes as the kernel hands them out.
 constexpr uint32_t kTableInfoSize = 172;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <span>
 
 #include "platform/dev.h"
 #include "platform/dump.h"
@@ -39,6 +40,21 @@ uint32_t ask_kernel(uint32_t command, uint8_t *reply, uint32_t capacity, uint32_
     return rc;
 }
 
+// One record of the kernel's reply, in a reply buffer of Capacity bytes:
+// what the kernel did not deliver stays 0, and the listed fields are turned
+// to host order.
+template <uint32_t Capacity, class Record>
+uint32_t ask_record(uint32_t command, Record &record, std::span<const dpmgmt::Field> fields) {
+    uint8_t reply[Capacity] = {};
+    uint32_t used = 0;
+    const uint32_t rc = ask_kernel(command, reply, sizeof reply, &used);
+    if (rc != 0) return rc;
+    std::memset(&record, 0, sizeof record);
+    std::memcpy(&record, reply, std::min<uint32_t>(used, sizeof record));
+    dpmgmt::swap_fields(&record, fields);
+    return DPMGMT_OK;
+}
+
 void sqa_dump_PrintCallStatistics(const SQA_CALL_STATISTICS_S &s) {
     std::printf("Total calls      : %llu\n", static_cast<unsigned long long>(s.ulTotalCalls));
     std::printf("Successful calls : %llu ", static_cast<unsigned long long>(s.ulSuccessCalls));
@@ -48,27 +64,17 @@ void sqa_dump_PrintCallStatistics(const SQA_CALL_STATISTICS_S &s) {
 }
 
 uint32_t show_statistics(uint32_t command) {
-    uint8_t reply[kStatisticsReplySize] = {};
-    uint32_t used = 0;
-    const uint32_t rc = ask_kernel(command, reply, sizeof reply, &used);
-    if (rc != 0) return rc;
     SQA_CALL_STATISTICS_S stats;
-    std::memset(&stats, 0, sizeof stats);
-    std::memcpy(&stats, reply, std::min<uint32_t>(used, sizeof stats));
-    dpmgmt::swap_fields(&stats, kStatisticsLayout);
+    const uint32_t rc = ask_record<kStatisticsReplySize>(command, stats, kStatisticsLayout);
+    if (rc != 0) return rc;
     sqa_dump_PrintCallStatistics(stats);
     return DPMGMT_OK;
 }
 
 uint32_t show_debug_switches(uint32_t command, const DebugLines &lines) {
-    uint8_t reply[kDebugReplySize] = {};
-    uint32_t used = 0;
-    const uint32_t rc = ask_kernel(command, reply, sizeof reply, &used);
-    if (rc != 0) return rc;
     SQA_DEBUG_SWITCH_S sw;
-    std::memset(&sw, 0, sizeof sw);
-    std::memcpy(&sw, reply, std::min<uint32_t>(used, sizeof sw));
-    dpmgmt::swap_fields(&sw, kDebugSwitchLayout);
+    const uint32_t rc = ask_record<kDebugReplySize>(command, sw, kDebugSwitchLayout);
+    if (rc != 0) return rc;
     if (sw.uiSwitchBits & SQA_DEBUG_EVENT) std::puts(lines.event);
     if (sw.uiSwitchBits & SQA_DEBUG_ERROR) std::puts(lines.error);
     if (sw.uiSwitchBits & SQA_DEBUG_PACKET) std::puts(lines.packet);

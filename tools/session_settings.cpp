@@ -131,32 +131,30 @@ std::optional<SESSION_FLOW_S> parse_flow(cli::Args &args) {
     return SESSION_FLOW_S{static_cast<uint32_t>(unit), *threshold};
 }
 
-int run_log_flow(cli::Args &args) {
+int flow_command(cli::Args &args, uint32_t (*set)(const SESSION_FLOW_S *), const char *what) {
     auto flow = parse_flow(args);
     if (!flow) return 1;
-    const uint32_t rc = SESSION_IPC_SetLogFlow(&*flow);
-    return rc == 0 ? 0 : cli::failed("setting the log flow", rc);
+    const uint32_t rc = set(&*flow);
+    return rc == 0 ? 0 : cli::failed(what, rc);
 }
 
+// `label` names the number in a complaint about it.
+int interval_command(cli::Args &args, const char *label, uint32_t (*set)(const uint32_t *), const char *what) {
+    auto seconds = args.number(label, 1, kMaxLogSeconds);
+    if (!seconds || !args.finish()) return 1;
+    const uint32_t rc = set(&*seconds);
+    return rc == 0 ? 0 : cli::failed(what, rc);
+}
+
+int run_log_flow(cli::Args &args) { return flow_command(args, SESSION_IPC_SetLogFlow, "setting the log flow"); }
 int run_log_time(cli::Args &args) {
-    auto seconds = args.number("log time", 1, kMaxLogSeconds);
-    if (!seconds || !args.finish()) return 1;
-    const uint32_t rc = SESSION_IPC_SetLogTime(&*seconds);
-    return rc == 0 ? 0 : cli::failed("setting the log time", rc);
+    return interval_command(args, "log time", SESSION_IPC_SetLogTime, "setting the log time");
 }
-
 int run_traffic_log_flow(cli::Args &args) {
-    auto flow = parse_flow(args);
-    if (!flow) return 1;
-    const uint32_t rc = SESSION_IPC_SetTrafficLogFlow(&*flow);
-    return rc == 0 ? 0 : cli::failed("setting the traffic log flow", rc);
+    return flow_command(args, SESSION_IPC_SetTrafficLogFlow, "setting the traffic log flow");
 }
-
 int run_traffic_log_time(cli::Args &args) {
-    auto seconds = args.number("traffic log time", 1, kMaxLogSeconds);
-    if (!seconds || !args.finish()) return 1;
-    const uint32_t rc = SESSION_IPC_SetTrafficLogTime(&*seconds);
-    return rc == 0 ? 0 : cli::failed("setting the traffic log time", rc);
+    return interval_command(args, "traffic log time", SESSION_IPC_SetTrafficLogTime, "setting the traffic log time");
 }
 
 // enable | disable: 1 or 0, or -1 after reporting.

@@ -64,6 +64,16 @@ int read_key(const DbRef &ref, const void *key, uint64_t keyLen, KeyRow &row) {
     return 1;
 }
 
+// The order of an element in the sorted list under the key, from the
+// list's sort keys: false when the key holds no list or the element cannot
+// be ordered by them.
+bool element_order(const DbRef &ref, const void *key, uint64_t keyLen, const void *elem, uint32_t elemLen,
+                   Bytes &order) {
+    KeyRow row;
+    if (read_key(ref, key, keyLen, row) != 1 || row.kind != kKindList) return false;
+    return dpsim::detail::order_of(row.sortKeys, static_cast<const uint8_t *>(elem), elemLen, order);
+}
+
 bool delete_key_rows(const DbRef &ref, const void *key, uint64_t keyLen, int &removed) {
     Stmt del(ref.conn, "DELETE FROM dbm_keys WHERE db = ?1 AND key = ?2");
     if (!del.ok() || !del.text(1, ref.db).blob(2, key, keyLen).run()) return false;
@@ -309,10 +319,8 @@ PLAT_API int32_t DBM_InsertSortList(uint64_t handle, const void *key, uint64_t k
     if (!dpsim::detail::dbm_resolve(handle, ref)) return kFail;
     WriteTxn txn(ref.conn);
     if (!txn.ok()) return kFail;
-    KeyRow row;
-    if (read_key(ref, key, keyLen, row) != 1 || row.kind != kKindList) return kFail;
     Bytes order;
-    if (!dpsim::detail::order_of(row.sortKeys, static_cast<const uint8_t *>(elem), elemLen, order)) return kFail;
+    if (!element_order(ref, key, keyLen, elem, elemLen, order)) return kFail;
     // An element whose sort keys are present takes the old one's place.
     Stmt ins(ref.conn, "INSERT OR REPLACE INTO dbm_elements(db, key, ord, elem) VALUES(?1, ?2, ?3, ?4)");
     if (!ins.ok() || !ins.text(1, ref.db).blob(2, key, keyLen).blob(3, order).blob(4, elem, elemLen).run())
@@ -328,10 +336,8 @@ PLAT_API int32_t DBM_RemoveSortList(uint64_t handle, const void *key, uint64_t k
     if (!dpsim::detail::dbm_resolve(handle, ref)) return kFail;
     WriteTxn txn(ref.conn);
     if (!txn.ok()) return kFail;
-    KeyRow row;
-    if (read_key(ref, key, keyLen, row) != 1 || row.kind != kKindList) return kFail;
     Bytes order;
-    if (!dpsim::detail::order_of(row.sortKeys, static_cast<const uint8_t *>(probe), elemLen, order)) return kFail;
+    if (!element_order(ref, key, keyLen, probe, elemLen, order)) return kFail;
     Stmt del(ref.conn, "DELETE FROM dbm_elements WHERE db = ?1 AND key = ?2 AND ord = ?3");
     if (!del.ok() || !del.text(1, ref.db).blob(2, key, keyLen).blob(3, order).run()) return kFail;
     if (sqlite3_changes(ref.conn) == 0) return kFail;
