@@ -114,7 +114,6 @@ long SOCK_Recv(int fd, void *buf, size_t len, int flags) {
 int SOCK_SetSockOpt(int fd, int level, int option, const void *value, uint32_t len) {
     record("SOCK_SetSockOpt", {static_cast<uint64_t>(fd), static_cast<uint64_t>(level), static_cast<uint64_t>(option), len},
            value, len);
-    state().socketLog.options.emplace_back(static_cast<const uint8_t *>(value), static_cast<const uint8_t *>(value) + len);
     return state().sockets.setOptResult;
 }
 

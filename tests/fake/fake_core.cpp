@@ -41,9 +41,10 @@ const Call &last(std::string_view name) {
     return none;
 }
 
-std::vector<std::string> call_names() {
+std::vector<std::string> call_names(std::string_view prefix) {
     std::vector<std::string> names;
-    for (const Call &c : state().calls) names.push_back(c.name);
+    for (const Call &c : state().calls)
+        if (c.name.compare(0, prefix.size(), prefix) == 0) names.push_back(c.name);
     return names;
 }
 
@@ -74,6 +75,13 @@ SocketLog &socket_log() { return state().socketLog; }
 
 Bytes datagram(uint32_t type, const Bytes &payload) {
     return cat({be32(type), be32(static_cast<uint32_t>(payload.size() + 8)), payload});
+}
+
+void reply(uint32_t type, const Bytes &payload) { state().sockets.receives.push_back({1, 0, datagram(type, payload)}); }
+void fail_recv(int err) { state().sockets.receives.push_back({-1, err, {}}); }
+std::string sent(size_t i) {
+    const auto &log = state().socketLog.sent;
+    return i < log.size() ? hex(log[i]) : "<nothing sent>";
 }
 
 Hooks &hooks() { return state().hooks; }

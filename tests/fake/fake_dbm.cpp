@@ -169,7 +169,6 @@ int32_t DBM_SetBinary(uint64_t handle, const void *key, uint64_t keyLen, uint32_
     DbEntry &e = d->entries[raw];
     e = DbEntry{};
     e.value = v;
-    e.attribute = attribute;
     return 0;
 }
 
@@ -185,7 +184,6 @@ int32_t DBM_DeleteKey(uint64_t handle, const void *key, uint64_t keyLen) {
 int32_t DBM_Move(uint64_t source, const void *key, uint64_t keyLen, uint64_t target) {
     const std::string raw = key_of(key, keyLen);
     record("DBM_Move", {source, keyLen, target}, key, key ? keyLen : 0, text_key(raw).c_str());
-    if (state().hooks.DBM_Move) return state().hooks.DBM_Move(source, text_key(raw), target);
     Database *s = db(source);
     Database *t = db(target);
     if (s == nullptr || t == nullptr) return -1;
@@ -199,7 +197,6 @@ int32_t DBM_Move(uint64_t source, const void *key, uint64_t keyLen, uint64_t tar
 int32_t DBM_Len(uint64_t handle, const void *key, uint64_t keyLen) {
     const std::string raw = key_of(key, keyLen);
     record("DBM_Len", {handle, keyLen}, key, key ? keyLen : 0, text_key(raw).c_str());
-    if (state().hooks.DBM_Len) return state().hooks.DBM_Len(handle, text_key(raw));
     DbEntry *e = entry(handle, raw);
     if (e == nullptr) return -1;
     return e->isList ? static_cast<int32_t>(e->elements.size()) : 1;
@@ -208,16 +205,14 @@ int32_t DBM_Len(uint64_t handle, const void *key, uint64_t keyLen) {
 int32_t DBM_CreateSortList(uint64_t handle, const void *key, uint64_t keyLen, const DBM_SORTKEY_S *sortKeys,
                            uint32_t sortKeyCount, uint32_t listMode) {
     const std::string raw = key_of(key, keyLen);
-    Call &c = record("DBM_CreateSortList", {handle, keyLen, sortKeyCount, listMode}, sortKeys,
-                     sortKeys ? sizeof *sortKeys * sortKeyCount : 0, text_key(raw).c_str());
-    (void)c;
+    record("DBM_CreateSortList", {handle, keyLen, sortKeyCount, listMode}, sortKeys,
+           sortKeys ? sizeof *sortKeys * sortKeyCount : 0, text_key(raw).c_str());
     if (state().hooks.DBM_CreateSortList) return state().hooks.DBM_CreateSortList(handle, text_key(raw), listMode);
     Database *d = db(handle);
     if (d == nullptr || raw.empty()) return -1;
     DbEntry &e = d->entries[raw];
     e = DbEntry{};
     e.isList = true;
-    e.listMode = listMode;
     e.sortKeys.assign(sortKeys, sortKeys + sortKeyCount);
     return 0;
 }
@@ -227,7 +222,6 @@ int32_t DBM_InsertSortList(uint64_t handle, const void *key, uint64_t keyLen, ui
     const std::string raw = key_of(key, keyLen);
     record("DBM_InsertSortList", {handle, keyLen, elemLen, listMode}, elem, elem ? elemLen : 0, text_key(raw).c_str());
     const Bytes v(static_cast<const uint8_t *>(elem), static_cast<const uint8_t *>(elem) + elemLen);
-    if (state().hooks.DBM_InsertSortList) return state().hooks.DBM_InsertSortList(handle, text_key(raw), v, listMode);
     DbEntry *e = entry(handle, raw);
     if (e == nullptr || !e->isList) return -1;
     for (auto it = e->elements.begin(); it != e->elements.end(); ++it) {
@@ -249,7 +243,6 @@ int32_t DBM_RemoveSortList(uint64_t handle, const void *key, uint64_t keyLen, ui
     const std::string raw = key_of(key, keyLen);
     record("DBM_RemoveSortList", {handle, keyLen, elemLen}, probe, probe ? elemLen : 0, text_key(raw).c_str());
     const Bytes p(static_cast<const uint8_t *>(probe), static_cast<const uint8_t *>(probe) + elemLen);
-    if (state().hooks.DBM_RemoveSortList) return state().hooks.DBM_RemoveSortList(handle, text_key(raw), p);
     DbEntry *e = entry(handle, raw);
     if (e == nullptr || !e->isList) return -1;
     for (auto it = e->elements.begin(); it != e->elements.end(); ++it)

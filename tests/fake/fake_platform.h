@@ -36,8 +36,8 @@ size_t count(std::string_view name);
 // The n-th (from 0) recorded call of that name; fails the test if absent.
 const Call &nth(std::string_view name, size_t n = 0);
 const Call &last(std::string_view name);
-// Names of all recorded calls in order.
-std::vector<std::string> call_names();
+// Names of all recorded calls in order; with a prefix, only those names.
+std::vector<std::string> call_names(std::string_view prefix = "");
 
 // ---------------------------------------------------------------- dumps --
 struct Pull {
@@ -83,13 +83,18 @@ SocketScript &sockets();
 struct SocketLog {
     std::vector<Bytes> addresses;  // records passed to SOCK_Connect
     std::vector<Bytes> sent;       // datagrams passed to SOCK_Send
-    std::vector<Bytes> options;    // values passed to SOCK_SetSockOpt
     int opened = 0;
     int closed = 0;
 };
 SocketLog &socket_log();
 // A reply datagram: header (type, 8 + payload length) and payload.
 Bytes datagram(uint32_t type, const Bytes &payload);
+// Queues the datagram of type and payload as the next receive.
+void reply(uint32_t type, const Bytes &payload);
+// Queues a failed receive with that errno.
+void fail_recv(int err);
+// The i-th datagram sent, as hex, or "<nothing sent>".
+std::string sent(size_t i = 0);
 
 // ------------------------------------------------------------------ hooks --
 // Set one to answer a call yourself; the call is still recorded.
@@ -121,11 +126,7 @@ struct Hooks {
     std::function<int32_t(uint64_t, const std::string &key, uint32_t size, void *buf)> DBM_GetBinary;
     std::function<int32_t(uint64_t, const std::string &key, const Bytes &value, uint32_t attribute)> DBM_SetBinary;
     std::function<int32_t(uint64_t, const std::string &key)> DBM_DeleteKey;
-    std::function<int32_t(uint64_t, const std::string &key, uint64_t target)> DBM_Move;
     std::function<int32_t(uint64_t, const std::string &key, uint32_t mode)> DBM_CreateSortList;
-    std::function<int32_t(uint64_t, const std::string &key, const Bytes &elem, uint32_t mode)> DBM_InsertSortList;
-    std::function<int32_t(uint64_t, const std::string &key, const Bytes &probe)> DBM_RemoveSortList;
-    std::function<int32_t(uint64_t, const std::string &key)> DBM_Len;
     std::function<int32_t(uint64_t, uint64_t, const DBM_BATCH_S *, uint32_t)> DBM_Batch_Proc;
 };
 Hooks &hooks();
@@ -138,8 +139,6 @@ struct DbEntry {
     Bytes value;                       // binary value
     std::vector<DBM_SORTKEY_S> sortKeys;
     std::vector<Bytes> elements;       // sorted list, in sort-key order
-    uint32_t attribute = 0;
-    uint32_t listMode = 0;
 };
 // The entry of key (text without NUL; the key length must have been
 // strlen + 1) in the database of handle; null when absent.

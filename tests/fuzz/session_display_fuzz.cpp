@@ -4,44 +4,12 @@
 // Input: one byte choosing the display, one byte of flags (bit 0: the
 // kernel over-reports each delivered length), then chunks, each a 2-byte
 // length, a byte choosing the pull's result and that many bytes.
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cstdint>
-#include <cstdio>
 #include <vector>
 
 #include "dpmgmt/session.h"
-#include "fake/fake_platform.h"
+#include "fuzz/fuzz_support.h"
 
 namespace {
-
-// Each input runs with standard output sent to /dev/null and restored
-// afterwards, so the driver's own report stays.
-class QuietStdout {
-public:
-    QuietStdout() {
-        std::fflush(stdout);
-        saved_ = dup(STDOUT_FILENO);
-        const int devnull = open("/dev/null", O_WRONLY);
-        if (devnull >= 0) {
-            dup2(devnull, STDOUT_FILENO);
-            close(devnull);
-        }
-    }
-    ~QuietStdout() {
-        std::fflush(stdout);
-        if (saved_ >= 0) {
-            dup2(saved_, STDOUT_FILENO);
-            close(saved_);
-        }
-    }
-    QuietStdout(const QuietStdout &) = delete;
-    QuietStdout &operator=(const QuietStdout &) = delete;
-
-private:
-    int saved_ = -1;
-};
 
 uint32_t run(uint8_t which) {
     static const SESSION_DUMPKEY_S dumpKey{};
@@ -75,23 +43,21 @@ const uint32_t kDumpTypes[8] = {0x140001, 0x140006, 0x140014, 0x140002, 0x140024
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (size < 2) return 0;
     fake::reset();
-    const uint8_t which = data[0];
-    if (data[1] & 1) fake::overstate_pulls(data[1] >> 1);
+    fuzz::Input in(data, size);
+    const uint8_t which = in.byte();
+    const uint8_t flags = in.byte();
+    if (flags & 1) fake::overstate_pulls(flags >> 1);
     std::vector<fake::Pull> pulls;
-    size_t pos = 2;
-    while (pos + 3 <= size && pulls.size() < 64) {
-        const size_t len = static_cast<size_t>(data[pos]) << 8 | data[pos + 1];
-        const uint32_t result = data[pos + 2] & 1 ? 0x40010009u : data[pos + 2];
-        pos += 3;
-        const size_t take = len < size - pos ? len : size - pos;
-        pulls.push_back({result, fake::Bytes(data + pos, data + pos + take)});
-        pos += take;
+    while (in.left() >= 3 && pulls.size() < 64) {
+        const uint16_t len = in.u16();
+        const uint8_t result = in.byte();
+        pulls.push_back({result & 1 ? 0x40010009u : result, in.take(len)});
     }
     fake::script_dump(kDumpTypes[which % 8], std::move(pulls));
     {
-        const QuietStdout quiet;
+        const fuzz::QuietStdout quiet;
         run(which);
     }
-    if (fake::open_dumps() != 0) __builtin_trap();  // every dump is ended
+    fuzz::check(fake::open_dumps() == 0);  // every dump is ended
     return 0;
 }

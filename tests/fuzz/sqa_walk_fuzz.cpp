@@ -1,15 +1,10 @@
 // Arbitrary call-table chunks into all five call displays: the item walk
 // must never read past a chunk, an entry or the pull buffer, and every dump
 // must be ended.
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
 #include <vector>
 
 #include "dpmgmt/sqa.h"
-#include "fake/fake_platform.h"
+#include "fuzz/fuzz_support.h"
 
 namespace {
 
@@ -30,27 +25,9 @@ const Display kDisplays[] = {
     {0x140021, 33, [] { (void)SQA_DUMP_ProbeDisH323CallEntry(1, "id"); }},
 };
 
-class Input {
-public:
-    Input(const uint8_t *data, size_t size) : data_(data), size_(size) {}
-    bool empty() const { return at_ >= size_; }
-    uint8_t byte() { return at_ < size_ ? data_[at_++] : 0; }
-    fake::Bytes take(size_t n) {
-        if (n > size_ - at_) n = size_ - at_;
-        fake::Bytes b(data_ + at_, data_ + at_ + n);
-        at_ += n;
-        return b;
-    }
-
-private:
-    const uint8_t *data_;
-    size_t size_;
-    size_t at_ = 0;
-};
-
 // Mostly well-framed items of the display's type, with lengths that may lie
 // and types that may not fit; sometimes raw bytes.
-fake::Bytes make_chunk(Input &in, uint16_t itemType) {
+fake::Bytes make_chunk(fuzz::Input &in, uint16_t itemType) {
     const uint8_t mode = in.byte();
     if (mode % 4 == 0) return in.take(in.byte() * 8u);
     fake::Bytes chunk;
@@ -58,11 +35,9 @@ fake::Bytes make_chunk(Input &in, uint16_t itemType) {
     for (unsigned i = 0; i < items && !in.empty(); ++i) {
         const uint8_t sel = in.byte();
         const uint16_t type = sel < 200 ? itemType : static_cast<uint16_t>(sel);
-        const uint16_t length = static_cast<uint16_t>((in.byte() << 8 | in.byte()) % 700);
+        const uint16_t length = in.u16() % 700;
         const fake::Bytes value = in.take(sel % 5 == 0 ? length / 2u : length);  // a short take lies about its length
-        chunk.insert(chunk.end(), {static_cast<uint8_t>(type >> 8), static_cast<uint8_t>(type),
-                                   static_cast<uint8_t>(length >> 8), static_cast<uint8_t>(length)});
-        chunk.insert(chunk.end(), value.begin(), value.end());
+        chunk = fake::cat({chunk, fake::be16(type), fake::be16(length), value});
     }
     return chunk;
 }
@@ -70,24 +45,19 @@ fake::Bytes make_chunk(Input &in, uint16_t itemType) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-    static const int devnull = open("/dev/null", O_WRONLY);
     for (const Display &d : kDisplays) {
         fake::reset();
-        Input in(data, size);
+        fuzz::Input in(data, size);
         std::vector<fake::Pull> pulls;
         const unsigned chunks = 1 + in.byte() % 4;
         for (unsigned c = 0; c < chunks; ++c) pulls.push_back(fake::chunk(make_chunk(in, d.itemType)));
         pulls.push_back({0, {}});
         fake::script_dump(d.dumpType, pulls);
-
-        std::fflush(stdout);
-        const int saved = dup(STDOUT_FILENO);
-        dup2(devnull, STDOUT_FILENO);
-        d.show();
-        std::fflush(stdout);
-        dup2(saved, STDOUT_FILENO);
-        close(saved);
-        if (fake::open_dumps() != 0) std::abort();
+        {
+            const fuzz::QuietStdout quiet;
+            d.show();
+        }
+        fuzz::check(fake::open_dumps() == 0);
     }
     return 0;
 }

@@ -12,16 +12,25 @@ protected:
     void TearDown() override {
         g_bSessionNotNeedSendToKernel = 0;
         g_bConnlmtNotNeedSendToKernel = 0;
+        EXPECT_EQ(fake::open_dumps(), 0);
     }
-    // n records of `size` bytes, record i filled with the byte i + 1.
+    // n records of `size` bytes, record i filled with the byte first + i.
     static Bytes records(uint32_t n, uint32_t size, uint8_t first = 1) {
         Bytes b;
         for (uint32_t i = 0; i < n; ++i) b.insert(b.end(), size, static_cast<uint8_t>(first + i));
         return b;
     }
-    static uint32_t walk(uint32_t recordSize, uint32_t perBatch, std::vector<uint8_t> *firstBytes) {
-        return dpmgmt::dump_table(3, 0x140001, "k", 1, recordSize, perBatch,
-                                  [&](const uint8_t *rec) { firstBytes->push_back(rec[0]); });
+    // Walks a table of the given record size and batch; the first byte of
+    // every record handed over is collected.
+    static std::vector<uint8_t> walk(std::vector<fake::Pull> pulls, uint32_t recordSize, uint32_t perBatch,
+                                     uint32_t *count) {
+        fake::reset();
+        if (pulls.empty()) fake::fail_dump(0x140001);
+        fake::script_dump(0x140001, std::move(pulls));
+        std::vector<uint8_t> seen;
+        *count = dpmgmt::dump_table(3, 0x140001, "k", 1, recordSize, perBatch,
+                                    [&](const uint8_t *rec) { seen.push_back(rec[0]); });
+        return seen;
     }
 };
 
@@ -35,9 +44,8 @@ TEST_F(KernelChannel, SuppressionSwitchesOnlyExactlyOne) {
     g_bSessionNotNeedSendToKernel = 2;
     SESSION_ioctl_Send(0x11, 2, data);
     ASSERT_EQ(fake::count("CIOCTL"), 1u);
-    const fake::Call &c = fake::last("CIOCTL");
-    EXPECT_EQ(c.args, (std::vector<uint64_t>{1, 0x11, 2, 4}));  // local node, 4-byte reply
-    EXPECT_EQ(fake::hex(c.bytes), "01 02");
+    EXPECT_EQ(fake::last("CIOCTL").args, (std::vector<uint64_t>{1, 0x11, 2, 4}));  // local node, 4-byte reply
+    EXPECT_EQ(fake::hex(fake::last("CIOCTL").bytes), "01 02");
 
     g_bConnlmtNotNeedSendToKernel = 1;
     CONNLMT_ioctl_Send(0x12, 2, data);
@@ -48,50 +56,39 @@ TEST_F(KernelChannel, SuppressionSwitchesOnlyExactlyOne) {
     EXPECT_EQ(fake::last("CIOCTL_Async").args, (std::vector<uint64_t>{1, 0x13, 2}));
 }
 
-TEST_F(KernelChannel, FullBatchPullsAgainShortBatchStops) {
+TEST_F(KernelChannel, TableWalkRules) {
+    uint32_t n = 0;
     // 46 records: a full batch, then an empty pull ends the walk.
-    fake::script_dump(0x140001, {fake::chunk(records(46, 172)), fake::chunk({})});
-    std::vector<uint8_t> seen;
-    EXPECT_EQ(walk(172, 46, &seen), 46u);
+    walk({fake::chunk(records(46, 172)), fake::chunk({})}, 172, 46, &n);
+    EXPECT_EQ(n, 46u);
     EXPECT_EQ(fake::count("DUMP_Pull"), 2u);
     EXPECT_EQ(fake::nth("DUMP_Pull").args[1], 7912u);
-    EXPECT_EQ(fake::open_dumps(), 0);
 
     // 47: 46 and 1, and no third pull.
-    fake::reset();
-    fake::script_dump(0x140001, {fake::chunk(records(46, 172)), fake::chunk(records(1, 172, 47)), fake::chunk(records(5, 172))});
-    seen.clear();
-    EXPECT_EQ(walk(172, 46, &seen), 47u);
+    std::vector<uint8_t> seen =
+        walk({fake::chunk(records(46, 172)), fake::chunk(records(1, 172, 47)), fake::chunk(records(5, 172))}, 172, 46, &n);
+    EXPECT_EQ(n, 47u);
     EXPECT_EQ(fake::count("DUMP_Pull"), 2u);
     ASSERT_EQ(seen.size(), 47u);
     EXPECT_EQ(seen.back(), 47);
     EXPECT_EQ(fake::count("DUMP_Terminate"), 1u);
-}
 
-TEST_F(KernelChannel, NonContinuationAndRemainders) {
     // A first pull that is not a continuation: nothing handed over.
-    fake::script_dump(0x140001, {{0, records(3, 172)}});
-    std::vector<uint8_t> seen;
-    EXPECT_EQ(walk(172, 46, &seen), 0u);
-    EXPECT_TRUE(seen.empty());
+    EXPECT_TRUE(walk({{0, records(3, 172)}}, 172, 46, &n).empty());
+    EXPECT_EQ(n, 0u);
     EXPECT_EQ(fake::count("DUMP_Terminate"), 1u);
 
     // A length that is not a multiple of the record: whole records only.
-    fake::reset();
     Bytes partial = records(2, 76);
     partial.resize(partial.size() + 75, 0xEE);
-    fake::script_dump(0x140001, {fake::chunk(partial)});
-    seen.clear();
-    EXPECT_EQ(walk(76, 105, &seen), 2u);
-    EXPECT_EQ(seen, (std::vector<uint8_t>{1, 2}));
+    EXPECT_EQ(walk({fake::chunk(partial)}, 76, 105, &n), (std::vector<uint8_t>{1, 2}));
+    EXPECT_EQ(n, 2u);
     EXPECT_EQ(fake::count("DUMP_Pull"), 1u);
 
     // A dump that cannot be opened: no pull, no terminate.
-    fake::reset();
-    fake::fail_dump(0x140001);
-    EXPECT_EQ(walk(172, 46, &seen), 0u);
-    EXPECT_EQ(fake::count("DUMP_Pull"), 0u);
-    EXPECT_EQ(fake::count("DUMP_Terminate"), 0u);
+    EXPECT_TRUE(walk({}, 172, 46, &n).empty());
+    EXPECT_EQ(n, 0u);
+    EXPECT_EQ(fake::count("DUMP_Pull") + fake::count("DUMP_Terminate"), 0u);
 }
 
 TEST_F(KernelChannel, SingleRecordNeedsEveryByte) {

@@ -10,31 +10,23 @@ using fake::Bytes;
 
 namespace {
 
-class MsgClient : public FakePlatformTest {
-protected:
-    // Queues one received datagram.
-    static void reply(const Bytes &bytes) { fake::sockets().receives.push_back({1, 0, bytes}); }
-    static void fail_recv(int err) { fake::sockets().receives.push_back({-1, err, {}}); }
-};
+using MsgClient = FakePlatformTest;
+
+const Bytes kErrorReply = fake::cat({fake::be32(0xFFFFFFFF), fake::be32(8)});
 
 TEST_F(MsgClient, WorkedExchangeSendsTenBytesAndReturnsThePayload) {
-    reply(fake::datagram(49, fake::be32(0)));
+    fake::reply(49, fake::be32(0));
     const uint8_t req[2] = {0x00, 0x01};
     uint8_t out[4] = {0xAA, 0xAA, 0xAA, 0xAA};
     EXPECT_EQ(SESSION_MSG_SendRecvMsg(3184, 49, 2, req, 4, out), DPMGMT_OK);
-    ASSERT_EQ(fake::socket_log().sent.size(), 1u);
-    EXPECT_EQ(fake::hex(fake::socket_log().sent[0]), "00 00 00 31 00 00 00 0a 00 01");
+    EXPECT_EQ(fake::sent(), "00 00 00 31 00 00 00 0a 00 01");
     EXPECT_EQ(fake::hex(out, 4), "00 00 00 00");
     // Socket: family 37, datagram, protocol 1; the 16-byte address record.
-    const fake::Call &open = fake::nth("SOCK_Socket");
-    EXPECT_EQ(open.args, (std::vector<uint64_t>{37, 2, 1}));
+    EXPECT_EQ(fake::nth("SOCK_Socket").args, (std::vector<uint64_t>{37, 2, 1}));
     ASSERT_EQ(fake::socket_log().addresses.size(), 1u);
     EXPECT_EQ(fake::hex(fake::socket_log().addresses[0]), "10 25 0c 70 80 00 00 00 00 00 00 00 00 00 00 00");
-    // Opened, connected, sent, received, closed, in that order.
-    std::vector<std::string> sockCalls;
-    for (const auto &n : fake::call_names())
-        if (n.rfind("SOCK_", 0) == 0) sockCalls.push_back(n);
-    EXPECT_EQ(sockCalls, (std::vector<std::string>{"SOCK_Socket", "SOCK_Connect", "SOCK_Send", "SOCK_Recv", "SOCK_Close"}));
+    EXPECT_EQ(fake::call_names("SOCK_"),
+              (std::vector<std::string>{"SOCK_Socket", "SOCK_Connect", "SOCK_Send", "SOCK_Recv", "SOCK_Close"}));
     // The receive buffer is the reply maximum plus the header.
     EXPECT_EQ(fake::nth("SOCK_Recv").args[1], 12u);
 }
@@ -49,7 +41,7 @@ TEST_F(MsgClient, ReplyValidation) {
     const Case cases[] = {
         {"empty payload with a correct length", fake::cat({fake::be32(49), fake::be32(8)}), DPMGMT_OK, "aa aa aa aa"},
         {"length 12 on 11 bytes", fake::cat({fake::be32(49), fake::be32(12), {0, 0, 7}}), DPMGMT_ERR_FAILED, "aa aa aa aa"},
-        {"error reply", fake::cat({fake::be32(0xFFFFFFFF), fake::be32(8)}), DPMGMT_ERR_FAILED, "aa aa aa aa"},
+        {"error reply", kErrorReply, DPMGMT_ERR_FAILED, "aa aa aa aa"},
         {"payload longer than the maximum", fake::datagram(49, fake::be64(5)), DPMGMT_ERR_FAILED, "aa aa aa aa"},
         {"another type than the request's", fake::datagram(7, fake::be32(0x2A)), DPMGMT_OK, "00 00 00 2a"},
         {"short payload", fake::datagram(49, {0x11, 0x22}), DPMGMT_OK, "11 22 aa aa"},
@@ -57,7 +49,7 @@ TEST_F(MsgClient, ReplyValidation) {
     };
     for (const Case &c : cases) {
         fake::reset();
-        reply(c.datagram);
+        fake::sockets().receives.push_back({1, 0, c.datagram});
         uint8_t out[4] = {0xAA, 0xAA, 0xAA, 0xAA};
         EXPECT_EQ(SESSION_MSG_SendRecvMsg(3184, 49, 0, nullptr, 4, out), c.expect) << c.what;
         EXPECT_EQ(fake::hex(out, 4), c.out) << c.what;
@@ -86,7 +78,7 @@ TEST_F(MsgClient, TransportFailures) {
 
     fake::reset();
     fake::sockets().sendResult = 3;  // a short count is still a send
-    reply(fake::datagram(1, fake::be32(0)));
+    fake::reply(1, fake::be32(0));
     EXPECT_EQ(SESSION_MSG_SendRecvMsg(3184, 1, 0, nullptr, 4, out), DPMGMT_OK);
 
     fake::reset();
@@ -96,25 +88,15 @@ TEST_F(MsgClient, TransportFailures) {
     EXPECT_EQ(fake::hex(out, 4), "aa aa aa aa");
 }
 
-TEST_F(MsgClient, ErrorReplyAndBuilder) {
+TEST_F(MsgClient, ErrorReplyBuilderAndGeneralCheck) {
     EXPECT_EQ(SESSION_MSG_ErrorMsgReply(5), DPMGMT_OK);
-    ASSERT_EQ(fake::socket_log().sent.size(), 1u);
-    EXPECT_EQ(fake::hex(fake::socket_log().sent[0]), "ff ff ff ff 00 00 00 08");
+    EXPECT_EQ(fake::sent(), "ff ff ff ff 00 00 00 08");
+    EXPECT_EQ(fake::sent(1), "<nothing sent>");
 
     uint32_t total = 77;
     EXPECT_EQ(_msg_CreateMsg(1, 0xFFFFFFF8u, "x", &total), nullptr);
     EXPECT_EQ(total, 77u);  // left unwritten on failure
 
-    uint32_t type = 1, len = 2;
-    void *payload = &total;
-    const Bytes err = fake::cat({fake::be32(0xFFFFFFFF), fake::be32(8)});
-    EXPECT_EQ(SESSION_MSG_GeneralCheck(err.data(), 8, &type, &len, &payload), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(type, 1u);
-    EXPECT_EQ(len, 2u);
-    EXPECT_EQ(payload, &total);
-}
-
-TEST_F(MsgClient, GeneralCheckReportsTypeAndPayloadOnlyOnSuccess) {
     const Bytes msg = fake::datagram(0x01020304, {0xDE, 0xAD, 0xBE, 0xEF});
     uint32_t type = 0, len = 0;
     void *payload = nullptr;
@@ -123,21 +105,24 @@ TEST_F(MsgClient, GeneralCheckReportsTypeAndPayloadOnlyOnSuccess) {
     EXPECT_EQ(len, 4u);
     EXPECT_EQ(payload, msg.data() + 8);
 
-    // The length field must equal what was received, in either direction.
-    type = 1, len = 2, payload = nullptr;
-    EXPECT_EQ(SESSION_MSG_GeneralCheck(msg.data(), 11, &type, &len, &payload), DPMGMT_ERR_FAILED);
+    // An error reply, or a length field unequal to what was received (in
+    // either direction): failure, and the outputs are not written.
     Bytes longer = msg;
     longer.push_back(0);
-    EXPECT_EQ(SESSION_MSG_GeneralCheck(longer.data(), 13, &type, &len, &payload), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(type, 1u);
-    EXPECT_EQ(len, 2u);
-    EXPECT_EQ(payload, nullptr);
+    const std::pair<const Bytes *, uint32_t> bad[] = {{&kErrorReply, 8}, {&msg, 11}, {&longer, 13}};
+    for (const auto &[bytes, received] : bad) {
+        type = 1, len = 2, payload = &total;
+        EXPECT_EQ(SESSION_MSG_GeneralCheck(bytes->data(), received, &type, &len, &payload), DPMGMT_ERR_FAILED);
+        EXPECT_EQ(type, 1u);
+        EXPECT_EQ(len, 2u);
+        EXPECT_EQ(payload, &total);
+    }
 }
 
 TEST_F(MsgClient, PatientReceiveShowsProgressWhileTheServiceWorks) {
-    for (int i = 0; i < 3; ++i) fail_recv(EAGAIN);
-    fail_recv(EINTR);  // a signal waits again too
-    reply(fake::datagram(20, fake::be32(0)));
+    for (int i = 0; i < 3; ++i) fake::fail_recv(EAGAIN);
+    fake::fail_recv(EINTR);  // a signal waits again too
+    fake::reply(20, fake::be32(0));
     fake::CaptureStdout out;
     uint8_t key[68] = {};
     uint8_t res[4] = {};
@@ -150,63 +135,38 @@ TEST_F(MsgClient, PatientReceiveShowsProgressWhileTheServiceWorks) {
     EXPECT_EQ(fake::hex(opt.bytes), "01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
 }
 
-TEST_F(MsgClient, PatientReceiveQuietWhenAnsweredAtOnceAndDoneOnHardError) {
-    {
-        reply(fake::datagram(20, fake::be32(0)));
-        fake::CaptureStdout out;
-        uint8_t res[4] = {};
-        EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, 4, res), DPMGMT_OK);
-        EXPECT_EQ(out.take(), "");
-    }
-    {
+TEST_F(MsgClient, PatientReceiveEndings) {
+    struct Case {
+        const char *what;
+        std::vector<fake::Recv> receives;
+        bool setOptFails;
+        uint32_t expect;
+        const char *text;
+        size_t recvCalls;
+    };
+    const fake::Recv again{-1, EAGAIN, {}};
+    const fake::Recv ok{1, 0, fake::datagram(20, fake::be32(0))};
+    const Case cases[] = {
+        {"answered at once: quiet", {ok}, false, DPMGMT_OK, "", 1},
+        {"a hard error after a wait closes the line", {again, {-1, ECONNRESET, {}}}, false, DPMGMT_ERR_FAILED,
+         "Resetting session.Done.\r\n", 2},
+        {"an error reply after a wait", {again, {1, 0, kErrorReply}}, false, DPMGMT_ERR_FAILED,
+         "Resetting session.Done.\r\n", 2},
+        {"an empty datagram is not waited past", {{0, 0, {}}, ok}, false, DPMGMT_ERR_FAILED, "", 1},
+        {"a hard error first: no progress started", {{-1, EBADF, {}}}, false, DPMGMT_ERR_FAILED, "", 1},
+        {"the time-out cannot be set", {ok}, true, DPMGMT_ERR_FAILED, "", 0},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
         fake::reset();
-        fail_recv(EAGAIN);
-        fail_recv(ECONNRESET);
+        fake::sockets().receives.assign(c.receives.begin(), c.receives.end());
+        fake::sockets().setOptResult = c.setOptFails ? -1 : 0;
         fake::CaptureStdout out;
         uint8_t res[4] = {9, 9, 9, 9};
-        EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, 4, res), DPMGMT_ERR_FAILED);
-        EXPECT_EQ(out.take(), "Resetting session.Done.\r\n");
-        EXPECT_EQ(fake::hex(res, 4), "09 09 09 09");
-    }
-    {
-        // A time-out, then an error reply: the wait ends as a failure and the
-        // progress line is still closed.
-        fake::reset();
-        fail_recv(EAGAIN);
-        reply(fake::cat({fake::be32(0xFFFFFFFF), fake::be32(8)}));
-        fake::CaptureStdout out;
-        uint8_t res[4] = {9, 9, 9, 9};
-        EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, 4, res), DPMGMT_ERR_FAILED);
-        EXPECT_EQ(out.take(), "Resetting session.Done.\r\n");
-        EXPECT_EQ(fake::hex(res, 4), "09 09 09 09");
-    }
-    {
-        // An empty datagram is not waited past.
-        fake::reset();
-        fake::sockets().receives.push_back({0, 0, {}});
-        reply(fake::datagram(20, fake::be32(0)));
-        fake::CaptureStdout out;
-        uint8_t res[4] = {};
-        EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, 4, res), DPMGMT_ERR_FAILED);
-        EXPECT_EQ(fake::count("SOCK_Recv"), 1u);
-        EXPECT_EQ(out.take(), "");
-    }
-    {
-        fake::reset();
-        fail_recv(EBADF);
-        fake::CaptureStdout out;
-        uint8_t res[4] = {};
-        EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, 4, res), DPMGMT_ERR_FAILED);
-        EXPECT_EQ(out.take(), "");  // no progress was started
-    }
-    {
-        fake::reset();
-        fake::sockets().setOptResult = -1;
-        fake::CaptureStdout out;
-        uint8_t res[4] = {};
-        EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, 4, res), DPMGMT_ERR_FAILED);
-        EXPECT_EQ(fake::count("SOCK_Recv"), 0u);
-        EXPECT_EQ(out.take(), "");
+        EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, 4, res), c.expect);
+        EXPECT_EQ(out.take(), c.text);
+        EXPECT_EQ(fake::count("SOCK_Recv"), c.recvCalls);
+        EXPECT_EQ(fake::hex(res, 4), c.expect == DPMGMT_OK ? "00 00 00 00" : "09 09 09 09");
         EXPECT_EQ(fake::socket_log().closed, 1);
     }
 }

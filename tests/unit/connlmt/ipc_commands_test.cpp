@@ -41,13 +41,11 @@ CONNLMT_RULE_S host_rule(uint32_t mode, uint32_t num, const char *name, uint32_t
 
 class ConnlmtIpc : public FakePlatformTest {
 protected:
-    static void reply(uint32_t type, const Bytes &payload) {
-        fake::sockets().receives.push_back({1, 0, fake::datagram(type, payload)});
-    }
+    static void reply(uint32_t type, const Bytes &payload) { fake::reply(type, payload); }
     // The one datagram sent, as hex.
     static std::string sent() {
-        EXPECT_EQ(fake::socket_log().sent.size(), 1u);
-        return fake::socket_log().sent.empty() ? "" : fake::hex(fake::socket_log().sent[0]);
+        EXPECT_EQ(fake::sent(1), "<nothing sent>");
+        return fake::sent();
     }
     static std::string header(uint32_t type, uint32_t payloadLen) {
         return fake::hex(cat({be32(type), be32(payloadLen + 8)}));
@@ -58,105 +56,95 @@ protected:
 
 TEST_F(ConnlmtIpc, ResultCodeCommandsSendTheirPayloadAndReturnTheServiceCode) {
     const CONNLMT_RULE_S rule = host_rule(2, 3000, "", 0, 1, 4, 100, 50, 0, 1);
+    const CONNLMT_RULE_S ruleBefore = rule;
     CONNLMT_DESCRIPTION_S des = {};
     des.uiIpVersion = 1;
     des.usPolicyId = 5;
     std::strcpy(des.szDescription, "ab");
-    Bytes desWire = cat({be32(1), be16(5), Bytes{'a', 'b'}, Bytes(128, 0)});
-
     struct Case {
         const char *what;
         std::function<uint32_t()> call;
-        uint32_t type;
-        Bytes payload;
+        std::string datagram;
     };
     const Case cases[] = {
-        {"AddPolicy(5, 1)", [] { return CONNLMT_ipc_AddPolicy(5, 1); }, 26, cat({be32(1), be16(5), be16(0)})},
-        {"DelPolicy(300, 0)", [] { return CONNLMT_ipc_DelPolicy(300, 0); }, 27, cat({be32(0), be16(300), be16(0)})},
-        {"SetDebug(1, 2, 3, 4)", [] { return CONNLMT_ipc_SetDebug(1, 2, 3, 4); }, 25,
-         cat({be32(1), be16(2), be16(0), be32(3), be32(4)})},
-        {"AddRule", [&] { return CONNLMT_ipc_AddRule(&rule); }, 28,
-         wire_rule(2, 3000, "", 0, 1, 4, 100, 50, 0, 1)},
-        {"DelRule(0, 3, 9)", [] { return CONNLMT_ipc_DelRule(0, 3, 9); }, 30, cat({be32(0), be16(3), be16(9)})},
-        {"ApplyPolicy(12, 7, 1)", [] { return CONNLMT_ipc_ApplyPolicy(12, 7, 1); }, 31,
-         cat({be32(1), be32(12), be16(7), be16(0)})},
-        {"CancelPolicy(12, 1)", [] { return CONNLMT_ipc_CancelPolicy(12, 1); }, 32, cat({be32(1), be32(12)})},
-        {"ResetStatistics(7, 1)", [] { return CONNLMT_ipc_ResetStatistics(7, 1); }, 40,
-         cat({be16(7), be16(0), be32(1)})},
-        {"SetDes", [&] { return CONNLMT_ipc_SetDes(&des); }, 41, desWire},
+        {"AddPolicy(5, 1)", [] { return CONNLMT_ipc_AddPolicy(5, 1); }, "00 00 00 1a 00 00 00 10 00 00 00 01 00 05 00 00"},
+        {"DelPolicy(300, 0)", [] { return CONNLMT_ipc_DelPolicy(300, 0); }, "00 00 00 1b 00 00 00 10 00 00 00 00 01 2c 00 00"},
+        {"SetDebug(1, 2, 3, 4)", [] { return CONNLMT_ipc_SetDebug(1, 2, 3, 4); },
+         header(25, 16) + " " + fake::hex(cat({be32(1), be16(2), be16(0), be32(3), be32(4)}))},
+        {"AddRule", [&] { return CONNLMT_ipc_AddRule(&rule); },
+         "00 00 00 1c 00 00 00 68 00 00 00 02 00 00 0b b8 " + fake::hex(Bytes(64, 0)) +
+             " 00 00 00 00 00 01 00 04 00 00 00 64 00 00 00 32 00 00 00 00 00 00 00 01"},
+        {"DelRule(0, 3, 9)", [] { return CONNLMT_ipc_DelRule(0, 3, 9); }, header(30, 8) + " 00 00 00 00 00 03 00 09"},
+        {"ApplyPolicy(12, 7, 1)", [] { return CONNLMT_ipc_ApplyPolicy(12, 7, 1); },
+         header(31, 12) + " 00 00 00 01 00 00 00 0c 00 07 00 00"},
+        {"CancelPolicy(12, 1)", [] { return CONNLMT_ipc_CancelPolicy(12, 1); }, header(32, 8) + " 00 00 00 01 00 00 00 0c"},
+        {"ResetStatistics(7, 1)", [] { return CONNLMT_ipc_ResetStatistics(7, 1); },
+         header(40, 8) + " 00 07 00 00 00 00 00 01"},
+        {"SetDes", [&] { return CONNLMT_ipc_SetDes(&des); },
+         header(41, 136) + " " + fake::hex(cat({be32(1), be16(5), Bytes{'a', 'b'}, Bytes(128, 0)}))},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.what);
         fake::reset();
-        reply(c.type, be32(42));
+        reply(0, be32(42));
         EXPECT_EQ(c.call(), 42u);
-        EXPECT_EQ(sent(), header(c.type, static_cast<uint32_t>(c.payload.size())) + " " + fake::hex(c.payload));
+        EXPECT_EQ(sent(), c.datagram);
         EXPECT_EQ(reply_max(), 4u);
 
         // Without a service the exchange's failure comes back.
         fake::reset();
         EXPECT_EQ(c.call(), DPMGMT_ERR_FAILED);
     }
-}
-
-TEST_F(ConnlmtIpc, WorkedExamplesByteForByte) {
-    reply(26, be32(0));
-    EXPECT_EQ(CONNLMT_ipc_AddPolicy(5, 1), 0u);
-    EXPECT_EQ(sent(), "00 00 00 1a 00 00 00 10 00 00 00 01 00 05 00 00");
-
-    fake::reset();
-    reply(28, be32(0));
-    const CONNLMT_RULE_S rule = host_rule(2, 3000, "", 0, 1, 4, 100, 50, 0, 1);
-    const CONNLMT_RULE_S before = rule;
-    EXPECT_EQ(CONNLMT_ipc_AddRule(&rule), 0u);
-    EXPECT_EQ(sent(), "00 00 00 1c 00 00 00 68 00 00 00 02 00 00 0b b8 " + fake::hex(Bytes(64, 0)) +
-                          " 00 00 00 00 00 01 00 04 00 00 00 64 00 00 00 32 00 00 00 00 00 00 00 01");
     // The caller's record is not converted.
-    EXPECT_EQ(std::memcmp(&rule, &before, sizeof rule), 0);
+    EXPECT_EQ(std::memcmp(&rule, &ruleBefore, sizeof rule), 0);
 }
 
 TEST_F(ConnlmtIpc, SingleValueQueries) {
-    uint16_t v16 = 0xAAAA;
-    uint32_t v32 = 0xAAAAAAAA;
+    struct Case {
+        const char *what;
+        uint32_t type;
+        std::function<uint32_t(uint32_t *)> call;  // stores the value read
+        std::string request;
+        Bytes reply;
+        uint64_t replyMax;
+        uint32_t value;
+    };
+    // A 16-bit out-value, preset to 0xAAAA, read into the case's word.
+    auto u16 = [](uint32_t (*fn)(uint16_t *)) {
+        return [fn](uint32_t *out) {
+            uint16_t v = 0xAAAA;
+            const uint32_t rc = fn(&v);
+            *out = v;
+            return rc;
+        };
+    };
+    const Case cases[] = {
+        {"GetApplyPolicy(12, 0)", 33, u16([](uint16_t *v) { return CONNLMT_ipc_GetApplyPolicy(12, 0, v); }),
+         "00 00 00 00 00 00 00 0c 00 00 00 00", be16(7), 2, 7},
+        {"IsPolicyExist(9, 1)", 34, u16([](uint16_t *v) { return CONNLMT_ipc_IsPolicyExist(9, 1, v); }),
+         "00 00 00 01 00 09 00 00", be16(1), 2, 1},
+        // Only bytes 4-5 of the 8-byte reply are the next identifier.
+        {"GetNextPolicyID(10, 0)", 37, u16([](uint16_t *v) { return CONNLMT_ipc_GetNextPolicyID(10, 0, v); }),
+         "00 00 00 00 00 0a 00 00", Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x0B, 0xFF, 0xFF}, 8, 11},
+        {"GetPolicyTotalNumber(1)", 39, [](uint32_t *v) { return CONNLMT_ipc_GetPolicyTotalNumber(1, v); },
+         "00 00 00 01", be32(0x01020304), 4, 0x01020304},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        fake::reset();
+        reply(c.type, c.reply);
+        uint32_t value = 0;
+        EXPECT_EQ(c.call(&value), 0u);
+        EXPECT_EQ(sent(), header(c.type, static_cast<uint32_t>(c.request.size() + 1) / 3) + " " + c.request);
+        EXPECT_EQ(reply_max(), c.replyMax);
+        EXPECT_EQ(value, c.value);
 
-    reply(33, be16(7));
-    EXPECT_EQ(CONNLMT_ipc_GetApplyPolicy(12, 0, &v16), 0u);
-    EXPECT_EQ(sent(), header(33, 12) + " 00 00 00 00 00 00 00 0c 00 00 00 00");
-    EXPECT_EQ(reply_max(), 2u);
-    EXPECT_EQ(v16, 7u);
-
-    fake::reset();
-    reply(34, be16(1));
-    EXPECT_EQ(CONNLMT_ipc_IsPolicyExist(9, 1, &v16), 0u);
-    EXPECT_EQ(sent(), header(34, 8) + " 00 00 00 01 00 09 00 00");
-    EXPECT_EQ(reply_max(), 2u);
-    EXPECT_EQ(v16, 1u);
-
-    // Only bytes 4-5 of the 8-byte reply are the next identifier.
-    fake::reset();
-    reply(37, Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x0B, 0xFF, 0xFF});
-    EXPECT_EQ(CONNLMT_ipc_GetNextPolicyID(10, 0, &v16), 0u);
-    EXPECT_EQ(sent(), header(37, 8) + " 00 00 00 00 00 0a 00 00");
-    EXPECT_EQ(reply_max(), 8u);
-    EXPECT_EQ(v16, 11u);
-
-    fake::reset();
-    reply(39, be32(0x01020304));
-    EXPECT_EQ(CONNLMT_ipc_GetPolicyTotalNumber(1, &v32), 0u);
-    EXPECT_EQ(sent(), header(39, 4) + " 00 00 00 01");
-    EXPECT_EQ(reply_max(), 4u);
-    EXPECT_EQ(v32, 0x01020304u);
-
-    // A failed exchange writes nothing.
-    fake::reset();
-    v16 = 0xAAAA;
-    v32 = 0xAAAAAAAA;
-    EXPECT_EQ(CONNLMT_ipc_GetApplyPolicy(1, 0, &v16), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(CONNLMT_ipc_IsPolicyExist(1, 0, &v16), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(CONNLMT_ipc_GetNextPolicyID(1, 0, &v16), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(CONNLMT_ipc_GetPolicyTotalNumber(0, &v32), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(v16, 0xAAAAu);
-    EXPECT_EQ(v32, 0xAAAAAAAAu);
+        // A failed exchange writes nothing.
+        fake::reset();
+        value = 0xAAAA;
+        EXPECT_EQ(c.call(&value), DPMGMT_ERR_FAILED);
+        EXPECT_EQ(value, 0xAAAAu);
+    }
 }
 
 TEST_F(ConnlmtIpc, GetDebugSendsAnEmptyRequestAndConvertsFiveWords) {
@@ -170,41 +158,31 @@ TEST_F(ConnlmtIpc, GetDebugSendsAnEmptyRequestAndConvertsFiveWords) {
     EXPECT_EQ(std::memcmp(dbg.auiDebugWord, expect, sizeof expect), 0);
 }
 
-TEST_F(ConnlmtIpc, GetRuleFoundConvertsEveryField) {
-    reply(29, cat({Bytes(8, 0xEE), be32(1), Bytes(4, 0xEE), wire_rule(1, 7, "web", 1, 3, 9, 10, 20, 30, 2)}));
-    CONNLMT_RULE_S out;
-    std::memset(&out, 0xAA, sizeof out);
-    EXPECT_EQ(CONNLMT_ipc_GetRule(3, 9, 1, &out), 0u);
-    // The request is a zero rule carrying only family, policy and rule.
-    Bytes req(96, 0);
-    req[75] = 1;
-    req[77] = 3;
-    req[79] = 9;
-    EXPECT_EQ(sent(), header(29, 96) + " " + fake::hex(req));
-    EXPECT_EQ(reply_max(), 112u);
-    const CONNLMT_RULE_S expect = host_rule(1, 7, "web", 1, 3, 9, 10, 20, 30, 2);
-    EXPECT_EQ(fake::hex(&out, sizeof out), fake::hex(&expect, sizeof expect));
-}
-
-TEST_F(ConnlmtIpc, GetRuleNotFoundLeavesTheRuleUntouched) {
-    struct Case {
-        const char *what;
-        Bytes payload;
+TEST_F(ConnlmtIpc, GetRuleConvertsAFoundRuleAndLeavesTheRecordOtherwise) {
+    const CONNLMT_RULE_S found = host_rule(1, 7, "web", 1, 3, 9, 10, 20, 30, 2);
+    const Bytes untouched(96, 0xAA);
+    const std::pair<Bytes, Bytes> cases[] = {
+        {cat({Bytes(8, 0xEE), be32(1), Bytes(4, 0xEE), wire_rule(1, 7, "web", 1, 3, 9, 10, 20, 30, 2)}),
+         Bytes(reinterpret_cast<const uint8_t *>(&found), reinterpret_cast<const uint8_t *>(&found) + 96)},
+        {cat({Bytes(8, 0xEE), be32(0), Bytes(4, 0xEE), wire_rule(1, 7, "x", 0, 1, 1, 0, 0, 0, 1)}), untouched},
+        {Bytes(8, 0xEE), untouched},  // the flag never arrives
+        {be32(0x40010001), untouched},
+        {Bytes{}, untouched},
     };
-    const Case cases[] = {
-        {"found flag 0", cat({Bytes(8, 0xEE), be32(0), Bytes(4, 0xEE), wire_rule(1, 7, "x", 0, 1, 1, 0, 0, 0, 1)})},
-        {"reply of 8 bytes: the flag never arrives", Bytes(8, 0xEE)},
-        {"a bare result code", be32(0x40010001)},
-        {"empty reply", Bytes{}},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto &[payload, expected] : cases) {
         fake::reset();
-        reply(29, c.payload);
+        reply(29, payload);
         CONNLMT_RULE_S out;
         std::memset(&out, 0xAA, sizeof out);
-        EXPECT_EQ(CONNLMT_ipc_GetRule(1, 1, 0, &out), DPMGMT_ERR_NOT_EXIST);
-        EXPECT_EQ(fake::hex(&out, sizeof out), fake::hex(Bytes(96, 0xAA)));
+        EXPECT_EQ(CONNLMT_ipc_GetRule(3, 9, 1, &out), expected == untouched ? DPMGMT_ERR_NOT_EXIST : 0u);
+        EXPECT_EQ(fake::hex(&out, sizeof out), fake::hex(expected)) << fake::hex(payload);
+        // The request is a zero rule carrying only family, policy and rule.
+        Bytes req(96, 0);
+        req[75] = 1;
+        req[77] = 3;
+        req[79] = 9;
+        EXPECT_EQ(sent(), header(29, 96) + " " + fake::hex(req));
+        EXPECT_EQ(reply_max(), 112u);
     }
 }
 
@@ -313,21 +291,19 @@ TEST_F(ConnlmtPolicyReply, GetPolicyInfoUsesTheCallersMaximum) {
     EXPECT_EQ(info->uiRuleNum, 3u);
     EXPECT_EQ(fake::hex(info->astRule, 2 * 96), fake::hex(two_rules()));
 
+    // The next policy's information: the same unpacking behind the blob.
+    fake::reset();
+    reply(43, cat({head(9, 2), blob, two_rules()}));
+    EXPECT_EQ(CONNLMT_ipc_GetNextPolicyInfo(8, 0, info.get()), 0u);
+    expect_head(*info, 9, 2);
+    expect_two_rules(info->astRule);
+
     // A maximum smaller than the head: nothing beyond it is written.
     fake::reset();
     std::memset(info.get(), 0xAA, sizeof *info);
     reply(42, Bytes(6, 0x01));
     EXPECT_EQ(CONNLMT_ipc_GetPolicyInfo(4, 1, 6, info.get()), DPMGMT_ERR_FAILED);
     EXPECT_EQ(fake::hex(reinterpret_cast<uint8_t *>(info.get()) + 6, 10), fake::hex(Bytes(10, 0xAA)));
-}
-
-TEST_F(ConnlmtPolicyReply, NextPolicyInfoUnpacksRulesBehindTheBlob) {
-    const Bytes blob(128, 0x5A);
-    reply(43, cat({head(9, 2), blob, two_rules()}));
-    EXPECT_EQ(CONNLMT_ipc_GetNextPolicyInfo(8, 0, info.get()), 0u);
-    expect_head(*info, 9, 2);
-    EXPECT_EQ(fake::hex(info->aucPolicyInfo, 128), fake::hex(blob));
-    expect_two_rules(info->astRule);
 }
 
 TEST_F(ConnlmtIpc, ApplyListIsConvertedAndBounded) {

@@ -40,6 +40,18 @@ std::string vpn_line(const std::string &name) {
     return "     VPN instance        : " + name + std::string(31 - name.size(), ' ') + "\r\n";
 }
 
+// One node as the list prints it; peer null for IPv6, which has no tunnel
+// line.
+std::string node_block(const std::string &src, const std::string &srcVpn, const std::string &dst,
+                       const std::string &dstVpn, const char *peer, const std::string &service, const std::string &rule,
+                       const std::string &hiLo, const std::string &count, const std::string &flag) {
+    return " Src IP address          : " + src + "\r\n" + vpn_line(srcVpn) + " Dst IP address          : " + dst +
+           "\r\n" + vpn_line(dstVpn) + (peer ? " DS-Lite tunnel peer     : " + std::string(peer) + "\r\n" : "") +
+           " Service                 : " + service + "\r\n Limit rule ID           : " + rule +
+           "\r\n Sessions threshold Hi/Lo: " + hiLo + "\r\n Sessions count          : " + count +
+           "\r\n New session flag        : " + flag + "\r\n\r\n";
+}
+
 class ConnlmtStatDisplay : public FakePlatformTest {
 protected:
     void SetUp() override {
@@ -106,33 +118,13 @@ TEST_F(ConnlmtStatDisplay, Ipv4NodesGolden) {
     fake::script_dump(kStatNodes, {fake::chunk(cat({a.wire(), b.wire()})), fake::chunk(c.wire())});
 
     EXPECT_EQ(display(0), 0u);
-    const std::string expect =
-        "Slot 2 :\r\n"
-        " Src IP address          : Any\r\n" + vpn_line("vpn-a") +
-        " Dst IP address          : 10.1.1.2\r\n" + vpn_line("--") +
-        " DS-Lite tunnel peer     : --\r\n"
-        " Service                 : tcp/80\r\n"
-        " Limit rule ID           : 3(ACL : web)\r\n"
-        " Sessions threshold Hi/Lo: 100/80\r\n"
-        " Sessions count          : 42\r\n"
-        " New session flag        : Permit\r\n\r\n"
-        " Src IP address          : 192.168.0.1\r\n" + vpn_line("--") +
-        " Dst IP address          : 172.16.0.9\r\n" + vpn_line("--") +
-        " DS-Lite tunnel peer     : 2001:db8::1\r\n"
-        " Service                 : All\r\n"
-        " Limit rule ID           : 5(ACL IPv6: 3001)\r\n"
-        " Sessions threshold Hi/Lo: 4294967295/0\r\n"
-        " Sessions count          : 0\r\n"
-        " New session flag        : Deny\r\n\r\n"
-        " Src IP address          : Any\r\n" + vpn_line("--") +
-        " Dst IP address          : Any\r\n" + vpn_line("--") +
-        " DS-Lite tunnel peer     : --\r\n"
-        " Service                 : unknown(200)\r\n"
-        " Limit rule ID           : 256(ACL : 3000)\r\n"
-        " Sessions threshold Hi/Lo: 100/80\r\n"
-        " Sessions count          : 0\r\n"
-        " New session flag        : Deny\r\n\r\n";
-    EXPECT_EQ(out, expect);
+    EXPECT_EQ(out, "Slot 2 :\r\n" +
+                       node_block("Any", "vpn-a", "10.1.1.2", "--", "--", "tcp/80", "3(ACL : web)", "100/80", "42",
+                                  "Permit") +
+                       node_block("192.168.0.1", "--", "172.16.0.9", "--", "2001:db8::1", "All", "5(ACL IPv6: 3001)",
+                                  "4294967295/0", "0", "Deny") +
+                       node_block("Any", "--", "Any", "--", "--", "unknown(200)", "256(ACL : 3000)", "100/80", "0",
+                                  "Deny"));
     EXPECT_EQ(fake::nth("DUMP_Pull").args[1], 8000u);
     EXPECT_EQ(fake::count("RC_LoadString"), 0u);
 }
@@ -146,14 +138,8 @@ TEST_F(ConnlmtStatDisplay, Ipv6NodesHaveNoTunnelLine) {
     a.port = 443;
     fake::script_dump(kStatNodes, {fake::chunk(a.wire())});
     EXPECT_EQ(display(2), 0u);
-    EXPECT_EQ(out, "Slot 2 :\r\n"
-                   " Src IP address          : 2001:db8::5\r\n" + vpn_line("--") +
-                   " Dst IP address          : Any\r\n" + vpn_line("--") +
-                   " Service                 : tcp/443\r\n"
-                   " Limit rule ID           : 1(ACL : web)\r\n"
-                   " Sessions threshold Hi/Lo: 100/80\r\n"
-                   " Sessions count          : 0\r\n"
-                   " New session flag        : Permit\r\n\r\n");
+    EXPECT_EQ(out, "Slot 2 :\r\n" + node_block("2001:db8::5", "--", "Any", "--", nullptr, "tcp/443", "1(ACL : web)",
+                                                "100/80", "0", "Permit"));
 }
 
 TEST_F(ConnlmtStatDisplay, DumpKeyFromTheFilter) {

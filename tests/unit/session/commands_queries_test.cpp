@@ -14,19 +14,20 @@ using fake::Bytes;
 
 namespace {
 
-class SessionQueries : public FakePlatformTest {
-protected:
-    static void reply(const Bytes &payload) { fake::sockets().receives.push_back({1, 0, fake::datagram(1, payload)}); }
-    static std::string sent(size_t i = 0) {
-        const auto &log = fake::socket_log().sent;
-        return i < log.size() ? fake::hex(log[i]) : "nothing sent";
-    }
-    static Bytes words(std::initializer_list<uint32_t> values) {
-        Bytes out;
-        for (uint32_t v : values) out = fake::cat({out, fake::be32(v)});
-        return out;
-    }
-};
+void reply(const Bytes &payload) { fake::reply(1, payload); }
+Bytes words(std::initializer_list<uint32_t> values) {
+    Bytes out;
+    for (uint32_t v : values) out = fake::cat({out, fake::be32(v)});
+    return out;
+}
+template <class T>
+T host(const void *p) {
+    T v;
+    std::memcpy(&v, p, sizeof v);
+    return v;
+}
+
+using SessionQueries = FakePlatformTest;
 
 TEST_F(SessionQueries, FailedExchangeLeavesEveryOutputUntouched) {
     struct Case {
@@ -70,24 +71,20 @@ TEST_F(SessionQueries, FailedExchangeLeavesEveryOutputUntouched) {
 
 TEST_F(SessionQueries, CurrentValueTravelsAndTheReplyReplacesIt) {
     SESSION_FLOW_S flow = {1, 2};
+    SESSION_PERSIST_S persist = {{7, 8, 9}};
+    uint32_t t = 30;
     reply(words({0, 0x00010000}));
+    reply(words({0x0A, 0x0B, 0x0C}));
+    reply(words({0x12345678}));
     EXPECT_EQ(SESSION_IPC_GetLogFlow(&flow), 0u);
-    EXPECT_EQ(sent(), "00 00 00 06 00 00 00 10 00 00 00 01 00 00 00 02");
+    EXPECT_EQ(SESSION_IPC_GetPersist(&persist), 0u);
+    EXPECT_EQ(SESSION_IPC_GetTrafficLogTime(&t), 0u);
+    EXPECT_EQ(fake::sent(0), "00 00 00 06 00 00 00 10 00 00 00 01 00 00 00 02");
+    EXPECT_EQ(fake::sent(1), "00 00 00 0a 00 00 00 14 00 00 00 07 00 00 00 08 00 00 00 09");
+    EXPECT_EQ(fake::sent(2), "00 00 00 3f 00 00 00 0c 00 00 00 1e");
     EXPECT_EQ(flow.uiUnit, 0u);
     EXPECT_EQ(flow.uiThreshold, 0x10000u);
-
-    fake::reset();
-    SESSION_PERSIST_S persist = {{7, 8, 9}};
-    reply(words({0x0A, 0x0B, 0x0C}));
-    EXPECT_EQ(SESSION_IPC_GetPersist(&persist), 0u);
-    EXPECT_EQ(sent(), "00 00 00 0a 00 00 00 14 00 00 00 07 00 00 00 08 00 00 00 09");
     EXPECT_EQ(persist.auiWord[2], 0x0Cu);
-
-    fake::reset();
-    uint32_t t = 30;
-    reply(words({0x12345678}));
-    EXPECT_EQ(SESSION_IPC_GetTrafficLogTime(&t), 0u);
-    EXPECT_EQ(sent(), "00 00 00 3f 00 00 00 0c 00 00 00 1e");
     EXPECT_EQ(t, 0x12345678u);
 }
 
@@ -98,7 +95,7 @@ TEST_F(SessionQueries, ShortReplyTurnsTheWholeExtentInPlace) {
     SESSION_FLOW_S flow = {5, 6};
     reply(words({9}));
     EXPECT_EQ(SESSION_IPC_GetTrafficLogFlow(&flow), 0u);
-    EXPECT_EQ(sent(), "00 00 00 41 00 00 00 10 00 00 00 05 00 00 00 06");
+    EXPECT_EQ(fake::sent(), "00 00 00 41 00 00 00 10 00 00 00 05 00 00 00 06");
     EXPECT_EQ(flow.uiUnit, 9u);
     EXPECT_EQ(flow.uiThreshold, 0x06000000u);
 
@@ -107,7 +104,7 @@ TEST_F(SessionQueries, ShortReplyTurnsTheWholeExtentInPlace) {
     for (uint32_t i = 0; i < 18; ++i) apps[i] = 0x01020300 + i;
     reply(words({1, 3600}));
     EXPECT_EQ(SESSION_IPC_GetAllAppAging(apps), 0u);
-    EXPECT_EQ(sent(), "00 00 00 0d 00 00 00 08");
+    EXPECT_EQ(fake::sent(), "00 00 00 0d 00 00 00 08");
     EXPECT_EQ(fake::nth("SOCK_Recv").args[1], 68u + 8);
     EXPECT_EQ(apps[0], 1u);
     EXPECT_EQ(apps[1], 3600u);
@@ -120,7 +117,7 @@ TEST_F(SessionQueries, ShortReplyTurnsTheWholeExtentInPlace) {
     reply({});
     uint16_t sw = 0xABCD;
     EXPECT_EQ(SESSION_IPC_GetTrafficLogBegin(&sw), 0u);
-    EXPECT_EQ(sent(), "00 00 00 45 00 00 00 08");
+    EXPECT_EQ(fake::sent(), "00 00 00 45 00 00 00 08");
     EXPECT_EQ(sw, 0u);
 }
 
@@ -128,26 +125,22 @@ TEST_F(SessionQueries, ArraysAndSwitchesSendNothingAndConvertEachField) {
     Bytes agings;
     for (uint32_t i = 0; i < 19; ++i) agings = fake::cat({agings, fake::be32(1000 + i)});
     reply(agings);
+    reply(words({1, 2, 0x00030004}));  // the third word is converted as a whole u32
+    reply(fake::be16(0x0102));
     uint32_t l4[19 + 1] = {};
     l4[19] = 0xDEADBEEF;  // beyond the 19 words
     EXPECT_EQ(SESSION_IPC_GetAllL4Aging(l4), 0u);
-    EXPECT_EQ(sent(), "00 00 00 0e 00 00 00 08");
+    EXPECT_EQ(fake::sent(), "00 00 00 0e 00 00 00 08");
     EXPECT_EQ(l4[0], 1000u);
     EXPECT_EQ(l4[18], 1018u);
     EXPECT_EQ(l4[19], 0xDEADBEEFu);
     EXPECT_EQ(fake::nth("SOCK_Recv").args[1], 76u + 8);
-
-    fake::reset();
-    reply(words({1, 2, 0x00030004}));  // the third word is converted as a whole u32
     uint32_t tcp[3] = {};
     EXPECT_EQ(SESSION_IPC_GetTcpDebug(tcp), 0u);
     EXPECT_EQ(tcp[2], 0x00030004u);
-
-    fake::reset();
-    reply(fake::be16(0x0102));
     uint16_t sw = 0;
     EXPECT_EQ(SESSION_IPC_GetSessionSyncAppSwitch(&sw), 0u);
-    EXPECT_EQ(sent(), "00 00 00 33 00 00 00 08");
+    EXPECT_EQ(fake::sent(2), "00 00 00 33 00 00 00 08");
     EXPECT_EQ(sw, 0x0102);
 }
 
@@ -155,13 +148,12 @@ TEST_F(SessionQueries, LogPolicyQuery) {
     SESSION_LOGPOLICY_REQ_S req = {4, 0, {1, 2}, 3, {0xAB, 0xCD}};
     const SESSION_LOGPOLICY_REQ_S before = req;
     reply(fake::be32(0));
+    reply(fake::be32(7));
     EXPECT_EQ(SESSION_IPC_GetLogPolicy(&req), 0x40010005u);
     EXPECT_EQ(std::memcmp(&req, &before, sizeof(req)), 0);
-    EXPECT_EQ(sent(), "00 00 00 03 00 00 00 1c 00 00 00 04 00 00 00 00 00 00 00 01 00 00 00 02 00 03 ab cd");
+    EXPECT_EQ(fake::sent(), "00 00 00 03 00 00 00 1c 00 00 00 04 00 00 00 00 00 00 00 01 00 00 00 02 00 03 ab cd");
     EXPECT_EQ(fake::nth("SOCK_Recv").args[1], 12u);
 
-    fake::reset();
-    reply(fake::be32(7));
     EXPECT_EQ(SESSION_IPC_GetLogPolicy(&req), 0u);
     EXPECT_EQ(req.uiPolicy, 7u);
     req.uiPolicy = 0;
@@ -174,43 +166,28 @@ TEST_F(SessionQueries, TopStatisticsConvertTheirFixedExtent) {
     reply(ranking);
     std::vector<uint8_t> buf(648 + 8, 0xEE);
     EXPECT_EQ(SESSION_IPC_DisTopStatistics(5, 648, buf.data()), 0u);
-    EXPECT_EQ(sent(), "00 00 00 11 00 00 00 0c 05 00 00 0a");
-    for (size_t k = 0; k < 20; ++k) {
-        uint64_t v;
-        std::memcpy(&v, buf.data() + 8 + 32 * k, 8);
-        uint64_t expected = 0;
-        for (size_t b = 0; b < 8; ++b) expected = expected << 8 | ranking[8 + 32 * k + b];
-        EXPECT_EQ(v, expected) << k;
-        EXPECT_EQ(fake::hex(buf.data() + 32 * k, 8), fake::hex(ranking.data() + 32 * k, 8)) << k;
-        EXPECT_EQ(fake::hex(buf.data() + 32 * k + 16, 16), fake::hex(ranking.data() + 32 * k + 16, 16)) << k;
-    }
-    EXPECT_EQ(fake::hex(buf.data() + 640, 16), fake::hex(fake::cat({Bytes(ranking.begin() + 640, ranking.end()),
-                                                                        Bytes(8, 0xEE)})));
+    EXPECT_EQ(fake::sent(), "00 00 00 11 00 00 00 0c 05 00 00 0a");
+    // Per 32-byte row: 8 bytes as received, a u64 turned, 16 as received.
+    Bytes expected = ranking;
+    for (size_t k = 0; k < 20; ++k) std::reverse(expected.begin() + 32 * k + 8, expected.begin() + 32 * k + 16);
+    EXPECT_EQ(fake::hex(buf.data(), buf.size()), fake::hex(fake::cat({expected, Bytes(8, 0xEE)})));
 
     // Samples: the head's fields, the sixteen bytes as received, then 720
     // words, converted even where the reply stopped short.
     fake::reset();
-    Bytes head = fake::cat({fake::be16(1), fake::be16(720), fake::be32(5), fake::be64(0x0102030405060708),
-                            Bytes(16, 0x77), fake::be32(42)});
-    reply(head);
+    reply(fake::cat({fake::be16(1), fake::be16(720), fake::be32(5), fake::be64(0x0102030405060708), Bytes(16, 0x77),
+                     fake::be32(42)}));
     std::vector<uint8_t> samples(2912, 0);
     const uint8_t tail[4] = {0x01, 0x02, 0x03, 0x04};
     std::memcpy(samples.data() + 2908, tail, 4);
     const uint32_t query[3] = {1, 2, 0};
     EXPECT_EQ(SESSION_IPC_GetTopStatistics(query, 2912, samples.data()), 0u);
-    EXPECT_EQ(sent(), "00 00 00 12 00 00 00 14 00 00 00 01 00 00 00 02 00 00 00 00");
-    uint16_t u16;
-    uint32_t u32;
-    uint64_t u64;
-    std::memcpy(&u16, samples.data() + 2, 2);
-    EXPECT_EQ(u16, 720);
-    std::memcpy(&u32, samples.data() + 4, 4);
-    EXPECT_EQ(u32, 5u);
-    std::memcpy(&u64, samples.data() + 8, 8);
-    EXPECT_EQ(u64, 0x0102030405060708u);
+    EXPECT_EQ(fake::sent(), "00 00 00 12 00 00 00 14 00 00 00 01 00 00 00 02 00 00 00 00");
+    EXPECT_EQ(host<uint16_t>(samples.data() + 2), 720);
+    EXPECT_EQ(host<uint32_t>(samples.data() + 4), 5u);
+    EXPECT_EQ(host<uint64_t>(samples.data() + 8), 0x0102030405060708u);
     EXPECT_EQ(fake::hex(samples.data() + 16, 16), fake::hex(Bytes(16, 0x77)));
-    std::memcpy(&u32, samples.data() + 32, 4);
-    EXPECT_EQ(u32, 42u);
+    EXPECT_EQ(host<uint32_t>(samples.data() + 32), 42u);
     EXPECT_EQ(fake::hex(samples.data() + 2908, 4), "04 03 02 01");
 
     fake::reset();
@@ -219,27 +196,22 @@ TEST_F(SessionQueries, TopStatisticsConvertTheirFixedExtent) {
     times[721] = 0x01020304;  // past the converted extent
     const uint32_t period[2] = {2, 0};
     EXPECT_EQ(SESSION_IPC_GetTopSampleTime(period, 2884, times.data()), 0u);
-    EXPECT_EQ(sent(), "00 00 00 13 00 00 00 10 00 00 00 02 00 00 00 00");
+    EXPECT_EQ(fake::sent(), "00 00 00 13 00 00 00 10 00 00 00 02 00 00 00 00");
     EXPECT_EQ(times[0], 3600u);
     EXPECT_EQ(times[1], 100u);
     EXPECT_EQ(times[721], 0x01020304u);
 }
 
-class LimitsAndRates : public SessionQueries {
+class LimitsAndRates : public FakePlatformTest {
 protected:
     bool running = false;
     void SetUp() override {
-        SessionQueries::SetUp();
+        FakePlatformTest::SetUp();
         fake::hooks().DEV_GetSystemMaster = [] { return uint16_t{9}; };
         fake::hooks().SERVICE_GetStatus = [this](uint16_t, const char *, uint32_t, uint32_t *status) {
             *status = running ? 2 : 1;
             return 0u;
         };
-    }
-    static size_t socket_calls() {
-        size_t n = 0;
-        for (const auto &name : fake::call_names()) n += name.rfind("SOCK_", 0) == 0;
-        return n;
     }
 };
 
@@ -254,40 +226,39 @@ TEST_F(LimitsAndRates, SettingStartsTheServiceOnTheMasterFirst) {
     EXPECT_EQ(SESSION_SetMaximum(2, 5000), 0u);
     EXPECT_EQ(fake::nth("SERVICE_Start").args, (std::vector<uint64_t>{9, 0, 0}));
     EXPECT_EQ(fake::nth("SERVICE_Start").text, "SESSION");
-    EXPECT_EQ(sent(), "00 00 00 36 00 00 00 10 00 00 00 02 00 00 13 88");
+    EXPECT_EQ(fake::sent(), "00 00 00 36 00 00 00 10 00 00 00 02 00 00 13 88");
     const auto names = fake::call_names();
-    const auto start = std::find(names.begin(), names.end(), "SERVICE_Start");
-    const auto send = std::find(names.begin(), names.end(), "SOCK_Send");
-    EXPECT_LT(start - names.begin(), send - names.begin());
+    EXPECT_LT(std::find(names.begin(), names.end(), "SERVICE_Start"), std::find(names.begin(), names.end(), "SOCK_Send"));
 
-    fake::reset();
+    SetUp();
     running = true;
     reply(fake::be32(0x40010001));
     EXPECT_EQ(SESSION_SetRate(0, 100), 0x40010001u);
     EXPECT_EQ(fake::count("SERVICE_Start"), 0u);
-    EXPECT_EQ(sent(), "00 00 00 37 00 00 00 10 00 00 00 00 00 00 00 64");
-}
+    EXPECT_EQ(fake::sent(), "00 00 00 37 00 00 00 10 00 00 00 00 00 00 00 64");
 
-TEST_F(LimitsAndRates, StartFailureIsReturnedAndNothingIsSent) {
+    // A failed start is returned and nothing is sent.
+    SetUp();
+    running = false;
     fake::hooks().SERVICE_Start = [](uint16_t, const char *, uint32_t, uint32_t) { return 0x5555u; };
     EXPECT_EQ(SESSION_SetRate(3, 10), 0x5555u);
-    EXPECT_EQ(socket_calls(), 0u);
+    EXPECT_TRUE(fake::call_names("SOCK_").empty());
 }
 
 TEST_F(LimitsAndRates, QueriesNeverStartTheService) {
     EXPECT_EQ(SESSION_GetRate(2), 0u);
     EXPECT_EQ(SESSION_GetMaximum(2), 0u);
-    EXPECT_EQ(socket_calls(), 0u);
+    EXPECT_TRUE(fake::call_names("SOCK_").empty());
     EXPECT_EQ(fake::count("SERVICE_Start"), 0u);
     EXPECT_EQ(fake::nth("SERVICE_GetStatus").args[0], 9u);
 
     running = true;
     reply(fake::be32(5000));
-    EXPECT_EQ(SESSION_GetMaximum(2), 5000u);
-    EXPECT_EQ(sent(), "00 00 00 38 00 00 00 0c 00 00 00 02");
     reply(fake::be32(77));
+    EXPECT_EQ(SESSION_GetMaximum(2), 5000u);
     EXPECT_EQ(SESSION_GetRate(4), 77u);
-    EXPECT_EQ(sent(1), "00 00 00 39 00 00 00 0c 00 00 00 04");
+    EXPECT_EQ(fake::sent(0), "00 00 00 38 00 00 00 0c 00 00 00 02");
+    EXPECT_EQ(fake::sent(1), "00 00 00 39 00 00 00 0c 00 00 00 04");
     // A failed exchange reads as no value.
     EXPECT_EQ(SESSION_GetRate(4), 0u);
 }

@@ -13,18 +13,11 @@ using fake::Bytes;
 
 namespace {
 
-class SessionCommands : public FakePlatformTest {
-protected:
-    static void reply(const Bytes &payload, uint32_t type = 0) {
-        fake::sockets().receives.push_back({1, 0, fake::datagram(type, payload)});
-    }
-    static std::string sent() {
-        const auto &log = fake::socket_log().sent;
-        return log.size() == 1 ? fake::hex(log[0]) : "sent " + std::to_string(log.size()) + " datagrams";
-    }
-};
+using SessionCommands = FakePlatformTest;
 
-// Records are filled from host values; none may change during the call.
+void reply(const Bytes &payload) { fake::reply(0, payload); }
+
+// Records are filled from host values.
 const SESSION_AGING_S kAging = {3, 600};
 const SESSION_FLOW_S kFlow = {1, 0x01020304};
 const SESSION_PERSIST_S kPersist = {{0x11, 0x2233, 0x44556677}};
@@ -96,27 +89,22 @@ TEST_F(SessionCommands, EverySetAndResetSendsItsPayloadAndReturnsTheResult) {
         fake::reset();
         reply(fake::be32(0x40010006));  // the service's verdict comes back unchanged
         EXPECT_EQ(c.call(), 0x40010006u) << c.what;
-        EXPECT_EQ(sent(), c.datagram) << c.what;
+        EXPECT_EQ(fake::sent(), c.datagram) << c.what;
+        EXPECT_EQ(fake::sent(1), "<nothing sent>") << c.what;
         EXPECT_EQ(fake::socket_log().closed, 1) << c.what;
     }
-    EXPECT_EQ(kAging.uiIndex, 3u);
-    EXPECT_EQ(kAging.uiSeconds, 600u);
-    EXPECT_EQ(kLogPolicy.usOption, 0x0E0F);
-    EXPECT_EQ(kDebug.uiBits, 0x80000001u);
+    // The caller's record is converted in a copy.
     EXPECT_EQ(std::memcmp(&theBill, &billBefore, sizeof(theBill)), 0);
 }
 
 TEST_F(SessionCommands, ResultWordOfAShortOrFailedReply) {
     reply({0x12, 0x34});  // the missing bytes of the word read 0
-    EXPECT_EQ(SESSION_IPC_SetStatEnable(1), 0x12340000u);
-    fake::reset();
     reply({});
-    EXPECT_EQ(SESSION_IPC_SetStatEnable(1), 0u);
-    fake::reset();
     fake::sockets().receives.push_back({1, 0, fake::cat({fake::be32(0xFFFFFFFF), fake::be32(8)})});
+    EXPECT_EQ(SESSION_IPC_SetStatEnable(1), 0x12340000u);
+    EXPECT_EQ(SESSION_IPC_SetStatEnable(1), 0u);
     EXPECT_EQ(SESSION_IPC_SetStatEnable(1), 0x40010001u);
-    fake::reset();  // nobody answers
-    EXPECT_EQ(SESSION_IPC_SetMaximum(2, 1), 0x40010001u);
+    EXPECT_EQ(SESSION_IPC_SetMaximum(2, 1), 0x40010001u);  // nobody answers
 }
 
 TEST_F(SessionCommands, NullRecordsSendNothing) {
@@ -128,6 +116,11 @@ TEST_F(SessionCommands, NullRecordsSendNothing) {
     EXPECT_EQ(SESSION_IPC_DisTopStatistics(0, 648, nullptr), 0x40010001u);
     EXPECT_EQ(fake::socket_log().opened, 0);
 }
+
+// key() as it travels.
+const std::string kKeyWire =
+    "02 06 00 00 0a 00 00 01 00 00 00 00 00 00 00 00 00 00 00 00 c0 a8 00 01 00 00 00 00 00 00 00 00 00 00 00 00 "
+    "04 00 00 50 00 00 00 00 00 05 00 00 01 02 03 04 00 00 00 09 00 00 00 00 00 00 00 ee";
 
 class SessionReset : public SessionCommands {
 protected:
@@ -151,17 +144,13 @@ protected:
 TEST_F(SessionReset, PatientResetShowsProgressAndSendsTheConvertedKey) {
     const SESSION_TABLEKEY_S k = key();
     const SESSION_TABLEKEY_S before = k;
-    fake::sockets().receives.push_back({-1, EAGAIN, {}});
-    fake::sockets().receives.push_back({-1, EAGAIN, {}});
+    fake::fail_recv(EAGAIN);
+    fake::fail_recv(EAGAIN);
     reply(fake::be32(0));
     fake::CaptureStdout out;
     EXPECT_EQ(SESSION_ResetSession(0x0102, &k), 0u);
     EXPECT_EQ(out.take(), "Resetting session..Done.\r\n");
-    const std::string tuple =
-        "02 06 00 00 0a 00 00 01 00 00 00 00 00 00 00 00 00 00 00 00 c0 a8 00 01 00 00 00 00 00 00 00 00 00 00 00 00 "
-        "04 00 00 50 00 00 00 00 00 05 00 00";
-    EXPECT_EQ(sent(), "00 00 00 14 00 00 00 4c 01 02 00 00 " + tuple +
-                          " 01 02 03 04 00 00 00 09 00 00 00 00 00 00 00 ee");
+    EXPECT_EQ(fake::sent(), "00 00 00 14 00 00 00 4c 01 02 00 00 " + kKeyWire);
     EXPECT_EQ(std::memcmp(&k, &before, sizeof(k)), 0);
     EXPECT_EQ(fake::count("SOCK_SetSockOpt"), 1u);  // the patient receive
 }
@@ -172,9 +161,7 @@ TEST_F(SessionReset, McfsResetUsesItsOwnTypeAndReturnsTheVerdict) {
     fake::CaptureStdout out;
     EXPECT_EQ(SESSION_ResetMcfsSession(0, &k), 0x40010005u);
     EXPECT_EQ(out.take(), "");  // answered at once: no progress
-    ASSERT_EQ(fake::socket_log().sent.size(), 1u);
-    EXPECT_EQ(fake::hex(Bytes(fake::socket_log().sent[0].begin(), fake::socket_log().sent[0].begin() + 12)),
-              "00 00 00 3a 00 00 00 4c 00 00 00 00");
+    EXPECT_EQ(fake::sent(), "00 00 00 3a 00 00 00 4c 00 00 00 00 " + kKeyWire);
     EXPECT_EQ(fake::count("SOCK_SetSockOpt"), 1u);
 }
 

@@ -8,6 +8,7 @@
 #include <ctime>
 #include <initializer_list>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "fake/fake_platform.h"
@@ -54,6 +55,45 @@ inline Tuple reversed(Tuple t) {
     std::swap(t.src, t.dst);
     std::swap(t.sport, t.dport);
     return t;
+}
+
+// Left-aligned in w columns, as %-<w> prints it; right-aligned.
+inline std::string col(const std::string &v, size_t w) { return v.size() >= w ? v : v + std::string(w - v.size(), ' '); }
+inline std::string rcol(const std::string &v, size_t w) { return v.size() >= w ? v : std::string(w - v.size(), ' ') + v; }
+
+// What f prints; its result (if any) goes to *rc.
+template <class F>
+std::string shown(F &&f, uint32_t *rc = nullptr) {
+    fake::CaptureStdout out;
+    if constexpr (std::is_void_v<decltype(f())>) {
+        f();
+    } else {
+        const uint32_t r = f();
+        if (rc != nullptr) *rc = r;
+    }
+    return out.take();
+}
+
+// One direction of a session entry as the tables print it; peer null for
+// IPv6, which has no tunnel line.
+inline std::string direction(const std::string &src, const std::string &dst, const char *peer, const std::string &vpn,
+                             const std::string &protocol) {
+    return "  Source      IP/port: " + src + "\r\n  Destination IP/port: " + dst + "\r\n" +
+           (peer ? "  DS-Lite tunnel peer: " + std::string(peer) + "\r\n" : "") +
+           "  VPN instance/VLAN ID/VLL ID: " + vpn + "\r\n  Protocol: " + protocol + "\r\n";
+}
+inline std::string inbound(const std::string &name) { return "  Inbound interface: " + name + "\r\n"; }
+inline std::string flow(const char *way, const std::string &packets, const std::string &bytes) {
+    return std::string(way) + ":   " + rcol(packets, 10) + " packets " + rcol(bytes, 10) + " bytes\r\n";
+}
+// The head of a relation entry (table and detail alike); peer null for IPv6.
+inline std::string relation_head(const std::string &src, const std::string &dst, const char *peer,
+                                 const std::string &vpn, const std::string &protocol, const std::string &ttl,
+                                 const std::string &app) {
+    return (peer ? "Source IP/port:      " : "Source IP:           ") + src + "\r\nDestination IP/port: " + dst +
+           "\r\n" + (peer ? "DS-Lite tunnel peer: " + std::string(peer) + "\r\n" : "") +
+           "  VPN instance/VLAN ID/VLL ID: " + vpn + "\r\nProtocol: " + protocol + "    TTL: " + ttl +
+           "\r\nApplication: " + app + "\r\n\r\n";
 }
 
 inline Bytes repeat(const Bytes &rec, size_t n) {

@@ -13,85 +13,52 @@ struct Session {
     Tuple init;
     Tuple resp = reversed(Tuple{});
     Bytes peer0 = Bytes(16, 0);
-    Bytes peer1 = Bytes(16, 0);
-    uint32_t pktOrg = 12, pktRpl = 10, bytesOrg = 3400, bytesRpl = 15000;
     uint32_t if0 = 10, if1 = 11;
-    uint32_t start = 1700000000;  // 2023-11-14 22:13:20 UTC
     uint32_t ttl = 3600;
     uint32_t app = 5;
     uint8_t state = 3, protoIndex = 0;
 };
 
+// Start time 1700000000 is 2023-11-14 22:13:20 UTC.
 Bytes session_rec(const Session &s) {
     Rec r(172);
     put_tuple(r, 0, s.init);
     put_tuple(r, 48, s.resp);
-    r.raw(96, s.peer0).raw(112, s.peer1);
-    r.be32(128, s.pktOrg).be32(132, s.pktRpl).be32(136, s.bytesOrg).be32(140, s.bytesRpl);
-    r.be32(144, s.if0).be32(148, s.if1).be32(152, s.start).be32(156, s.ttl).be32(160, s.app);
+    r.raw(96, s.peer0);
+    r.be32(128, 12).be32(132, 10).be32(136, 3400).be32(140, 15000);
+    r.be32(144, s.if0).be32(148, s.if1).be32(152, 1700000000).be32(156, s.ttl).be32(160, s.app);
     r.u8(164, s.state).u8(165, s.protoIndex).be16(166, 0x1111).be16(168, 0x2222);
     return r.b;
 }
 
-std::string show_sessions(const std::vector<Bytes> &records, uint16_t verbose, uint32_t *count) {
+std::string show_sessions(const std::vector<Bytes> &records, uint16_t verbose, uint32_t *count = nullptr) {
     Bytes all;
     for (const Bytes &r : records) all.insert(all.end(), r.begin(), r.end());
     fake::script_dump(0x140001, {fake::chunk(all)});
-    SESSION_DUMPKEY_S key{};
-    fake::CaptureStdout out;
-    *count = SESSION_DisplaySession(4, &key, verbose);
-    return out.take();
+    const SESSION_DUMPKEY_S key{};
+    return shown([&] { return SESSION_DisplaySession(4, &key, verbose); }, count);
 }
 
-const char *const kInitiatorV4 =
-    "Initiator:\r\n"
-    "  Source      IP/port: 192.168.1.10/40000\r\n"
-    "  Destination IP/port: 10.0.0.1/80\r\n"
-    "  DS-Lite tunnel peer: -\r\n"
-    "  VPN instance/VLAN ID/VLL ID: -/-/-\r\n"
-    "  Protocol: TCP(6)\r\n"
-    "  Inbound interface: GigabitEthernet1/0/1\r\n";
+const std::string kInitiatorV4 = "Initiator:\r\n" + direction("192.168.1.10/40000", "10.0.0.1/80", "-", "-/-/-", "TCP(6)") +
+                                 inbound("GigabitEthernet1/0/1");
+const std::string kStart = "Start time: 2023-11-14 22:13:20";
 
 using SessionTable = SessionDisplayTest;
 
 TEST_F(SessionTable, Ipv4TcpBriefAndVerbose) {
     uint32_t n = 0;
-    std::string brief = show_sessions({session_rec({})}, 0, &n);
+    EXPECT_EQ(show_sessions({session_rec({})}, 0, &n), kInitiatorV4 + "\r\n");
     EXPECT_EQ(n, 1u);
-    EXPECT_EQ(brief, std::string(kInitiatorV4) + "\r\n");
-
     // Any value other than 1 is the brief form.
-    fake::reset();
-    SetUp();
-    EXPECT_EQ(show_sessions({session_rec({})}, 2, &n), brief);
+    EXPECT_EQ(show_sessions({session_rec({})}, 2), kInitiatorV4 + "\r\n");
 
-    fake::reset();
-    SetUp();
     Session s;
     s.resp.vrf = 3;
-    const std::string verbose = show_sessions({session_rec(s)}, 1, &n);
-    EXPECT_EQ(verbose, std::string(kInitiatorV4) +
-                           "Responder:\r\n"
-                           "  Source      IP/port: 10.0.0.1/80\r\n"
-                           "  Destination IP/port: 192.168.1.10/40000\r\n"
-                           "  DS-Lite tunnel peer: -\r\n"
-                           "  VPN instance/VLAN ID/VLL ID: vpn-a/-/-\r\n"
-                           "  Protocol: TCP(6)\r\n"
-                           "  Inbound interface: GE1/0/2\r\n"
-                           "State: TCP_ESTABLISHED\r\n"
-                           "Application: HTTP\r\n"
-                           "Start time: 2023-11-14 22:13:20  TTL: 3600s\r\n"
-                           "Initiator->Responder:   "
-                           "        12"
-                           " packets "
-                           "      3400"
-                           " bytes\r\n"
-                           "Responder->Initiator:   "
-                           "        10"
-                           " packets "
-                           "     15000"
-                           " bytes\r\n"
-                           "\r\n");
+    EXPECT_EQ(show_sessions({session_rec(s)}, 1),
+              kInitiatorV4 + "Responder:\r\n" +
+                  direction("10.0.0.1/80", "192.168.1.10/40000", "-", "vpn-a/-/-", "TCP(6)") + inbound("GE1/0/2") +
+                  "State: TCP_ESTABLISHED\r\nApplication: HTTP\r\n" + kStart + "  TTL: 3600s\r\n" +
+                  flow("Initiator->Responder", "12", "3400") + flow("Responder->Initiator", "10", "15000") + "\r\n");
 }
 
 TEST_F(SessionTable, KeyIsConvertedCopyAndCallerKeyKept) {
@@ -103,9 +70,9 @@ TEST_F(SessionTable, KeyIsConvertedCopyAndCallerKeyKept) {
     key.usFilter1 = 0x0102;
     key.uiFilter5 = 0x0A0B0C0D;
     const SESSION_DUMPKEY_S before = key;
-    fake::CaptureStdout out;
-    EXPECT_EQ(SESSION_DisplaySession(9, &key, 1), 0u);
-    EXPECT_EQ(out.take(), "");
+    uint32_t n = 1;
+    EXPECT_EQ(shown([&] { return SESSION_DisplaySession(9, &key, 1); }, &n), "");
+    EXPECT_EQ(n, 0u);
     EXPECT_EQ(std::memcmp(&key, &before, sizeof key), 0);
     const fake::Call &req = fake::nth("DUMP_Request");
     EXPECT_EQ(req.args, (std::vector<uint64_t>{9, 0x140001, 88}));
@@ -116,27 +83,14 @@ TEST_F(SessionTable, KeyIsConvertedCopyAndCallerKeyKept) {
     EXPECT_EQ(req.bytes[80], 2);
 }
 
-TEST_F(SessionTable, Ipv6SessionHasNoDsLiteLine) {
-    Session s;
-    s.init.family = 10;
-    s.init.protocol = 58;
-    s.init.src = kIpv6A;
-    s.init.dst = kIpv6B;
-    s.init.sport = 0;
-    s.init.dport = 0;
-    s.peer0 = kIpv6B;  // ignored for an IPv6 tuple
-    uint32_t n = 0;
-    EXPECT_EQ(show_sessions({session_rec(s)}, 0, &n),
-              "Initiator:\r\n"
-              "  Source      IP/port: 2001:db8::1/0\r\n"
-              "  Destination IP/port: 2001:db8::2/0\r\n"
-              "  VPN instance/VLAN ID/VLL ID: -/-/-\r\n"
-              "  Protocol: IPV6-ICMP(58)\r\n"
-              "  Inbound interface: GigabitEthernet1/0/1\r\n"
-              "\r\n");
-}
-
-TEST_F(SessionTable, GreTypeAndDsLitePeer) {
+TEST_F(SessionTable, Ipv6GreAndDsLitePeer) {
+    Session v6;
+    v6.init.family = 10;
+    v6.init.protocol = 58;
+    v6.init.src = kIpv6A;
+    v6.init.dst = kIpv6B;
+    v6.init.sport = v6.init.dport = 0;
+    v6.peer0 = kIpv6B;  // ignored for an IPv6 tuple
     Session gre;
     gre.init.protocol = 47;
     gre.init.sport = 0x880B;
@@ -147,59 +101,44 @@ TEST_F(SessionTable, GreTypeAndDsLitePeer) {
     other.init.sport = 0x880A;
     other.peer0 = Bytes(16, 0);
     uint32_t n = 0;
-    EXPECT_EQ(show_sessions({session_rec(gre), session_rec(other)}, 0, &n),
-              "Initiator:\r\n"
-              "  Source      IP/type  : 192.168.1.10/34827\r\n"
-              "  Destination IP/callId: 10.0.0.1/7\r\n"
-              "  DS-Lite tunnel peer: 2001:db8::2\r\n"
-              "  VPN instance/VLAN ID/VLL ID: -/-/-\r\n"
-              "  Protocol: GRE(47)\r\n"
-              "  Inbound interface: N/A\r\n"
-              "\r\n"
-              "Initiator:\r\n"
-              "  Source      IP/port: 192.168.1.10/34826\r\n"
-              "  Destination IP/port: 10.0.0.1/7\r\n"
-              "  DS-Lite tunnel peer: -\r\n"
-              "  VPN instance/VLAN ID/VLL ID: -/-/-\r\n"
-              "  Protocol: GRE(47)\r\n"
-              "  Inbound interface: N/A\r\n"
-              "\r\n");
-    EXPECT_EQ(n, 2u);
+    EXPECT_EQ(show_sessions({session_rec(v6), session_rec(gre), session_rec(other)}, 0, &n),
+              "Initiator:\r\n" + direction("2001:db8::1/0", "2001:db8::2/0", nullptr, "-/-/-", "IPV6-ICMP(58)") +
+                  inbound("GigabitEthernet1/0/1") + "\r\n" +
+                  "Initiator:\r\n"
+                  "  Source      IP/type  : 192.168.1.10/34827\r\n"
+                  "  Destination IP/callId: 10.0.0.1/7\r\n"
+                  "  DS-Lite tunnel peer: 2001:db8::2\r\n"
+                  "  VPN instance/VLAN ID/VLL ID: -/-/-\r\n"
+                  "  Protocol: GRE(47)\r\n" +
+                  inbound("N/A") + "\r\n" + "Initiator:\r\n" +
+                  direction("192.168.1.10/34826", "10.0.0.1/7", "-", "-/-/-", "GRE(47)") + inbound("N/A") + "\r\n");
+    EXPECT_EQ(n, 3u);
     // Interface index 0 is never looked up.
-    EXPECT_EQ(fake::count("IF_GetDataByIfIndex"), 0u);
+    EXPECT_EQ(fake::count("IF_GetDataByIfIndex"), 1u);
 }
 
-TEST_F(SessionTable, VpnColumnAndUnknownNames) {
-    Session unknownVpn;
-    unknownVpn.init.vrf = 9;
-    unknownVpn.init.protocol = 200;  // no protocol name: "-"
-    unknownVpn.if0 = 77;             // no interface name: "N/A"
+TEST_F(SessionTable, VpnColumnUnknownNamesAndTtl) {
+    Session unknown;
+    unknown.init.vrf = 9;
+    unknown.init.protocol = 200;  // no protocol name: "-"
+    unknown.if0 = 77;             // no interface name: "N/A"
+    unknown.ttl = 0xFFFFFFFF;
+    unknown.app = 99;
     Session vlan;
     vlan.init.flags = 2;
     vlan.init.vrf = 100;
-    uint32_t n = 0;
-    const std::string out = show_sessions({session_rec(unknownVpn), session_rec(vlan)}, 0, &n);
-    EXPECT_NE(out.find("  VPN instance/VLAN ID/VLL ID: Invalid(9)/-/-\r\n  Protocol: -(200)\r\n"
-                       "  Inbound interface: N/A\r\n"),
+    vlan.ttl = 0xFFFFFFFE;
+    const std::string out = show_sessions({session_rec(unknown), session_rec(vlan)}, 1);
+    EXPECT_NE(out.find("  VPN instance/VLAN ID/VLL ID: Invalid(9)/-/-\r\n  Protocol: -(200)\r\n" + inbound("N/A")),
               std::string::npos)
         << out;
+    EXPECT_NE(out.find("Application: -\r\n" + kStart + "  TTL: -\r\n"), std::string::npos) << out;
     EXPECT_NE(out.find("  VPN instance/VLAN ID/VLL ID: -/100/-\r\n"), std::string::npos) << out;
-    // The VLAN entry asks for no VPN name; the VPN 0 of neither entry does.
+    EXPECT_NE(out.find(kStart + "  TTL: 4294967294s\r\n"), std::string::npos) << out;
+    // The VLAN entry asks for no VPN name, VPN 0 neither; the application is
+    // looked up for every entry.
     EXPECT_EQ(fake::count("L3VPN_GetNameByVrfIndex"), 1u);
     EXPECT_EQ(fake::nth("L3VPN_GetNameByVrfIndex").args, (std::vector<uint64_t>{9, 32}));
-}
-
-TEST_F(SessionTable, TtlNoneAndLargestNumber) {
-    Session none;
-    none.ttl = 0xFFFFFFFF;
-    none.app = 99;
-    Session almost;
-    almost.ttl = 0xFFFFFFFE;
-    uint32_t n = 0;
-    const std::string out = show_sessions({session_rec(none), session_rec(almost)}, 1, &n);
-    EXPECT_NE(out.find("Application: -\r\nStart time: 2023-11-14 22:13:20  TTL: -\r\n"), std::string::npos) << out;
-    EXPECT_NE(out.find("Start time: 2023-11-14 22:13:20  TTL: 4294967294s\r\n"), std::string::npos) << out;
-    // The application is looked up for every entry.
     EXPECT_EQ(fake::count("APR_GetAppNameByID"), 2u);
 }
 
@@ -209,14 +148,13 @@ TEST_F(SessionTable, LookupsComeInOrderOntoPrefilledDefaults) {
     Session s;
     s.init.vrf = 9;
     s.resp.vrf = 3;
-    uint32_t n = 0;
-    const std::string out = show_sessions({session_rec(s)}, 1, &n);
+    const std::string out = show_sessions({session_rec(s)}, 1);
     // Per direction: protocol, interface, VPN instance; the application
     // last.  Each buffer already holds its default when handed over.
     EXPECT_EQ(log, (std::vector<std::string>{"proto 6 -", "if 10 N/A", "vpn 9 -", "proto 6 -", "if 11 N/A", "vpn 3 -",
                                              "app 5 -"}));
-    EXPECT_NE(out.find("  VPN instance/VLAN ID/VLL ID: Invalid(3)/-/-\r\n  Protocol: -(6)\r\n"
-                       "  Inbound interface: N/A\r\nState: TCP_ESTABLISHED\r\nApplication: -\r\n"),
+    EXPECT_NE(out.find("  VPN instance/VLAN ID/VLL ID: Invalid(3)/-/-\r\n  Protocol: -(6)\r\n" + inbound("N/A") +
+                       "State: TCP_ESTABLISHED\r\nApplication: -\r\n"),
               std::string::npos)
         << out;
 }
@@ -237,25 +175,15 @@ TEST_F(SessionTable, FastforwardVerbose) {
     Rec r2 = r;
     r2.be32(136, 20);
     fake::script_dump(0x140006, {fake::chunk(fake::cat({r.b, r2.b}))});
-    SESSION_TABLEKEY_S key{};
-    fake::CaptureStdout out;
-    EXPECT_EQ(SESSION_DisplayFastforwardSession(2, &key, 1), 2u);
-    const std::string body =
-        "Initiator:\r\n"
-        "  Source      IP/port: 192.168.1.10/53\r\n"
-        "  Destination IP/port: 10.0.0.1/5353\r\n"
-        "  DS-Lite tunnel peer: -\r\n"
-        "  VPN instance/VLAN ID/VLL ID: -/-/-\r\n"
-        "  Protocol: UDP(17)\r\n"
-        "  Inbound interface: GE1/0/2\r\n"
-        "Responder:\r\n"
-        "  Source      IP/port: 10.0.0.1/5353\r\n"
-        "  Destination IP/port: 192.168.1.10/53\r\n"
-        "  DS-Lite tunnel peer: 2001:db8::1\r\n"
-        "  VPN instance/VLAN ID/VLL ID: -/12/-\r\n"
-        "  Protocol: UDP(17)\r\n"
-        "  Inbound interface: GigabitEthernet1/0/1\r\n";
-    EXPECT_EQ(out.take(), body + "TTL: -\r\n\r\n" + body + "TTL: 20s\r\n\r\n");
+    const SESSION_TABLEKEY_S key{};
+    uint32_t n = 0;
+    const std::string body = "Initiator:\r\n" + direction("192.168.1.10/53", "10.0.0.1/5353", "-", "-/-/-", "UDP(17)") +
+                             inbound("GE1/0/2") + "Responder:\r\n" +
+                             direction("10.0.0.1/5353", "192.168.1.10/53", "2001:db8::1", "-/12/-", "UDP(17)") +
+                             inbound("GigabitEthernet1/0/1");
+    EXPECT_EQ(shown([&] { return SESSION_DisplayFastforwardSession(2, &key, 1); }, &n),
+              body + "TTL: -\r\n\r\n" + body + "TTL: 20s\r\n\r\n");
+    EXPECT_EQ(n, 2u);
     EXPECT_EQ(fake::nth("DUMP_Request").args, (std::vector<uint64_t>{2, 0x140006, 64}));
 }
 
@@ -278,53 +206,38 @@ Bytes mcfs_rec(bool inbound, uint32_t if0, uint32_t if1, uint32_t app = 0, uint3
     return session_rec(s);
 }
 
-const char *const kMcfsDir0 =
-    "  Source      IP/port: 192.168.1.10/40000\r\n"
-    "  Destination IP/port: 239.1.1.1/5000\r\n"
-    "  DS-Lite tunnel peer: -\r\n"
-    "  VPN instance/VLAN ID/VLL ID: -/-/-\r\n"
-    "  Protocol: UDP(17)\r\n";
-const char *const kMcfsDir1 =
-    "  Source      IP/port: 239.1.1.1/5000\r\n"
-    "  Destination IP/port: 192.168.1.10/40000\r\n"
-    "  DS-Lite tunnel peer: -\r\n"
-    "  VPN instance/VLAN ID/VLL ID: -/-/-\r\n"
-    "  Protocol: UDP(17)\r\n";
+const std::string kMcfsDir0 = direction("192.168.1.10/40000", "239.1.1.1/5000", "-", "-/-/-", "UDP(17)");
+const std::string kMcfsDir1 = direction("239.1.1.1/5000", "192.168.1.10/40000", "-", "-/-/-", "UDP(17)");
 
 TEST_F(SessionTable, McfsBriefGroupsWithBlankLines) {
     fake::script_dump(0x140014,
                       {fake::chunk(fake::cat({mcfs_rec(true, 10, 0), mcfs_rec(false, 0, 11), mcfs_rec(false, 0, 0),
                                               mcfs_rec(true, 0, 0), mcfs_rec(false, 0, 10)}))});
-    SESSION_DUMPKEY_S key{};
-    fake::CaptureStdout out;
-    EXPECT_EQ(SESSION_DisplayMcfsTable(1, &key, 0), 5u);
-    const std::string group = std::string("Inbound initiator:\r\n") + kMcfsDir0;
-    EXPECT_EQ(out.take(), group + "Inbound interface: GigabitEthernet1/0/1\r\n" + "Outbound interface list: \r\n" +
-                              "    GE1/0/2\r\n" + "    N/A\r\n" + "\r\n" + group + "Inbound interface: N/A\r\n" +
-                              "Outbound interface list: \r\n" + "    GigabitEthernet1/0/1\r\n" + "\r\n");
-    EXPECT_EQ(fake::nth("DUMP_Request").args, (std::vector<uint64_t>{1, 0x140014, 88}));
-
-    // An empty table prints nothing at all, not even the closing line.
-    fake::reset();
     fake::script_dump(0x140014, {fake::chunk({})});
-    fake::CaptureStdout none;
-    EXPECT_EQ(SESSION_DisplayMcfsTable(1, &key, 0), 0u);
-    EXPECT_EQ(none.take(), "");
+    const SESSION_DUMPKEY_S key{};
+    uint32_t n = 0;
+    const std::string group = "Inbound initiator:\r\n" + kMcfsDir0;
+    EXPECT_EQ(shown([&] { return SESSION_DisplayMcfsTable(1, &key, 0); }, &n),
+              group + "Inbound interface: GigabitEthernet1/0/1\r\nOutbound interface list: \r\n    GE1/0/2\r\n"
+                      "    N/A\r\n\r\n" +
+                  group + "Inbound interface: N/A\r\nOutbound interface list: \r\n    GigabitEthernet1/0/1\r\n\r\n");
+    EXPECT_EQ(n, 5u);
+    EXPECT_EQ(fake::nth("DUMP_Request").args, (std::vector<uint64_t>{1, 0x140014, 88}));
+    // An empty table prints nothing at all, not even the closing line.
+    EXPECT_EQ(shown([&] { return SESSION_DisplayMcfsTable(1, &key, 0); }, &n), "");
+    EXPECT_EQ(n, 0u);
 }
 
 TEST_F(SessionTable, McfsVerboseInboundAndOutbound) {
     fake::script_dump(0x140014, {fake::chunk(fake::cat({mcfs_rec(true, 10, 11), mcfs_rec(false, 10, 11, 5, 30)}))});
-    SESSION_DUMPKEY_S key{};
-    fake::CaptureStdout out;
-    EXPECT_EQ(SESSION_DisplayMcfsTable(1, &key, 1), 2u);
-    const std::string packets =
-        std::string("Initiator->Responder:   ") + "        12" + " packets " + "      3400" + " bytes\r\n";
-    EXPECT_EQ(out.take(), std::string("Inbound initiator:\r\n") + kMcfsDir0 + "Inbound responder:\r\n" + kMcfsDir1 +
-                              "Inbound interface: GigabitEthernet1/0/1\r\n" + "State: UDP_OPEN\r\n" +
-                              "Application: -\r\n" + "Start time: 2023-11-14 22:13:20 TTL: -\r\n" + packets + "\r\n" +
-                              "Outbound initiator:\r\n" + kMcfsDir0 + "Outbound responder:\r\n" + kMcfsDir1 +
-                              "Outbound interface: GE1/0/2\r\n" + "State: UDP_OPEN\r\n" + "Application: HTTP\r\n" +
-                              "Start time: 2023-11-14 22:13:20 TTL: 30s\r\n" + packets + "\r\n");
+    const SESSION_DUMPKEY_S key{};
+    const std::string packets = flow("Initiator->Responder", "12", "3400") + "\r\n";
+    EXPECT_EQ(shown([&] { return SESSION_DisplayMcfsTable(1, &key, 1); }),
+              "Inbound initiator:\r\n" + kMcfsDir0 + "Inbound responder:\r\n" + kMcfsDir1 +
+                  "Inbound interface: GigabitEthernet1/0/1\r\nState: UDP_OPEN\r\nApplication: -\r\n" + kStart +
+                  " TTL: -\r\n" + packets + "Outbound initiator:\r\n" + kMcfsDir0 + "Outbound responder:\r\n" +
+                  kMcfsDir1 + "Outbound interface: GE1/0/2\r\nState: UDP_OPEN\r\nApplication: HTTP\r\n" + kStart +
+                  " TTL: 30s\r\n" + packets);
     // Application 0 is not looked up.
     EXPECT_EQ(fake::count("APR_GetAppNameByID"), 1u);
 }
@@ -359,60 +272,40 @@ TEST_F(SessionTable, RelationWildcardsAndIpv6) {
         {fake::chunk(fake::cat({relation_rec(wild, Bytes(16, 0), 30, 5), relation_rec(portOnly, kIpv6B, 0xFFFFFFFF, 0),
                                 relation_rec(v6, Bytes(16, 0), 1, 0)}))});
     const uint8_t key = 0x5A;
-    fake::CaptureStdout out;
-    EXPECT_EQ(SESSION_DisplayRelation(6, &key), 3u);
-    EXPECT_EQ(out.take(),
-              "Source IP/port:      -/-\r\n"
-              "Destination IP/port: 10.0.0.1/21\r\n"
-              "DS-Lite tunnel peer: -\r\n"
-              "  VPN instance/VLAN ID/VLL ID: -/-/-\r\n"
-              "Protocol: TCP(6)    TTL: 30s\r\n"
-              "Application: HTTP\r\n"
-              "\r\n"
-              "Source IP/port:      192.168.1.10/-\r\n"
-              "Destination IP/port: 10.0.0.1/80\r\n"
-              "DS-Lite tunnel peer: 2001:db8::2\r\n"
-              "  VPN instance/VLAN ID/VLL ID: -/7/-\r\n"
-              "Protocol: TCP(6)    TTL: 4294967295s\r\n"
-              "Application: -\r\n"
-              "\r\n"
-              "Source IP:           2001:db8::1\r\n"
-              "Destination IP/port: 2001:db8::2/5060\r\n"
-              "  VPN instance/VLAN ID/VLL ID: vpn-a/-/-\r\n"
-              "Protocol: UDP(17)    TTL: 1s\r\n"
-              "Application: -\r\n"
-              "\r\n");
-    const fake::Call &req = fake::nth("DUMP_Request");
-    EXPECT_EQ(req.args, (std::vector<uint64_t>{6, 0x140002, 1}));
-    EXPECT_EQ(fake::hex(req.bytes), "5a");
+    uint32_t n = 0;
+    EXPECT_EQ(shown([&] { return SESSION_DisplayRelation(6, &key); }, &n),
+              relation_head("-/-", "10.0.0.1/21", "-", "-/-/-", "TCP(6)", "30s", "HTTP") +
+                  relation_head("192.168.1.10/-", "10.0.0.1/80", "2001:db8::2", "-/7/-", "TCP(6)", "4294967295s", "-") +
+                  relation_head("2001:db8::1", "2001:db8::2/5060", nullptr, "vpn-a/-/-", "UDP(17)", "1s", "-"));
+    EXPECT_EQ(n, 3u);
+    EXPECT_EQ(fake::nth("DUMP_Request").args, (std::vector<uint64_t>{6, 0x140002, 1}));
+    EXPECT_EQ(fake::hex(fake::nth("DUMP_Request").bytes), "5a");
 }
 
 // ------------------------------------------------------------------- walk --
-
-struct WalkCase {
-    const char *name;
-    uint32_t dumpType;
-    uint32_t recordSize;
-    uint32_t perBatch;
-    uint32_t (*display)();
-};
 
 const SESSION_DUMPKEY_S kDumpKey{};
 const SESSION_TABLEKEY_S kTableKey{};
 const SESSION_RELATION_KEY_S kRelationKey{};
 const uint8_t kRelationByte = 0;
 
-const WalkCase kWalkCases[] = {
-    {"session", 0x140001, 172, 46, [] { return SESSION_DisplaySession(1, &kDumpKey, 1); }},
-    {"fastforward", 0x140006, 140, 57, [] { return SESSION_DisplayFastforwardSession(1, &kTableKey, 1); }},
-    {"mcfs", 0x140014, 172, 46, [] { return SESSION_DisplayMcfsTable(1, &kDumpKey, 0); }},
-    {"relation", 0x140002, 76, 105, [] { return SESSION_DisplayRelation(1, &kRelationByte); }},
-    {"kernel", 0x140024, 432, 18, [] { return SESSION_DisplaySessionKernel(1, &kDumpKey); }},
-    {"relation detail", 0x140025, 208, 38, [] { return SESSION_DisplayRelationInfo(1, &kRelationKey); }},
-};
-
-TEST_F(SessionTable, WalkPullsAgainOnlyAfterFullBatch) {
-    for (const WalkCase &c : kWalkCases) {
+// Each display walks with its own record size and batch; the walk's rules
+// themselves are the shared walk's.
+TEST_F(SessionTable, EachDisplayPullsAgainOnlyAfterItsFullBatch) {
+    struct WalkCase {
+        const char *name;
+        uint32_t dumpType, recordSize, perBatch;
+        uint32_t (*display)();
+    };
+    const WalkCase cases[] = {
+        {"session", 0x140001, 172, 46, [] { return SESSION_DisplaySession(1, &kDumpKey, 1); }},
+        {"fastforward", 0x140006, 140, 57, [] { return SESSION_DisplayFastforwardSession(1, &kTableKey, 1); }},
+        {"mcfs", 0x140014, 172, 46, [] { return SESSION_DisplayMcfsTable(1, &kDumpKey, 0); }},
+        {"relation", 0x140002, 76, 105, [] { return SESSION_DisplayRelation(1, &kRelationByte); }},
+        {"kernel", 0x140024, 432, 18, [] { return SESSION_DisplaySessionKernel(1, &kDumpKey); }},
+        {"relation detail", 0x140025, 208, 38, [] { return SESSION_DisplayRelationInfo(1, &kRelationKey); }},
+    };
+    for (const WalkCase &c : cases) {
         SCOPED_TRACE(c.name);
         const Bytes zero(c.recordSize, 0);
         // Full batch, one more record, and a third chunk that must not be
@@ -420,49 +313,18 @@ TEST_F(SessionTable, WalkPullsAgainOnlyAfterFullBatch) {
         fake::reset();
         SetUp();
         fake::script_dump(c.dumpType, {fake::chunk(repeat(zero, c.perBatch)), fake::chunk(zero), fake::chunk(zero)});
-        {
-            fake::CaptureStdout out;
-            EXPECT_EQ(c.display(), c.perBatch + 1);
-        }
+        uint32_t n = 0;
+        shown(c.display, &n);
+        EXPECT_EQ(n, c.perBatch + 1);
         ASSERT_EQ(fake::count("DUMP_Pull"), 2u);
         EXPECT_EQ(fake::nth("DUMP_Pull").args[1], c.recordSize * c.perBatch);
-        EXPECT_EQ(fake::count("DUMP_Terminate"), 1u);
         EXPECT_EQ(fake::open_dumps(), 0);
 
-        // One short of a full batch, with a partial record: no second pull.
-        fake::reset();
-        SetUp();
-        Bytes shortBatch = repeat(zero, c.perBatch - 1);
-        shortBatch.resize(shortBatch.size() + c.recordSize - 1, 0);
-        fake::script_dump(c.dumpType, {fake::chunk(shortBatch), fake::chunk(zero)});
-        {
-            fake::CaptureStdout out;
-            EXPECT_EQ(c.display(), c.perBatch - 1);
-        }
-        EXPECT_EQ(fake::count("DUMP_Pull"), 1u);
-
         // A first pull without the continuation code shows nothing.
-        fake::reset();
-        SetUp();
         fake::script_dump(c.dumpType, {{0, repeat(zero, 3)}});
-        {
-            fake::CaptureStdout out;
-            EXPECT_EQ(c.display(), 0u);
-            EXPECT_EQ(out.take(), "");
-        }
-        EXPECT_EQ(fake::count("DUMP_Terminate"), 1u);
-
-        // A dump that cannot be opened: 0, no pull, no terminate.
-        fake::reset();
-        SetUp();
-        fake::fail_dump(c.dumpType);
-        {
-            fake::CaptureStdout out;
-            EXPECT_EQ(c.display(), 0u);
-            EXPECT_EQ(out.take(), "");
-        }
-        EXPECT_EQ(fake::count("DUMP_Pull"), 0u);
-        EXPECT_EQ(fake::count("DUMP_Terminate"), 0u);
+        EXPECT_EQ(shown(c.display, &n), "");
+        EXPECT_EQ(n, 0u);
+        EXPECT_EQ(fake::open_dumps(), 0);
     }
 }
 

@@ -5,9 +5,9 @@
 
 #include "channels/wire.h"
 #include "dpmgmt/session.h"
-#include "fake/fake_platform.h"
+#include "unit/session/display_fixture.h"
 
-using fake::Bytes;
+using namespace sdtest;
 
 namespace {
 
@@ -108,28 +108,18 @@ TEST_F(History, AveragesOfThreePeriodsDivideByTheSamplesAskedFor) {
 }
 
 TEST_F(History, DisplayEndsLinesInLfCr) {
-    SESSION_HISAVG_S zero{};
-    {
-        fake::CaptureStdout out;
-        SESSION_HisCom_DisplayStatics(&zero);
-        EXPECT_EQ(out.take(),
-                  "History average sessions per second:\n\r"
-                  "      Past hour: 0\n\r"
-                  "      Past 24 hours: 0\n\r"
-                  "      Past 30 days: 0\n\r"
-                  "History average session establishment rate:\n\r"
-                  "      Past hour: 0/s\n\r"
-                  "      Past 24 hours: 0/s\n\r"
-                  "      Past 30 days: 0/s\n\r"
-                  "\n\r");
-    }
+    // Sessions: hour [1], 24 hours [2], 30 days [0]; rates: [4], [5], [3].
     const SESSION_HISAVG_S avg = {{1, 2, 3, 4, 5, 6}};
-    fake::CaptureStdout out;
-    SESSION_HisCom_DisplayStatics(&avg);
-    const std::string text = out.take();
-    EXPECT_NE(text.find("Past hour: 2\n\r      Past 24 hours: 3\n\r      Past 30 days: 1\n\r"), std::string::npos);
-    EXPECT_NE(text.find("Past hour: 5/s\n\r      Past 24 hours: 6/s\n\r      Past 30 days: 4/s\n\r\n\r"),
-              std::string::npos);
+    EXPECT_EQ(shown([&] { SESSION_HisCom_DisplayStatics(&avg); }),
+              "History average sessions per second:\n\r"
+              "      Past hour: 2\n\r"
+              "      Past 24 hours: 3\n\r"
+              "      Past 30 days: 1\n\r"
+              "History average session establishment rate:\n\r"
+              "      Past hour: 5/s\n\r"
+              "      Past 24 hours: 6/s\n\r"
+              "      Past 30 days: 4/s\n\r"
+              "\n\r");
 }
 
 // ------------------------------------------------------- top statistics --
@@ -157,11 +147,7 @@ TEST_F(History, TopStatisticsSkipUnopenedNodesWithoutAGap) {
 
     // Every request goes out before the first pull; node 1 ends before
     // node 3 is pulled.
-    const std::vector<std::string> names = fake::call_names();
-    std::vector<std::string> dumpCalls;
-    for (const std::string &n : names)
-        if (n.rfind("DUMP_", 0) == 0) dumpCalls.push_back(n);
-    EXPECT_EQ(dumpCalls, (std::vector<std::string>{"DUMP_Request", "DUMP_Request", "DUMP_Request", "DUMP_Pull",
+    EXPECT_EQ(fake::call_names("DUMP_"), (std::vector<std::string>{"DUMP_Request", "DUMP_Request", "DUMP_Request", "DUMP_Pull",
                                                    "DUMP_Pull", "DUMP_Terminate", "DUMP_Pull", "DUMP_Terminate"}));
     EXPECT_EQ(fake::hex(fake::nth("DUMP_Request").bytes), "00 00 04 00 00 00 00 18");
     EXPECT_EQ(fake::nth("DUMP_Request", 2).args, (std::vector<uint64_t>{3, 0x14001a, 8}));

@@ -4,35 +4,26 @@
 #include <string>
 
 #include "dpmgmt/session.h"
-#include "fake/fake_platform.h"
+#include "unit/session/display_fixture.h"
 
-using fake::Bytes;
+using namespace sdtest;
 
 namespace {
-
-std::string col(const std::string &v, size_t w) {
-    return v.size() >= w ? v : v + std::string(w - v.size(), ' ');
-}
 
 using HotBackup = FakePlatformTest;
 
 TEST_F(HotBackup, MessagePayloads) {
-    fake::sockets().receives.push_back({1, 0, fake::datagram(44, fake::be32(0x11))});
+    fake::reply(44, fake::be32(0x11));
+    fake::reply(45, fake::be32(0x40010006));
+    fake::reply(46, fake::be32(0));
     uint32_t setting = 0;
     EXPECT_EQ(HOTBACKUP_Ipc_GetDebug(&setting), 0u);
     EXPECT_EQ(setting, 0x11u);
-
-    fake::sockets().receives.push_back({1, 0, fake::datagram(45, fake::be32(0x40010006))});
     EXPECT_EQ(HOTBACKUP_Ipc_SetDebug(0x01020304, 0x0506), 0x40010006u);
-
-    fake::sockets().receives.push_back({1, 0, fake::datagram(46, fake::be32(0))});
     EXPECT_EQ(HOTBACKUP_Ipc_ResetStatistics(0x0708), 0u);
-
-    const auto &sent = fake::socket_log().sent;
-    ASSERT_EQ(sent.size(), 3u);
-    EXPECT_EQ(fake::hex(sent[0]), "00 00 00 2c 00 00 00 0c 00 00 00 00");
-    EXPECT_EQ(fake::hex(sent[1]), "00 00 00 2d 00 00 00 10 01 02 03 04 05 06 00 00");
-    EXPECT_EQ(fake::hex(sent[2]), "00 00 00 2e 00 00 00 0a 07 08");
+    EXPECT_EQ(fake::sent(0), "00 00 00 2c 00 00 00 0c 00 00 00 00");
+    EXPECT_EQ(fake::sent(1), "00 00 00 2d 00 00 00 10 01 02 03 04 05 06 00 00");
+    EXPECT_EQ(fake::sent(2), "00 00 00 2e 00 00 00 0a 07 08");
     EXPECT_EQ(fake::socket_log().closed, 3);
 
     // A transport failure comes back unchanged; the setting is not written.
@@ -67,9 +58,7 @@ protected:
         };
     }
     static std::string show(uint16_t node) {
-        fake::CaptureStdout out;
-        HOTBACKUP_DisplayStatistics(node);
-        return out.take();
+        return shown([&] { HOTBACKUP_DisplayStatistics(node); });
     }
 };
 
@@ -93,7 +82,7 @@ TEST_F(HotBackupDisplay, RowsForPeersThatAreUp) {
     EXPECT_EQ(fake::open_dumps(), 0);
 }
 
-TEST_F(HotBackupDisplay, OnlyTheAddressedNodeAndShortRemainPull) {
+TEST_F(HotBackupDisplay, OnlyTheAddressedNodeShortRemainPullAndNoNodes) {
     nodes({6});
     fake::script_dump(0x140019, {fake::chunk({0, 9})});
     EXPECT_EQ(show(6), std::string("Remain message       : 0\r\n") + kHeader);
@@ -115,7 +104,6 @@ TEST_F(HotBackupDisplay, PeerCountersAreNotConverted) {
     EXPECT_EQ(st.ulRecvOk, 3u);
     EXPECT_EQ(fake::hex(fake::nth("DUMP_Request").bytes), "02 01");
 
-    fake::reset();
     fake::fail_dump(0x140009);
     EXPECT_EQ(SESSION_GetHotBackStatistics(2, 1, &st), 0x40010001u);
     fake::fail_dump(0x140019);

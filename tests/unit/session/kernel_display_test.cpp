@@ -9,15 +9,6 @@ using namespace sdtest;
 
 namespace {
 
-// Left-aligned in w columns, as %-<w> prints it.
-std::string col(const std::string &v, size_t w) {
-    return v.size() >= w ? v : v + std::string(w - v.size(), ' ');
-}
-// Right-aligned in w columns.
-std::string rcol(const std::string &v, size_t w) {
-    return v.size() >= w ? v : std::string(w - v.size(), ' ') + v;
-}
-
 Rec kernel_rec() {
     Rec r(432);
     put_tuple(r, 0, Tuple{});
@@ -51,12 +42,10 @@ Rec kernel_rec() {
     return r;
 }
 
-std::string show_kernel(const Bytes &records, uint32_t *count) {
+std::string show_kernel(const Bytes &records, uint32_t *count = nullptr) {
     fake::script_dump(0x140024, {fake::chunk(records)});
-    SESSION_DUMPKEY_S key{};
-    fake::CaptureStdout out;
-    *count = SESSION_DisplaySessionKernel(3, &key);
-    return out.take();
+    const SESSION_DUMPKEY_S key{};
+    return shown([&] { return SESSION_DisplaySessionKernel(3, &key); }, count);
 }
 
 std::string kernel_golden() {
@@ -145,23 +134,16 @@ TEST_F(KernelDetail, OptionalBlocksAndIpv6Direction) {
     v6.flags = 4;
     v6.vrf = 33;
     put_tuple(r, 0, v6);
-    uint32_t n = 0;
-    const std::string out = show_kernel(r.b, &n);
+    const std::string out = show_kernel(r.b);
     EXPECT_EQ(out.find("SESSION_EXT_S:"), std::string::npos);
     EXPECT_EQ(out.find("SESSION_NATEXT_KERNEL_INFO_S:"), std::string::npos);
     EXPECT_NE(out.find("\r\n\r\nSESSION_KLOG_EXTINFO_S:\r\n"), std::string::npos);
     EXPECT_NE(out.find("Module Flag       :0x2\r\n"), std::string::npos);
     // IPv6: no DS-Lite text, the VPN line follows the addresses directly.
-    EXPECT_EQ(out.find("Initiator:\r\n"
-                       "SrcAddr        :" +
-                       col("2001:db8::1", 20) + "  SrcPort        :" + col("40000", 20) +
-                       "\r\n"
-                       "DstAddr        :" +
-                       col("2001:db8::2", 20) + "  DstPort        :" + col("80", 20) +
-                       "\r\n"
-                       "VPN ID         :-/-/33\r\n"
-                       "Protocol       :TCP(6)  Inbound interface    :GigabitEthernet1/0/1\r\n"
-                       "Responder:\r\n"),
+    EXPECT_EQ(out.find("Initiator:\r\nSrcAddr        :" + col("2001:db8::1", 20) + "  SrcPort        :" + col("40000", 20) +
+                       "\r\nDstAddr        :" + col("2001:db8::2", 20) + "  DstPort        :" + col("80", 20) +
+                       "\r\nVPN ID         :-/-/33\r\nProtocol       :TCP(6)  Inbound interface    :GigabitEthernet1/0/1"
+                       "\r\nResponder:\r\n"),
               0u)
         << out;
     EXPECT_NE(out.find("Start time: 2023-11-14 22:13:20    TTL: 60s\r\n"), std::string::npos);
@@ -172,8 +154,7 @@ TEST_F(KernelDetail, StartTimeDoesNotRereadTheTimeZone) {
     // The zone changes under the process without tzset: the kernel detail
     // keeps the zone last read, the session table reads it anew.
     setenv("TZ", "EST5", 1);
-    uint32_t n = 0;
-    EXPECT_NE(show_kernel(kernel_rec().b, &n).find("Start time: 2023-11-14 22:13:20"), std::string::npos);
+    EXPECT_NE(show_kernel(kernel_rec().b).find("Start time: 2023-11-14 22:13:20"), std::string::npos);
     setenv("TZ", "UTC", 1);
     tzset();
 }
@@ -206,45 +187,23 @@ TEST_F(KernelDetail, RelationDetailIpv4AndIpv6Endings) {
     const uint32_t addr = 0x0A000001;
     std::memcpy(key.aucAddr1, &addr, 4);
     key.uiKeyValue1 = 0x11223344;
-    fake::CaptureStdout out;
-    EXPECT_EQ(SESSION_DisplayRelationInfo(5, &key), 2u);
+    uint32_t n = 0;
     const std::string common =
         "  Receive interface: GE1/0/2\r\n"
-        "  Tuple mask:        " +
-        col("7", 20) +
-        "    Tuple LockIndex: 4\r\n"
-        "  Local LockIndex:   " +
-        col("5", 20) +
-        "    uiRelationFlag:  0x30\r\n"
-        "  Expect ChildDir:   " +
-        col("1", 20) +
-        "    Class:           3\r\n"
-        "  BakupFlag:         " +
-        col("0x6", 20) +
-        "    AgingType:       2\r\n"
-        "  bCareParentFlag:   " +
-        col("1", 20) +
-        "    uiUpdateTime:    50\r\n"
-        "  pstParent:         " +
-        col("0x100", 20) +
-        "    pstSelfRelation: 0x200\r\n"
+        "  Tuple mask:        " + col("7", 20) + "    Tuple LockIndex: 4\r\n"
+        "  Local LockIndex:   " + col("5", 20) + "    uiRelationFlag:  0x30\r\n"
+        "  Expect ChildDir:   " + col("1", 20) + "    Class:           3\r\n"
+        "  BakupFlag:         " + col("0x6", 20) + "    AgingType:       2\r\n"
+        "  bCareParentFlag:   " + col("1", 20) + "    uiUpdateTime:    50\r\n"
+        "  pstParent:         " + col("0x100", 20) + "    pstSelfRelation: 0x200\r\n"
         "  AttachData:\r\n"
         "    AlgLoad interface: GigabitEthernet1/0/1\r\n"
         "    Ext Destination IP/port: 10.0.0.2/2121\r\n"
         "    Ext DS-Lite tunnel peer: 16909060\r\n";
-    const std::string ext =
-        "    Ext Protocol: UDP(17)\r\n"
-        "    Ext ucArpPnpFlag: 0x5\r\n"
-        "    Ext usQrmId: 6\r\n";
-    EXPECT_EQ(out.take(),
-              "Source IP/port:      -/-\r\n"
-              "Destination IP/port: 10.0.0.1/21\r\n"
-              "DS-Lite tunnel peer: -\r\n"
-              "  VPN instance/VLAN ID/VLL ID: vpn-a/-/-\r\n"
-              "Protocol: TCP(6)    TTL: 25s\r\n"
-              "Application: HTTP\r\n"
-              "\r\n" +
-                  common + "    Ext VPN instance/VLAN ID/Inline ID: Invalid(9)/-/-\r\n" + ext +
+    const std::string ext = "    Ext Protocol: UDP(17)\r\n    Ext ucArpPnpFlag: 0x5\r\n    Ext usQrmId: 6\r\n";
+    EXPECT_EQ(shown([&] { return SESSION_DisplayRelationInfo(5, &key); }, &n),
+              relation_head("-/-", "10.0.0.1/21", "-", "vpn-a/-/-", "TCP(6)", "25s", "HTTP") + common +
+                  "    Ext VPN instance/VLAN ID/Inline ID: Invalid(9)/-/-\r\n" + ext +
                   "    Nat portblock: 0x300\r\n"
                   "    Nat PatEntry: (nil)\r\n"
                   "    Nat flag: 1f\r\n"
@@ -253,13 +212,9 @@ TEST_F(KernelDetail, RelationDetailIpv4AndIpv6Endings) {
                   "    Portblock-port: 1024\r\n"
                   "    FailGroupID: 77\r\n"
                   "    LoadShareID: 3\r\n\r\n" +
-                  "Source IP:           2001:db8::1\r\n"
-                  "Destination IP/port: 2001:db8::2/21\r\n"
-                  "  VPN instance/VLAN ID/VLL ID: vpn-a/-/-\r\n"
-                  "Protocol: TCP(6)    TTL: 25s\r\n"
-                  "Application: HTTP\r\n"
-                  "\r\n" +
+                  relation_head("2001:db8::1", "2001:db8::2/21", nullptr, "vpn-a/-/-", "TCP(6)", "25s", "HTTP") +
                   common + "    Ext VPN instance/VLAN ID/Inline ID: -/-/9\r\n" + ext);
+    EXPECT_EQ(n, 2u);
     const fake::Call &req = fake::nth("DUMP_Request");
     EXPECT_EQ(req.args, (std::vector<uint64_t>{5, 0x140025, 44}));
     ASSERT_EQ(req.bytes.size(), 44u);
@@ -272,10 +227,8 @@ TEST_F(KernelDetail, RelationDetailLookupOrderAndDefaults) {
     std::vector<std::string> log;
     log_failing_lookups(log);
     fake::script_dump(0x140025, {fake::chunk(relation_detail_rec(2).b)});
-    SESSION_RELATION_KEY_S key{};
-    fake::CaptureStdout out;
-    EXPECT_EQ(SESSION_DisplayRelationInfo(5, &key), 1u);
-    const std::string text = out.take();
+    const SESSION_RELATION_KEY_S key{};
+    const std::string text = shown([&] { return SESSION_DisplayRelationInfo(5, &key); });
     EXPECT_EQ(log, (std::vector<std::string>{"proto 6 -", "app 5 -", "vpn 3 -", "if 11 N/A", "if 10 N/A", "vpn 9 -",
                                              "proto 17 -"}));
     EXPECT_NE(text.find("  Receive interface: N/A\r\n"), std::string::npos) << text;

@@ -10,10 +10,6 @@ using namespace sdtest;
 
 namespace {
 
-std::string col(const std::string &v, size_t w) {
-    return v.size() >= w ? v : v + std::string(w - v.size(), ' ');
-}
-
 // n big-endian u32 words 0x01000000 + i.
 Bytes words(size_t n) {
     Bytes b;
@@ -217,20 +213,19 @@ TEST_F(StatQuery, CountDisplayPerProtocol) {
         full.insert(full.end(), e.begin(), e.end());
     }
     fake::script_dump(0x140001, {fake::chunk(full), fake::chunk({})});
-    SESSION_DUMPKEY_S key{};
-    fake::CaptureStdout out;
-    EXPECT_EQ(SESSION_DisplayStatistics(2, &key), 0u);
+    const SESSION_DUMPKEY_S key{};
+    uint32_t rc = 1;
     // 16 TCP, 15 ICMPv6; the 15 entries of index 9 count in the total only.
-    EXPECT_EQ(out.take(), "Current sessions: 46\r\n" + protocol_lines({16, 0, 0, 15, 0, 0, 0, 0}));
+    EXPECT_EQ(shown([&] { return SESSION_DisplayStatistics(2, &key); }, &rc),
+              "Current sessions: 46\r\n" + protocol_lines({16, 0, 0, 15, 0, 0, 0, 0}));
+    EXPECT_EQ(rc, 0u);
     EXPECT_EQ(fake::count("DUMP_Pull"), 2u);
     EXPECT_EQ(fake::nth("DUMP_Pull").args[1], 7912u);
     EXPECT_EQ(fake::nth("DUMP_Request").args, (std::vector<uint64_t>{2, 0x140001, 88}));
 
-    fake::reset();
     fake::fail_dump(0x140001);
-    fake::CaptureStdout none;
-    EXPECT_EQ(SESSION_DisplayStatistics(2, &key), 0x40010001u);
-    EXPECT_EQ(none.take(), "");
+    EXPECT_EQ(shown([&] { return SESSION_DisplayStatistics(2, &key); }, &rc), "");
+    EXPECT_EQ(rc, 0x40010001u);
 }
 
 // ------------------------------------------------------------ aging queue --
@@ -262,11 +257,11 @@ TEST_F(StatQuery, AgingQueueRecordSizesAndShortPulls) {
     fake::script_dump(0x140026, {{0, Bytes{0, 1}},
                                  {0, batch(1, 24, {core_rec(24, 5, 1, 2, 7, 9)})},
                                  {0x40010009u, batch(1, 16, {core_rec(16, 4000000000u, 0, 3, 1, 8)})}});
-    fake::CaptureStdout out;
-    EXPECT_EQ(SESSION_GetAgingqueueState(3), 0u);
-    EXPECT_EQ(out.take(), core_text(0, 5, 1, 2, 7, 9) + core_text(1, 4000000000u, 0, 3, 1, 0) + "Total :\n" +
+    uint32_t rc = 1;
+    EXPECT_EQ(shown([] { return SESSION_GetAgingqueueState(3); }, &rc), core_text(0, 5, 1, 2, 7, 9) + core_text(1, 4000000000u, 0, 3, 1, 0) + "Total :\n" +
                               "ulUnstableNumber    = " + col("4000000005", 10) + "\r\n" +
                               "ulResetMsgNum       = " + col("8", 10) + "\r\n");
+    EXPECT_EQ(rc, 0u);
     const fake::Call &req = fake::nth("DUMP_Request");
     EXPECT_EQ(req.args, (std::vector<uint64_t>{3, 0x140026, 4}));
     EXPECT_EQ(fake::hex(req.bytes), "00 00 1f 40");
@@ -280,9 +275,7 @@ TEST_F(StatQuery, AgingQueueNumbersCoresAcrossBatchesAndTrustsOnlyReceivedBytes)
     fake::script_dump(0x140026, {fake::chunk(batch(4, 24, {r24, r24, r24, r24})), fake::chunk(batch(0, 24, {})),
                                  // claims 5 records but carries 2 and a half
                                  fake::chunk(batch(5, 24, {r24, r24, Bytes(12, 0xFF)}))});
-    fake::CaptureStdout out;
-    EXPECT_EQ(SESSION_GetAgingqueueState(3), 0u);
-    const std::string text = out.take();
+    const std::string text = shown([] { return SESSION_GetAgingqueueState(3); });
     size_t cores = 0;
     for (size_t p = text.find("CORE "); p != std::string::npos; p = text.find("CORE ", p + 1)) ++cores;
     EXPECT_EQ(cores, 6u);
@@ -293,11 +286,10 @@ TEST_F(StatQuery, AgingQueueNumbersCoresAcrossBatchesAndTrustsOnlyReceivedBytes)
         << text;
 
     // A dump that cannot be opened: 0 and nothing printed.
-    fake::reset();
     fake::fail_dump(0x140026);
-    fake::CaptureStdout none;
-    EXPECT_EQ(SESSION_GetAgingqueueState(3), 0u);
-    EXPECT_EQ(none.take(), "");
+    uint32_t rc = 1;
+    EXPECT_EQ(shown([] { return SESSION_GetAgingqueueState(3); }, &rc), "");
+    EXPECT_EQ(rc, 0u);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #ifndef TESTS_UNIT_SQA_CALL_BUILDERS_H
 #define TESTS_UNIT_SQA_CALL_BUILDERS_H
 
+#include <cstdio>
 #include <cstring>
 #include <string>
 
@@ -17,6 +18,19 @@ inline void put_text(Bytes &b, size_t off, const std::string &s) { std::memcpy(b
 inline Bytes le32(uint32_t v) {
     return {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v >> 16),
             static_cast<uint8_t>(v >> 24)};
+}
+
+inline std::string pad(const std::string &s, size_t width) { return s + std::string(width - s.size(), ' '); }
+
+// The two lines of eight driver-context words, first + i * step.
+inline std::string ctx_line(const char *name, uint32_t first, uint32_t step) {
+    auto word = [&](uint32_t i) {
+        char hex[16];
+        std::snprintf(hex, sizeof hex, "%x", first + i * step);
+        return "0x" + pad(hex, 8);
+    };
+    return std::string("  ") + name + "[0-7]: " + word(0) + "  " + word(1) + "  " + word(2) + "  " + word(3) + "\n" +
+           std::string(25, ' ') + word(4) + "  " + word(5) + "  " + word(6) + "  " + word(7) + "\n";
 }
 
 // A type-length-value item.

@@ -22,7 +22,6 @@ protected:
             return 0;
         };
     }
-    static std::string pad(const std::string &s, size_t width) { return s + spaces(width - s.size()); }
     static std::string show(uint32_t dumpType, const H323Call &call, const char *callId = "h323-call") {
         fake::script_dump(dumpType, {fake::chunk(item(dumpType == kProbe ? 33 : 32, h323_verbose(call))), {0, {}}});
         fake::CaptureStdout out;
@@ -30,16 +29,6 @@ protected:
                                                : SQA_DUMP_DisH323CallEntryVerbose(2, callId);
         EXPECT_EQ(rc, 0u);
         return out.take();
-    }
-    static std::string ctx_line(const char *name, uint32_t first) {
-        auto word = [&](uint32_t i) { return "0x" + pad(hex(first + i), 8); };
-        return std::string("  ") + name + "[0-7]: " + word(0) + "  " + word(1) + "  " + word(2) + "  " + word(3) +
-               "\n" + spaces(25) + word(4) + "  " + word(5) + "  " + word(6) + "  " + word(7) + "\n";
-    }
-    static std::string hex(uint32_t v) {
-        char b[16];
-        std::snprintf(b, sizeof b, "%x", v);
-        return b;
     }
     static std::string endpoints() {
         return "  Caller information:\n"
@@ -68,13 +57,12 @@ TEST_F(H323Display, BriefTable) {
     EXPECT_EQ(req.args, (std::vector<uint64_t>{9, kBrief, 84}));
     EXPECT_EQ(req.bytes, Bytes(84, 0));
     EXPECT_EQ(fake::open_dumps(), 0);
-}
 
-TEST_F(H323Display, EmptyTableShowsTheHeaderOnly) {
+    // An empty table shows the header only.
     fake::script_dump(kBrief, {{0, {}}});
-    fake::CaptureStdout out;
+    fake::CaptureStdout empty;
     EXPECT_EQ(SQA_DUMP_DisH323CallEntry(9), 0u);
-    EXPECT_EQ(out.take(), "Caller                Callee                Call ID\n");
+    EXPECT_EQ(empty.take(), "Caller                Callee                Call ID\n");
 }
 
 TEST_F(H323Display, ProbeBlock) {
@@ -85,7 +73,7 @@ TEST_F(H323Display, ProbeBlock) {
                                  endpoints() +
                                  "  Sampling rate: 8000\n"
                                  "  Session ID: 42        VXLAN: 5000\n" +
-                                 tail() + ctx_line("CallerDrvContext", 0xA0) + ctx_line("CalleeDrvContext", 0xB0) + "\n";
+                                 tail() + ctx_line("CallerDrvContext", 0xA0, 1) + ctx_line("CalleeDrvContext", 0xB0, 1) + "\n";
     EXPECT_EQ(show(kProbe, H323Call{}), expected);
     EXPECT_EQ(fake::nth("DUMP_Request").args, (std::vector<uint64_t>{2, kProbe, 84}));
 }
@@ -93,12 +81,9 @@ TEST_F(H323Display, ProbeBlock) {
 TEST_F(H323Display, VerboseBlockLeavesOutTheProbeLines) {
     EXPECT_EQ(show(kVerbose, H323Call{}), "Call ID: h323-call\n" + endpoints() + "  Session ID: 42\n" + tail() + "\n");
     EXPECT_EQ(fake::nth("DUMP_Request").args, (std::vector<uint64_t>{2, kVerbose, 84}));
-}
-
-TEST_F(H323Display, KeyHoldsAtMost64Characters) {
-    const std::string id(70, 'k');
-    show(kVerbose, H323Call{}, id.c_str());
-    EXPECT_EQ(fake::nth("DUMP_Request").bytes, text(std::string(64, 'k'), 84));
+    // The key holds at most 64 characters.
+    show(kVerbose, H323Call{}, std::string(70, 'k').c_str());
+    EXPECT_EQ(fake::nth("DUMP_Request", 1).bytes, text(std::string(64, 'k'), 84));
 }
 
 TEST_F(H323Display, AbsentValuesShowDashes) {

@@ -14,7 +14,6 @@ const std::string kHeader = "Caller                 Callee                 Call 
 
 class SipDisplay : public SqaTest {
 protected:
-    static std::string pad(const std::string &s, size_t width) { return s + spaces(width - s.size()); }
     static std::string brief_line(const std::string &caller, const std::string &callee, const std::string &id) {
         return pad(caller, 23) + pad(callee, 23) + id + "\n";
     }
@@ -33,15 +32,6 @@ protected:
     }
     static Bytes entry(const std::string &id, uint8_t last, uint16_t port) {
         return brief_entry(id, {{10, 1, 1, last}, port, {}}, {{10, 9, 9, last}, static_cast<uint16_t>(port + 2), {}});
-    }
-    static std::string ctx_line(const char *name, uint32_t first, uint32_t step) {
-        auto word = [&](uint32_t i) {
-            char hex[16];
-            std::snprintf(hex, sizeof hex, "%x", first + i * step);
-            return "0x" + pad(hex, 8);
-        };
-        return std::string("  ") + name + "[0-7]: " + word(0) + "  " + word(1) + "  " + word(2) + "  " + word(3) +
-               "\n" + spaces(25) + word(4) + "  " + word(5) + "  " + word(6) + "  " + word(7) + "\n";
     }
     // The line of the output that starts with prefix, or "".
     static std::string line(const std::string &out, const std::string &prefix) {
@@ -87,39 +77,44 @@ TEST_F(SipDisplay, EmptyTablesAndFailedRequests) {
     EXPECT_EQ(verbose(1), "");
 }
 
-TEST_F(SipDisplay, OtherItemTypeEndsTheTable) {
-    fake::script_dump(kBrief, {fake::chunk(fake::cat({item(27, entry("a", 1, 1)), item(28, entry("b", 2, 2)),
-                                                      item(27, entry("c", 3, 3))})),
-                               fake::chunk(item(27, entry("d", 4, 4)))});
-    EXPECT_EQ(brief(), kHeader + brief_line("10.1.1.1:1", "10.9.9.1:3", "a"));
-    EXPECT_EQ(fake::count("DUMP_Pull"), 1u);
-    EXPECT_EQ(fake::open_dumps(), 0);
-}
-
-TEST_F(SipDisplay, ItemRunningPastItsChunkEndsOnlyTheChunk) {
+TEST_F(SipDisplay, ItemsAndChunksEndingTheWalk) {
     const Bytes cut = fake::cat({fake::be16(27), fake::be16(84), Bytes(10, 0x41)});
-    fake::script_dump(kBrief, {fake::chunk(fake::cat({item(27, entry("a", 1, 1)), cut})),
-                               fake::chunk(item(27, entry("d", 4, 4))), {0, {}}});
-    EXPECT_EQ(brief(), kHeader + brief_line("10.1.1.1:1", "10.9.9.1:3", "a") + brief_line("10.1.1.4:4", "10.9.9.4:6", "d"));
-}
-
-TEST_F(SipDisplay, ShortValueKeepsThePreviousEntryWithinAChunk) {
     // 72 bytes: a call ID and the caller's address, nothing more.  The ports
     // left from the entry before were converted already and are converted
     // again; the next chunk starts from a cleared entry.
     const Bytes full = entry("short", 7, 0);
     const Bytes shortValue(full.begin(), full.begin() + 72);
-    fake::script_dump(kBrief, {fake::chunk(fake::cat({item(27, entry("a", 1, 5060)), item(27, shortValue)})),
-                               fake::chunk(item(27, shortValue)), {0, {}}});
-    EXPECT_EQ(brief(), kHeader + brief_line("10.1.1.1:5060", "10.9.9.1:5062", "a") +
-                           brief_line("10.1.1.7:50195", "10.9.9.1:50707", "short") +
-                           brief_line("10.1.1.7:0", "0.0.0.0:0", "short"));
-}
-
-TEST_F(SipDisplay, LongValuesAreCutAndUnterminatedIdsStayInTheirField) {
-    Bytes longer = fake::cat({entry(std::string(65, 'x'), 1, 1), Bytes(40, 0x42)});
-    fake::script_dump(kBrief, {fake::chunk(item(27, longer)), {0, {}}});
-    EXPECT_EQ(brief(), kHeader + brief_line("10.1.1.1:1", "10.9.9.1:3", std::string(64, 'x')));
+    struct Case {
+        const char *what;
+        std::vector<fake::Pull> pulls;
+        std::string lines;
+        size_t pulled;
+    };
+    const Case cases[] = {
+        {"another item type ends the table",
+         {fake::chunk(fake::cat({item(27, entry("a", 1, 1)), item(28, entry("b", 2, 2)), item(27, entry("c", 3, 3))})),
+          fake::chunk(item(27, entry("d", 4, 4)))},
+         brief_line("10.1.1.1:1", "10.9.9.1:3", "a"), 1},
+        {"an item running past its chunk ends only the chunk",
+         {fake::chunk(fake::cat({item(27, entry("a", 1, 1)), cut})), fake::chunk(item(27, entry("d", 4, 4))), {0, {}}},
+         brief_line("10.1.1.1:1", "10.9.9.1:3", "a") + brief_line("10.1.1.4:4", "10.9.9.4:6", "d"), 3},
+        {"a short value keeps the previous entry within a chunk",
+         {fake::chunk(fake::cat({item(27, entry("a", 1, 5060)), item(27, shortValue)})), fake::chunk(item(27, shortValue)),
+          {0, {}}},
+         brief_line("10.1.1.1:5060", "10.9.9.1:5062", "a") + brief_line("10.1.1.7:50195", "10.9.9.1:50707", "short") +
+             brief_line("10.1.1.7:0", "0.0.0.0:0", "short"),
+         3},
+        {"long values are cut, unterminated IDs stay in their field",
+         {fake::chunk(item(27, fake::cat({entry(std::string(65, 'x'), 1, 1), Bytes(40, 0x42)}))), {0, {}}},
+         brief_line("10.1.1.1:1", "10.9.9.1:3", std::string(64, 'x')), 2},
+    };
+    for (const Case &c : cases) {
+        fake::reset();
+        fake::script_dump(kBrief, c.pulls);
+        EXPECT_EQ(brief(), kHeader + c.lines) << c.what;
+        EXPECT_EQ(fake::count("DUMP_Pull"), c.pulled) << c.what;
+        EXPECT_EQ(fake::open_dumps(), 0) << c.what;
+    }
 }
 
 TEST_F(SipDisplay, VerboseBlock) {
