@@ -1,10 +1,9 @@
-// The configuration database: sorted lists, namespaces, moves, batches and
-// durability across a killed writer.
+// The configuration database: sorted lists, moves between the two
+// configuration databases, and durability across a killed writer.
 #include <arpa/inet.h>
 #include <sqlite3.h>
 
 #include <cstring>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -121,25 +120,6 @@ TEST_F(DbmTest, EqualSortKeyReplacesProbeRemovesAndEmptyListsIterate) {
     EXPECT_LT(DBM_GetNextSortList(h, "missing", 8, &none, 0, 0, 96, buf), 0);
 }
 
-TEST_F(DbmTest, BinaryValuesCountTheNulAndStayInTheirDatabase) {
-    const uint64_t a = open("gConnlmt", "connlmt"), b = open("eConnlmt", "connlmt");
-    const uint8_t value[20] = {0x13, 0xC4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0};
-    const uint8_t other[4] = {9, 9, 9, 9};
-    ASSERT_EQ(DBM_SetBinary(a, "SQA-SIP", 8, 0, 20, value, 0), 0);
-    ASSERT_EQ(DBM_SetBinary(b, "SQA-SIP", 8, 0, 4, other, 0), 0);
-    EXPECT_EQ(DBM_IsKeyExist(a, "SQA-SIP", 7), 0) << "the NUL is part of the key";
-    uint8_t buf[64];
-    std::memset(buf, 0xEE, sizeof buf);
-    EXPECT_EQ(DBM_GetBinary(a, "SQA-SIP", 8, 0, 64, buf), 20);
-    EXPECT_EQ(std::memcmp(buf, value, 20), 0);
-    EXPECT_EQ(buf[20], 0xEE);
-    EXPECT_EQ(DBM_GetBinary(a, "SQA-SIP", 8, 0, 3, buf), 3);
-    EXPECT_LE(DBM_GetBinary(a, "nothing", 8, 0, 64, buf), 0);
-    EXPECT_EQ(DBM_DeleteKey(a, "SQA-SIP", 8), 0);
-    EXPECT_EQ(DBM_IsKeyExist(a, "SQA-SIP", 8), 0);
-    EXPECT_EQ(DBM_GetBinary(b, "SQA-SIP", 8, 0, 64, buf), 4);
-}
-
 TEST_F(DbmTest, MoveBetweenTheTwoConfigurationDatabases) {
     uint64_t used = DBM_INVALID_HANDLE, unused = DBM_INVALID_HANDLE;
     open_cfg(used, unused);
@@ -159,48 +139,6 @@ TEST_F(DbmTest, MoveBetweenTheTwoConfigurationDatabases) {
     ASSERT_EQ(DBM_Move(unused, "list", 5, used), 0);
     EXPECT_EQ(walk(used, "list", 4), (Elems{u32_host(42)}));
     EXPECT_LT(DBM_Len(unused, "list", 5), 0);
-}
-
-std::map<std::string, std::vector<uint8_t>> *g_seen = nullptr;
-
-// Moves the keys whose value starts with an odd byte.
-uint32_t select_odd(uint64_t, const void *key, uint64_t keyLen, const void *value, uint64_t valueLen, uint64_t arg) {
-    const auto *v = static_cast<const uint8_t *>(value);
-    (*g_seen)[std::string(static_cast<const char *>(key), keyLen)] = std::vector<uint8_t>(v, v + valueLen);
-    return arg == 77 && valueLen > 0 && (v[0] & 1) ? DBM_BATCH_CB_MOVE : DBM_BATCH_CB_SKIP;
-}
-
-TEST_F(DbmTest, BatchVisitsEveryKeyAndMovesTheChosenOnes) {
-    uint64_t src = 0, dst = 0;
-    open_cfg(src, dst);
-    for (uint8_t i = 1; i <= 4; ++i) {
-        const std::string key = "k" + std::to_string(i);
-        ASSERT_EQ(DBM_SetBinary(src, key.c_str(), key.size() + 1, 0, 1, &i, 3), 0);
-    }
-    ASSERT_EQ(DBM_CreateSortList(src, "list", 5, &kFirstU32, 1, 0), 0);
-    ASSERT_EQ(insert(src, "list", u32_host(0x0202)), 0);
-    ASSERT_EQ(insert(src, "list", u32_host(0x0101)), 0);
-
-    std::map<std::string, std::vector<uint8_t>> seen;
-    g_seen = &seen;
-    const DBM_BATCH_S batch = {DBM_BATCH_OP_MOVE, select_odd, 77};
-    // Without a target every key is only visited.
-    ASSERT_EQ(DBM_Batch_Proc(src, DBM_INVALID_HANDLE, &batch, 1), 0);
-    EXPECT_EQ(seen.size(), 5u);
-    EXPECT_EQ(DBM_IsKeyExist(src, "k1", 3), 1);
-    seen.clear();
-    ASSERT_EQ(DBM_Batch_Proc(src, dst, &batch, 1), 0);
-    g_seen = nullptr;
-    // A list is visited as its elements in order, one after the other.
-    std::vector<uint8_t> listValue = u32_host(0x0101);
-    for (uint8_t b : u32_host(0x0202)) listValue.push_back(b);
-    EXPECT_EQ(seen[std::string("list", 5)], listValue);
-    for (const char *moved : {"k1", "k3", "list"}) {
-        EXPECT_EQ(DBM_IsKeyExist(src, moved, std::strlen(moved) + 1), 0) << moved;
-        EXPECT_EQ(DBM_IsKeyExist(dst, moved, std::strlen(moved) + 1), 1) << moved;
-    }
-    for (const char *kept : {"k2", "k4"}) EXPECT_EQ(DBM_IsKeyExist(src, kept, 3), 1) << kept;
-    EXPECT_EQ(walk(dst, "list", 4), (Elems{u32_host(0x0101), u32_host(0x0202)}));
 }
 
 // A writer killed at a random point loses nothing it acknowledged and leaves

@@ -1,4 +1,4 @@
-// Text helpers, type-length-value items, resource strings and help lines.
+// The formatted-print helper and the type-length-value item reader.
 #include <arpa/inet.h>
 
 #include <cstring>
@@ -7,8 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include "dpsim.h"
-#include "platform/rc.h"
 #include "platform/stlv.h"
 #include "platform/textutil.h"
 
@@ -41,27 +39,6 @@ TEST(Scnprintf, StoresAtMostSizeMinusOneAndCountsWhatItStored) {
     EXPECT_EQ(std::string(big.data()), "<" + longText + ">");
 }
 
-TEST(TextHelpers, StrlcpyUppercaseAndInetNtop) {
-    char buf[6];
-    EXPECT_EQ(strlcpy(buf, "abcdefgh", sizeof buf), 8u);
-    EXPECT_STREQ(buf, "abcde");
-    char text[] = "sip-h323 Tcp";
-    EXPECT_EQ(uppercase(text), text);
-    EXPECT_STREQ(text, "SIP-H323 TCP");
-
-    const uint32_t v4 = htonl(0x0A000001u);
-    char out[46];
-    EXPECT_EQ(__wrap_inet_ntop(2, &v4, out, 16), out);
-    EXPECT_STREQ(out, "10.0.0.1");
-    const uint8_t v6[16] = {0xfe, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
-    EXPECT_EQ(__wrap_inet_ntop(10, v6, out, sizeof out), out);
-    EXPECT_STREQ(out, "fe80::1");
-    std::strcpy(out, "keep");
-    EXPECT_EQ(__wrap_inet_ntop(2, &v4, out, 8), nullptr);
-    EXPECT_EQ(__wrap_inet_ntop(3, &v4, out, sizeof out), nullptr);
-    EXPECT_STREQ(out, "keep");
-}
-
 TEST(Stlv, WalksItemsAndStopsAtADamagedOne) {
     // Type 27 with 3 bytes, type 28 with none, then type 5 claiming 9 bytes
     // of which only 2 are there.
@@ -81,31 +58,6 @@ TEST(Stlv, WalksItemsAndStopsAtADamagedOne) {
     EXPECT_EQ(value, nullptr);
     EXPECT_EQ(type, 77);
     EXPECT_NE(STLV_Get(chunk, 3, &type, &length, &value), 0u) << "fewer than four bytes are no item";
-}
-
-TEST(ResourceStrings, TextsAndHelpCollector) {
-    const std::string empty = RC_LoadString(0x0611008B);
-    ASSERT_GE(empty.size(), 2u);
-    EXPECT_EQ(empty.substr(empty.size() - 2), "\r\n");
-    for (const auto &[id, value] : {std::pair{0x675008Au, "(0)"}, std::pair{0x6750075u, "(10)"},
-                                    std::pair{0x6750083u, "(8)"}, std::pair{0x6750089u, "(56)"}}) {
-        const std::string text = RC_LoadString(id);
-        EXPECT_EQ(text.rfind("Specify ", 0), 0u) << std::hex << id;
-        EXPECT_EQ(text.substr(text.size() - std::strlen(value)), value) << text;
-    }
-    EXPECT_STREQ(RC_LoadString(0x12345), "");
-
-    dpsim::clear_help_lines();
-    int context = 0;
-    EXPECT_EQ(CLI_NewHelpInfo("ef", RC_LoadString(0x675008B), &context), 0u);
-    EXPECT_EQ(CLI_NewHelpInfo("af11", "Specify", nullptr), 0u);
-    const auto lines = dpsim::take_help_lines();
-    ASSERT_EQ(lines.size(), 2u);
-    EXPECT_EQ(lines[0].keyword, "ef");
-    EXPECT_EQ(lines[0].help, "Specify Expedited Forwarding service(46)");
-    EXPECT_EQ(lines[0].context, &context);
-    EXPECT_EQ(lines[1].keyword, "af11");
-    EXPECT_TRUE(dpsim::take_help_lines().empty());
 }
 
 }  // namespace
