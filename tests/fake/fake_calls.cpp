@@ -123,140 +123,50 @@ int SOCK_Close(int fd) {
     return 0;
 }
 
-// -------------------------------------------------------------- topology --
-#define FAKE_HOOK(name, ...) \
-    if (state().hooks.name) return state().hooks.name(__VA_ARGS__)
+// ------------------------------------- topology, interfaces, names, services --
+// Each call is recorded with its numeric arguments (and text argument, if any), then answered by the test's hook
+// when set, else by the default the tests rely on.
+#define FAKE_CALL(Ret, name, params, recArgs, text, hookArgs, ...) \
+    Ret name params {                                             \
+        record(#name, {FAKE_UNPACK recArgs}, nullptr, 0, text);   \
+        if (state().hooks.name) return state().hooks.name hookArgs; \
+        __VA_ARGS__                                               \
+    }
+#define FAKE_UNPACK(...) __VA_ARGS__
 
-uint16_t DEV_GetSelf(void) {
-    record("DEV_GetSelf", {});
-    FAKE_HOOK(DEV_GetSelf);
-    return 1;
-}
-uint16_t DEV_GetSystemMaster(void) {
-    record("DEV_GetSystemMaster", {});
-    FAKE_HOOK(DEV_GetSystemMaster);
-    return 1;
-}
-uint32_t DEV_IsController(uint16_t node) {
-    record("DEV_IsController", {node});
-    FAKE_HOOK(DEV_IsController, node);
-    return 0;
-}
-uint32_t DEV_GetControllerTeamByLip(uint16_t lip) {
-    record("DEV_GetControllerTeamByLip", {lip});
-    FAKE_HOOK(DEV_GetControllerTeamByLip, lip);
-    return 0;
-}
-uint16_t *DEV_GetAllNodes(uint32_t *count) {
-    record("DEV_GetAllNodes", {});
-    FAKE_HOOK(DEV_GetAllNodes, count);
-    *count = 0;
-    return nullptr;
-}
-uint32_t DEV_IsMultiChassis(void) {
-    record("DEV_IsMultiChassis", {});
-    FAKE_HOOK(DEV_IsMultiChassis);
-    return 0;
-}
-uint32_t DEV_IsMultiCpu(uint32_t chassis, uint32_t slot) {
-    record("DEV_IsMultiCpu", {chassis, slot});
-    FAKE_HOOK(DEV_IsMultiCpu, chassis, slot);
-    return 0;
-}
-uint32_t LIP_GetChassID(uint16_t node) {
-    record("LIP_GetChassID", {node});
-    FAKE_HOOK(LIP_GetChassID, node);
-    return 0;
-}
-uint32_t LIP_GetSlotID(uint16_t node) {
-    record("LIP_GetSlotID", {node});
-    FAKE_HOOK(LIP_GetSlotID, node);
-    return 0;
-}
-uint32_t LIP_GetCpuID(uint16_t node) {
-    record("LIP_GetCpuID", {node});
-    FAKE_HOOK(LIP_GetCpuID, node);
-    return 0;
-}
-
-// ------------------------------------------------------------ interfaces --
-uint32_t IF_GetDataByIfIndex(uint32_t ifIndex, uint32_t item, void *buf) {
-    record("IF_GetDataByIfIndex", {ifIndex, item});
-    FAKE_HOOK(IF_GetDataByIfIndex, ifIndex, item, buf);
-    return 1;
-}
-uint32_t IF_GetIfIndexByFullName(const char *name) {
-    record("IF_GetIfIndexByFullName", {}, nullptr, 0, name);
-    FAKE_HOOK(IF_GetIfIndexByFullName, name);
-    return 0;
-}
-uint16_t *IF_GetRelyNodesByIfIndex(uint32_t ifIndex, uint64_t *count) {
-    record("IF_GetRelyNodesByIfIndex", {ifIndex});
-    FAKE_HOOK(IF_GetRelyNodesByIfIndex, ifIndex, count);
-    *count = 0;
-    return nullptr;
-}
-uint32_t IF_IsLocalIf(uint32_t ifIndex) {
-    record("IF_IsLocalIf", {ifIndex});
-    FAKE_HOOK(IF_IsLocalIf, ifIndex);
-    return 0;
-}
-uint32_t IF_IsTempIf(uint32_t ifIndex) {
-    record("IF_IsTempIf", {ifIndex});
-    FAKE_HOOK(IF_IsTempIf, ifIndex);
-    return 0;
-}
-uint32_t IF_IsNodeUp(uint16_t node) {
-    record("IF_IsNodeUp", {node});
-    FAKE_HOOK(IF_IsNodeUp, node);
-    return 1;
-}
-
-// ----------------------------------------------------------------- names --
-uint32_t ACL_GetIndexByName(uint32_t aclType, const char *name) {
-    record("ACL_GetIndexByName", {aclType}, nullptr, 0, name);
-    FAKE_HOOK(ACL_GetIndexByName, aclType, name);
-    return 0;
-}
-uint32_t ACL_GetNameByIndex(uint32_t aclType, uint32_t aclNum, char *name) {
-    record("ACL_GetNameByIndex", {aclType, aclNum});
-    FAKE_HOOK(ACL_GetNameByIndex, aclType, aclNum, name);
-    return 1;
-}
-uint32_t APR_GetProtoNameByID(uint32_t protocol, char *name) {
-    record("APR_GetProtoNameByID", {protocol});
-    FAKE_HOOK(APR_GetProtoNameByID, protocol, name);
-    return 1;
-}
-uint32_t APR_GetAppNameByID(uint32_t appId, char *name) {
-    record("APR_GetAppNameByID", {appId});
-    FAKE_HOOK(APR_GetAppNameByID, appId, name);
-    return 1;
-}
-uint32_t L3VPN_GetNameByVrfIndex(uint32_t vrfIndex, uint32_t size, char *name) {
-    record("L3VPN_GetNameByVrfIndex", {vrfIndex, size});
-    FAKE_HOOK(L3VPN_GetNameByVrfIndex, vrfIndex, size, name);
-    return 1;
-}
-
-// -------------------------------------------------------------- services --
-uint32_t SERVICE_GetStatus(uint16_t node, const char *name, uint32_t reserved, uint32_t *status) {
-    record("SERVICE_GetStatus", {node, reserved}, nullptr, 0, name);
-    FAKE_HOOK(SERVICE_GetStatus, node, name, reserved, status);
-    *status = 2;
-    return 0;
-}
-uint32_t SERVICE_Start(uint16_t node, const char *name, uint32_t reserved1, uint32_t reserved2) {
-    record("SERVICE_Start", {node, reserved1, reserved2}, nullptr, 0, name);
-    FAKE_HOOK(SERVICE_Start, node, name, reserved1, reserved2);
-    return 0;
-}
-
-const char *RC_LoadString(uint32_t id) {
-    record("RC_LoadString", {id});
-    FAKE_HOOK(RC_LoadString, id);
-    return "";
-}
+FAKE_CALL(uint16_t, DEV_GetSelf, (void), (), nullptr, (), return 1;)
+FAKE_CALL(uint16_t, DEV_GetSystemMaster, (void), (), nullptr, (), return 1;)
+FAKE_CALL(uint32_t, DEV_IsController, (uint16_t node), (node), nullptr, (node), return 0;)
+FAKE_CALL(uint32_t, DEV_GetControllerTeamByLip, (uint16_t lip), (lip), nullptr, (lip), return 0;)
+FAKE_CALL(uint16_t *, DEV_GetAllNodes, (uint32_t *count), (), nullptr, (count), *count = 0; return nullptr;)
+FAKE_CALL(uint32_t, DEV_IsMultiChassis, (void), (), nullptr, (), return 0;)
+FAKE_CALL(uint32_t, DEV_IsMultiCpu, (uint32_t chassis, uint32_t slot), (chassis, slot), nullptr, (chassis, slot),
+          return 0;)
+FAKE_CALL(uint32_t, LIP_GetChassID, (uint16_t node), (node), nullptr, (node), return 0;)
+FAKE_CALL(uint32_t, LIP_GetSlotID, (uint16_t node), (node), nullptr, (node), return 0;)
+FAKE_CALL(uint32_t, LIP_GetCpuID, (uint16_t node), (node), nullptr, (node), return 0;)
+FAKE_CALL(uint32_t, IF_GetDataByIfIndex, (uint32_t ifIndex, uint32_t item, void *buf), (ifIndex, item), nullptr,
+          (ifIndex, item, buf), return 1;)
+FAKE_CALL(uint32_t, IF_GetIfIndexByFullName, (const char *name), (), name, (name), return 0;)
+FAKE_CALL(uint16_t *, IF_GetRelyNodesByIfIndex, (uint32_t ifIndex, uint64_t *count), (ifIndex), nullptr,
+          (ifIndex, count), *count = 0; return nullptr;)
+FAKE_CALL(uint32_t, IF_IsLocalIf, (uint32_t ifIndex), (ifIndex), nullptr, (ifIndex), return 0;)
+FAKE_CALL(uint32_t, IF_IsTempIf, (uint32_t ifIndex), (ifIndex), nullptr, (ifIndex), return 0;)
+FAKE_CALL(uint32_t, IF_IsNodeUp, (uint16_t node), (node), nullptr, (node), return 1;)
+FAKE_CALL(uint32_t, ACL_GetIndexByName, (uint32_t aclType, const char *name), (aclType), name, (aclType, name),
+          return 0;)
+FAKE_CALL(uint32_t, ACL_GetNameByIndex, (uint32_t aclType, uint32_t aclNum, char *name), (aclType, aclNum), nullptr,
+          (aclType, aclNum, name), return 1;)
+FAKE_CALL(uint32_t, APR_GetProtoNameByID, (uint32_t protocol, char *name), (protocol), nullptr, (protocol, name),
+          return 1;)
+FAKE_CALL(uint32_t, APR_GetAppNameByID, (uint32_t appId, char *name), (appId), nullptr, (appId, name), return 1;)
+FAKE_CALL(uint32_t, L3VPN_GetNameByVrfIndex, (uint32_t vrfIndex, uint32_t size, char *name), (vrfIndex, size),
+          nullptr, (vrfIndex, size, name), return 1;)
+FAKE_CALL(uint32_t, SERVICE_GetStatus, (uint16_t node, const char *name, uint32_t reserved, uint32_t *status),
+          (node, reserved), name, (node, name, reserved, status), *status = 2; return 0;)
+FAKE_CALL(uint32_t, SERVICE_Start, (uint16_t node, const char *name, uint32_t reserved1, uint32_t reserved2),
+          (node, reserved1, reserved2), name, (node, name, reserved1, reserved2), return 0;)
+FAKE_CALL(const char *, RC_LoadString, (uint32_t id), (id), nullptr, (id), return "";)
 
 uint32_t CLI_NewHelpInfo(const char *keyword, const char *help, void *helpContext) {
     record("CLI_NewHelpInfo", {reinterpret_cast<uint64_t>(helpContext)}, help, help ? std::strlen(help) : 0, keyword);

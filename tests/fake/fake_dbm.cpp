@@ -21,6 +21,17 @@ std::string text_key(const std::string &raw) {
     return k;
 }
 
+// Records a keyed call with the bytes it was handed (the key unless others are given); returns the raw key.
+std::string keyed(const char *name, std::initializer_list<uint64_t> args, const void *key, uint64_t keyLen,
+                  const void *bytes, size_t len) {
+    const std::string raw = key_of(key, keyLen);
+    record(name, args, bytes, bytes ? len : 0, text_key(raw).c_str());
+    return raw;
+}
+std::string keyed(const char *name, std::initializer_list<uint64_t> args, const void *key, uint64_t keyLen) {
+    return keyed(name, args, key, keyLen, key, static_cast<size_t>(keyLen));
+}
+
 Database *db(uint64_t handle) {
     auto it = state().databases.find(handle);
     return it == state().databases.end() ? nullptr : &it->second;
@@ -139,16 +150,14 @@ int32_t DBM_Batch_Proc(uint64_t source, uint64_t target, const DBM_BATCH_S *batc
 }
 
 int32_t DBM_IsKeyExist(uint64_t handle, const void *key, uint64_t keyLen) {
-    const std::string raw = key_of(key, keyLen);
-    record("DBM_IsKeyExist", {handle, keyLen}, key, key ? keyLen : 0, text_key(raw).c_str());
+    const std::string raw = keyed("DBM_IsKeyExist", {handle, keyLen}, key, keyLen);
     if (state().hooks.DBM_IsKeyExist) return state().hooks.DBM_IsKeyExist(handle, text_key(raw));
     if (db(handle) == nullptr) return -1;
     return entry(handle, raw) != nullptr ? 1 : 0;
 }
 
 int32_t DBM_GetBinary(uint64_t handle, const void *key, uint64_t keyLen, uint32_t offset, uint32_t size, void *buf) {
-    const std::string raw = key_of(key, keyLen);
-    record("DBM_GetBinary", {handle, keyLen, offset, size}, key, key ? keyLen : 0, text_key(raw).c_str());
+    const std::string raw = keyed("DBM_GetBinary", {handle, keyLen, offset, size}, key, keyLen);
     if (state().hooks.DBM_GetBinary) return state().hooks.DBM_GetBinary(handle, text_key(raw), size, buf);
     DbEntry *e = entry(handle, raw);
     if (e == nullptr || e->isList) return -1;
@@ -160,8 +169,7 @@ int32_t DBM_GetBinary(uint64_t handle, const void *key, uint64_t keyLen, uint32_
 
 int32_t DBM_SetBinary(uint64_t handle, const void *key, uint64_t keyLen, uint32_t offset, uint32_t size,
                       const void *value, uint32_t attribute) {
-    const std::string raw = key_of(key, keyLen);
-    record("DBM_SetBinary", {handle, keyLen, offset, size, attribute}, value, value ? size : 0, text_key(raw).c_str());
+    const std::string raw = keyed("DBM_SetBinary", {handle, keyLen, offset, size, attribute}, key, keyLen, value, size);
     const Bytes v(static_cast<const uint8_t *>(value), static_cast<const uint8_t *>(value) + size);
     if (state().hooks.DBM_SetBinary) return state().hooks.DBM_SetBinary(handle, text_key(raw), v, attribute);
     Database *d = db(handle);
@@ -173,8 +181,7 @@ int32_t DBM_SetBinary(uint64_t handle, const void *key, uint64_t keyLen, uint32_
 }
 
 int32_t DBM_DeleteKey(uint64_t handle, const void *key, uint64_t keyLen) {
-    const std::string raw = key_of(key, keyLen);
-    record("DBM_DeleteKey", {handle, keyLen}, key, key ? keyLen : 0, text_key(raw).c_str());
+    const std::string raw = keyed("DBM_DeleteKey", {handle, keyLen}, key, keyLen);
     if (state().hooks.DBM_DeleteKey) return state().hooks.DBM_DeleteKey(handle, text_key(raw));
     Database *d = db(handle);
     if (d == nullptr) return -1;
@@ -182,8 +189,7 @@ int32_t DBM_DeleteKey(uint64_t handle, const void *key, uint64_t keyLen) {
 }
 
 int32_t DBM_Move(uint64_t source, const void *key, uint64_t keyLen, uint64_t target) {
-    const std::string raw = key_of(key, keyLen);
-    record("DBM_Move", {source, keyLen, target}, key, key ? keyLen : 0, text_key(raw).c_str());
+    const std::string raw = keyed("DBM_Move", {source, keyLen, target}, key, keyLen);
     Database *s = db(source);
     Database *t = db(target);
     if (s == nullptr || t == nullptr) return -1;
@@ -195,8 +201,7 @@ int32_t DBM_Move(uint64_t source, const void *key, uint64_t keyLen, uint64_t tar
 }
 
 int32_t DBM_Len(uint64_t handle, const void *key, uint64_t keyLen) {
-    const std::string raw = key_of(key, keyLen);
-    record("DBM_Len", {handle, keyLen}, key, key ? keyLen : 0, text_key(raw).c_str());
+    const std::string raw = keyed("DBM_Len", {handle, keyLen}, key, keyLen);
     DbEntry *e = entry(handle, raw);
     if (e == nullptr) return -1;
     return e->isList ? static_cast<int32_t>(e->elements.size()) : 1;
@@ -204,9 +209,8 @@ int32_t DBM_Len(uint64_t handle, const void *key, uint64_t keyLen) {
 
 int32_t DBM_CreateSortList(uint64_t handle, const void *key, uint64_t keyLen, const DBM_SORTKEY_S *sortKeys,
                            uint32_t sortKeyCount, uint32_t listMode) {
-    const std::string raw = key_of(key, keyLen);
-    record("DBM_CreateSortList", {handle, keyLen, sortKeyCount, listMode}, sortKeys,
-           sortKeys ? sizeof *sortKeys * sortKeyCount : 0, text_key(raw).c_str());
+    const std::string raw = keyed("DBM_CreateSortList", {handle, keyLen, sortKeyCount, listMode}, key, keyLen, sortKeys,
+                                  sortKeys ? sizeof *sortKeys * sortKeyCount : 0);
     if (state().hooks.DBM_CreateSortList) return state().hooks.DBM_CreateSortList(handle, text_key(raw), listMode);
     Database *d = db(handle);
     if (d == nullptr || raw.empty()) return -1;
@@ -219,8 +223,7 @@ int32_t DBM_CreateSortList(uint64_t handle, const void *key, uint64_t keyLen, co
 
 int32_t DBM_InsertSortList(uint64_t handle, const void *key, uint64_t keyLen, uint32_t elemLen, const void *elem,
                            uint32_t listMode) {
-    const std::string raw = key_of(key, keyLen);
-    record("DBM_InsertSortList", {handle, keyLen, elemLen, listMode}, elem, elem ? elemLen : 0, text_key(raw).c_str());
+    const std::string raw = keyed("DBM_InsertSortList", {handle, keyLen, elemLen, listMode}, key, keyLen, elem, elemLen);
     const Bytes v(static_cast<const uint8_t *>(elem), static_cast<const uint8_t *>(elem) + elemLen);
     DbEntry *e = entry(handle, raw);
     if (e == nullptr || !e->isList) return -1;
@@ -240,8 +243,7 @@ int32_t DBM_InsertSortList(uint64_t handle, const void *key, uint64_t keyLen, ui
 }
 
 int32_t DBM_RemoveSortList(uint64_t handle, const void *key, uint64_t keyLen, uint32_t elemLen, const void *probe) {
-    const std::string raw = key_of(key, keyLen);
-    record("DBM_RemoveSortList", {handle, keyLen, elemLen}, probe, probe ? elemLen : 0, text_key(raw).c_str());
+    const std::string raw = keyed("DBM_RemoveSortList", {handle, keyLen, elemLen}, key, keyLen, probe, elemLen);
     const Bytes p(static_cast<const uint8_t *>(probe), static_cast<const uint8_t *>(probe) + elemLen);
     DbEntry *e = entry(handle, raw);
     if (e == nullptr || !e->isList) return -1;
@@ -255,9 +257,7 @@ int32_t DBM_RemoveSortList(uint64_t handle, const void *key, uint64_t keyLen, ui
 
 int32_t DBM_GetNextSortList(uint64_t handle, const void *key, uint64_t keyLen, void **iterator, uint32_t reserved1,
                             uint32_t reserved2, uint32_t elemLen, void *buf) {
-    const std::string raw = key_of(key, keyLen);
-    record("DBM_GetNextSortList", {handle, keyLen, reserved1, reserved2, elemLen}, key, key ? keyLen : 0,
-           text_key(raw).c_str());
+    const std::string raw = keyed("DBM_GetNextSortList", {handle, keyLen, reserved1, reserved2, elemLen}, key, keyLen);
     DbEntry *e = entry(handle, raw);
     if (e == nullptr || !e->isList || iterator == nullptr) return -1;
     auto *it = static_cast<Iterator *>(*iterator);

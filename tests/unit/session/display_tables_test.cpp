@@ -142,23 +142,6 @@ TEST_F(SessionTable, VpnColumnUnknownNamesAndTtl) {
     EXPECT_EQ(fake::count("APR_GetAppNameByID"), 2u);
 }
 
-TEST_F(SessionTable, LookupsComeInOrderOntoPrefilledDefaults) {
-    std::vector<std::string> log;
-    log_failing_lookups(log);
-    Session s;
-    s.init.vrf = 9;
-    s.resp.vrf = 3;
-    const std::string out = show_sessions({session_rec(s)}, 1);
-    // Per direction: protocol, interface, VPN instance; the application
-    // last.  Each buffer already holds its default when handed over.
-    EXPECT_EQ(log, (std::vector<std::string>{"proto 6 -", "if 10 N/A", "vpn 9 -", "proto 6 -", "if 11 N/A", "vpn 3 -",
-                                             "app 5 -"}));
-    EXPECT_NE(out.find("  VPN instance/VLAN ID/VLL ID: Invalid(3)/-/-\r\n  Protocol: -(6)\r\n" + inbound("N/A") +
-                       "State: TCP_ESTABLISHED\r\nApplication: -\r\n"),
-              std::string::npos)
-        << out;
-}
-
 TEST_F(SessionTable, FastforwardVerbose) {
     Rec r(140);
     Tuple t;

@@ -150,15 +150,6 @@ TEST_F(KernelDetail, OptionalBlocksAndIpv6Direction) {
     EXPECT_TRUE(out.size() >= 4 && out.compare(out.size() - 4, 4, "\r\n\r\n") == 0);
 }
 
-TEST_F(KernelDetail, StartTimeDoesNotRereadTheTimeZone) {
-    // The zone changes under the process without tzset: the kernel detail
-    // keeps the zone last read, the session table reads it anew.
-    setenv("TZ", "EST5", 1);
-    EXPECT_NE(show_kernel(kernel_rec().b).find("Start time: 2023-11-14 22:13:20"), std::string::npos);
-    setenv("TZ", "UTC", 1);
-    tzset();
-}
-
 Rec relation_detail_rec(uint8_t family) {
     Rec r(208);
     Tuple t;
@@ -221,20 +212,6 @@ TEST_F(KernelDetail, RelationDetailIpv4AndIpv6Endings) {
     EXPECT_EQ(fake::hex(req.bytes.data(), 4), "0a 00 00 01");
     EXPECT_EQ(fake::hex(req.bytes.data() + 32, 4), "11 22 33 44");
     EXPECT_EQ(fake::nth("DUMP_Pull").args[1], 7904u);
-}
-
-TEST_F(KernelDetail, RelationDetailLookupOrderAndDefaults) {
-    std::vector<std::string> log;
-    log_failing_lookups(log);
-    fake::script_dump(0x140025, {fake::chunk(relation_detail_rec(2).b)});
-    const SESSION_RELATION_KEY_S key{};
-    const std::string text = shown([&] { return SESSION_DisplayRelationInfo(5, &key); });
-    EXPECT_EQ(log, (std::vector<std::string>{"proto 6 -", "app 5 -", "vpn 3 -", "if 11 N/A", "if 10 N/A", "vpn 9 -",
-                                             "proto 17 -"}));
-    EXPECT_NE(text.find("  Receive interface: N/A\r\n"), std::string::npos) << text;
-    EXPECT_NE(text.find("    Ext VPN instance/VLAN ID/Inline ID: Invalid(9)/-/-\r\n    Ext Protocol: -(17)\r\n"),
-              std::string::npos)
-        << text;
 }
 
 }  // namespace

@@ -182,20 +182,6 @@ TEST_F(SqaStore, ViewOperationsOpenForThemselves) {
     EXPECT_EQ(g_hSqaGlobalCfgHandle, UINT64_MAX);  // they never take the global handle
 }
 
-TEST_F(SqaStore, TenThousandViewCallsHoldOneHandle) {
-    std::set<uint64_t> used;
-    for (int i = 0; i < 10000; ++i) {
-        if (i % 3 == 0) SQA_DB_AddSqaView();
-        else if (i % 3 == 1) SQA_DB_ChkSqaViewExist();
-        else SQA_DB_DelSqaView();
-    }
-    for (const fake::Call &c : fake::calls())
-        if (c.name == "DBM_IsKeyExist") used.insert(c.args[0]);
-    EXPECT_EQ(used, (std::set<uint64_t>{fake::db_handle("gSqa")}));
-    EXPECT_EQ(fake::count("DBM_Open"), 10000u);
-    EXPECT_EQ(fake::count("DBM_Close"), 0u);
-}
-
 TEST_F(SqaStore, RemarkList) {
     const uint64_t h = init();
     char key[128];
