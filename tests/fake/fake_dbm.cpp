@@ -1,5 +1,6 @@
 // The fake's in-memory configuration database: records every call with its
 // key bytes, then answers through a hook or the in-memory model.
+#include <algorithm>
 #include <cstring>
 
 #include "fake/fake_platform.h"
@@ -10,8 +11,10 @@ using namespace fake;
 namespace {
 
 std::string key_of(const void *key, uint64_t keyLen) {
-    if (key == nullptr || keyLen == 0) return std::string();
-    return std::string(static_cast<const char *>(key), static_cast<size_t>(keyLen));
+    return key == nullptr ? std::string() : std::string(static_cast<const char *>(key), static_cast<size_t>(keyLen));
+}
+Bytes bytes_of(const void *p, size_t n) {
+    return Bytes(static_cast<const uint8_t *>(p), static_cast<const uint8_t *>(p) + n);
 }
 
 // The in-memory key for a text key: without its terminating NUL.
@@ -79,14 +82,8 @@ namespace fake {
 DbEntry *db_entry(uint64_t handle, std::string_view key) { return entry(handle, std::string(key) + '\0'); }
 
 void db_put_binary(uint64_t handle, std::string_view key, const Bytes &value) {
-    Database *d = db(handle);
-    if (d == nullptr) {
-        ADD_FAILURE() << "no database " << handle;
-        return;
-    }
-    DbEntry &e = d->entries[std::string(key) + '\0'];
-    e.isList = false;
-    e.value = value;
+    if (Database *d = db(handle)) d->entries[std::string(key) + '\0'] = DbEntry{false, value, {}, {}};
+    else ADD_FAILURE() << "no database " << handle;
 }
 
 uint64_t db_handle(std::string_view dbName) {
@@ -121,12 +118,11 @@ uint32_t DBM_OpenCfgDB(const char *firstDb, const char *secondDb, const char *mo
 
 uint32_t DBM_Close(uint64_t handle) {
     record("DBM_Close", {handle});
-    for (auto it = state().handlesByName.begin(); it != state().handlesByName.end(); ++it)
-        if (it->second == handle) {
-            state().handlesByName.erase(it);
-            return 0;
-        }
-    return 1;
+    auto &names = state().handlesByName;
+    const auto it = std::find_if(names.begin(), names.end(), [&](const auto &n) { return n.second == handle; });
+    if (it == names.end()) return 1;
+    names.erase(it);
+    return 0;
 }
 
 int32_t DBM_Batch_Proc(uint64_t source, uint64_t target, const DBM_BATCH_S *batch, uint32_t count) {
@@ -170,13 +166,11 @@ int32_t DBM_GetBinary(uint64_t handle, const void *key, uint64_t keyLen, uint32_
 int32_t DBM_SetBinary(uint64_t handle, const void *key, uint64_t keyLen, uint32_t offset, uint32_t size,
                       const void *value, uint32_t attribute) {
     const std::string raw = keyed("DBM_SetBinary", {handle, keyLen, offset, size, attribute}, key, keyLen, value, size);
-    const Bytes v(static_cast<const uint8_t *>(value), static_cast<const uint8_t *>(value) + size);
+    const Bytes v = bytes_of(value, size);
     if (state().hooks.DBM_SetBinary) return state().hooks.DBM_SetBinary(handle, text_key(raw), v, attribute);
     Database *d = db(handle);
     if (d == nullptr || raw.empty()) return -1;
-    DbEntry &e = d->entries[raw];
-    e = DbEntry{};
-    e.value = v;
+    d->entries[raw] = DbEntry{false, v, {}, {}};
     return 0;
 }
 
@@ -190,13 +184,11 @@ int32_t DBM_DeleteKey(uint64_t handle, const void *key, uint64_t keyLen) {
 
 int32_t DBM_Move(uint64_t source, const void *key, uint64_t keyLen, uint64_t target) {
     const std::string raw = keyed("DBM_Move", {source, keyLen, target}, key, keyLen);
-    Database *s = db(source);
-    Database *t = db(target);
+    Database *s = db(source), *t = db(target);
     if (s == nullptr || t == nullptr) return -1;
-    auto it = s->entries.find(raw);
-    if (it == s->entries.end()) return -2;
-    t->entries[raw] = it->second;
-    s->entries.erase(it);
+    auto moved = s->entries.extract(raw);
+    if (moved.empty()) return -2;
+    t->entries[raw] = std::move(moved.mapped());
     return 0;
 }
 
@@ -214,45 +206,34 @@ int32_t DBM_CreateSortList(uint64_t handle, const void *key, uint64_t keyLen, co
     if (state().hooks.DBM_CreateSortList) return state().hooks.DBM_CreateSortList(handle, text_key(raw), listMode);
     Database *d = db(handle);
     if (d == nullptr || raw.empty()) return -1;
-    DbEntry &e = d->entries[raw];
-    e = DbEntry{};
-    e.isList = true;
-    e.sortKeys.assign(sortKeys, sortKeys + sortKeyCount);
+    d->entries[raw] = DbEntry{true, {}, {sortKeys, sortKeys + sortKeyCount}, {}};
     return 0;
 }
 
 int32_t DBM_InsertSortList(uint64_t handle, const void *key, uint64_t keyLen, uint32_t elemLen, const void *elem,
                            uint32_t listMode) {
     const std::string raw = keyed("DBM_InsertSortList", {handle, keyLen, elemLen, listMode}, key, keyLen, elem, elemLen);
-    const Bytes v(static_cast<const uint8_t *>(elem), static_cast<const uint8_t *>(elem) + elemLen);
+    const Bytes v = bytes_of(elem, elemLen);
     DbEntry *e = entry(handle, raw);
     if (e == nullptr || !e->isList) return -1;
-    for (auto it = e->elements.begin(); it != e->elements.end(); ++it) {
-        const int c = compare(*e, v, *it);
-        if (c == 0) {
-            *it = v;
-            return 0;
-        }
-        if (c < 0) {
-            e->elements.insert(it, v);
-            return 0;
-        }
-    }
-    e->elements.push_back(v);
+    // An element with equal sort keys replaces the one stored.
+    const auto at = std::find_if(e->elements.begin(), e->elements.end(),
+                                 [&](const Bytes &x) { return compare(*e, v, x) <= 0; });
+    if (at != e->elements.end() && compare(*e, v, *at) == 0) *at = v;
+    else e->elements.insert(at, v);
     return 0;
 }
 
 int32_t DBM_RemoveSortList(uint64_t handle, const void *key, uint64_t keyLen, uint32_t elemLen, const void *probe) {
     const std::string raw = keyed("DBM_RemoveSortList", {handle, keyLen, elemLen}, key, keyLen, probe, elemLen);
-    const Bytes p(static_cast<const uint8_t *>(probe), static_cast<const uint8_t *>(probe) + elemLen);
+    const Bytes p = bytes_of(probe, elemLen);
     DbEntry *e = entry(handle, raw);
     if (e == nullptr || !e->isList) return -1;
-    for (auto it = e->elements.begin(); it != e->elements.end(); ++it)
-        if (compare(*e, p, *it) == 0) {
-            e->elements.erase(it);
-            return 0;
-        }
-    return -2;
+    const auto at =
+        std::find_if(e->elements.begin(), e->elements.end(), [&](const Bytes &x) { return compare(*e, p, x) == 0; });
+    if (at == e->elements.end()) return -2;
+    e->elements.erase(at);
+    return 0;
 }
 
 int32_t DBM_GetNextSortList(uint64_t handle, const void *key, uint64_t keyLen, void **iterator, uint32_t reserved1,

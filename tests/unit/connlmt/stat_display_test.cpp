@@ -60,19 +60,13 @@ protected:
         fake::hooks().LIP_GetSlotID = [](uint16_t) -> uint32_t { return 0x20002; };
         fake::hooks().LIP_GetCpuID = [](uint16_t) -> uint32_t { return 0x30003; };
         fake::hooks().L3VPN_GetNameByVrfIndex = [](uint32_t vrf, uint32_t size, char *name) -> uint32_t {
-            if (vrf != 5 || size != 32) return 1;
-            std::strcpy(name, "vpn-a");
-            return 0;
+            return vrf == 5 && size == 32 ? (std::strcpy(name, "vpn-a"), 0u) : 1u;
         };
         fake::hooks().APR_GetProtoNameByID = [](uint32_t proto, char *name) -> uint32_t {
-            if (proto != 6) return 1;
-            std::strcpy(name, "tcp");
-            return 0;
+            return proto == 6 ? (std::strcpy(name, "tcp"), 0u) : 1u;
         };
         fake::hooks().ACL_GetNameByIndex = [](uint32_t type, uint32_t num, char *name) -> uint32_t {
-            if (type != 1 || num != 3000) return 1;
-            std::strcpy(name, "web");
-            return 0;
+            return type == 1 && num == 3000 ? (std::strcpy(name, "web"), 0u) : 1u;
         };
         fake::hooks().RC_LoadString = [](uint32_t id) -> const char * {
             return id == 0x0611008B ? "No limit statistic node.\r\n" : "?";
@@ -92,29 +86,12 @@ protected:
 };
 
 TEST_F(ConnlmtStatDisplay, Ipv4NodesGolden) {
-    Node a;
-    a.dst = addr4(10, 1, 1, 2);
-    a.srcVrf = 5;
-    a.dstVrf = 9;
-    a.protocol = 6;
-    a.port = 80;
-    a.ruleId = 3;
-    a.count = 42;
-    Node b;
-    b.src = addr4(192, 168, 0, 1);
-    b.dst = addr4(172, 16, 0, 9);
-    b.peer = addr6({0x20, 0x01, 0x0d, 0xb8}, 1);
-    b.ruleId = 5;
-    b.flag = 2;
-    b.aclNum = 3001;
-    b.aclType = 2;
-    b.hi = 0xFFFFFFFF;
-    b.lo = 0;
-    Node c;
-    c.protocol = 200;
-    c.ruleId = 256;
-    c.aclType = 7;  // beyond the label table: no label
-    c.flag = 0;
+    const Node a{.dst = addr4(10, 1, 1, 2), .srcVrf = 5, .dstVrf = 9, .protocol = 6, .port = 80, .ruleId = 3,
+                 .count = 42};
+    const Node b{.src = addr4(192, 168, 0, 1), .dst = addr4(172, 16, 0, 9), .peer = addr6({0x20, 0x01, 0x0d, 0xb8}, 1),
+                 .ruleId = 5, .flag = 2, .aclNum = 3001, .hi = 0xFFFFFFFF, .lo = 0, .aclType = 2};
+    // ACL type 7 is beyond the label table: no label.
+    const Node c{.protocol = 200, .ruleId = 256, .flag = 0, .aclType = 7};
     fake::script_dump(kStatNodes, {fake::chunk(cat({a.wire(), b.wire()})), fake::chunk(c.wire())});
 
     EXPECT_EQ(display(0), 0u);
@@ -131,11 +108,8 @@ TEST_F(ConnlmtStatDisplay, Ipv4NodesGolden) {
 
 TEST_F(ConnlmtStatDisplay, Ipv6NodesHaveNoTunnelLine) {
     filter.uiIpVersion = 1;
-    Node a;
-    a.src = addr6({0x20, 0x01, 0x0d, 0xb8}, 5);
-    a.peer = addr6({0x20, 0x01}, 9);  // present, yet not shown for IPv6
-    a.protocol = 6;
-    a.port = 443;
+    // The peer is present, yet not shown for IPv6.
+    const Node a{.src = addr6({0x20, 0x01, 0x0d, 0xb8}, 5), .peer = addr6({0x20, 0x01}, 9), .protocol = 6, .port = 443};
     fake::script_dump(kStatNodes, {fake::chunk(a.wire())});
     EXPECT_EQ(display(2), 0u);
     EXPECT_EQ(out, "Slot 2 :\r\n" + node_block("2001:db8::5", "--", "Any", "--", nullptr, "tcp/443", "1(ACL : web)",
@@ -155,12 +129,9 @@ TEST_F(ConnlmtStatDisplay, DumpKeyFromTheFilter) {
     EXPECT_EQ(out, "");  // nothing, not even the heading
     const fake::Call &req = fake::nth("DUMP_Request");
     EXPECT_EQ(req.args, (std::vector<uint64_t>{4, kStatNodes, 60}));
-    Bytes filterBytes(16);
-    for (int i = 0; i < 16; ++i) filterBytes[i] = static_cast<uint8_t>(i);
-    Bytes a2 = addr4(0xC0, 0xA8, 0, 1);
-    a2[15] = 0x77;
-    EXPECT_EQ(fake::hex(req.bytes), fake::hex(cat({be32(0xA1B2C3D4), be32(0), addr4(10, 0, 0, 1), a2, be16(0x1234),
-                                                   be16(0), filterBytes})));
+    EXPECT_EQ(fake::hex(req.bytes), "a1 b2 c3 d4 00 00 00 00 0a 00 00 01 " + fake::hex(Bytes(12, 0)) +
+                                        " c0 a8 00 01 " + fake::hex(Bytes(11, 0)) +
+                                        " 77 12 34 00 00 00 01 02 03 04 05 06 07 08 09 0a 0b 0c 0d 0e 0f");
 
     // IPv6: the addresses go as they are.
     fake::reset();
@@ -173,18 +144,11 @@ TEST_F(ConnlmtStatDisplay, DumpKeyFromTheFilter) {
 }
 
 TEST_F(ConnlmtStatDisplay, FourHeadings) {
-    struct Case {
-        uint32_t multiChassis;
-        uint32_t multiCpu;
-        const char *heading;
-        uint64_t cpuChassisArg;
-    };
-    const Case cases[] = {
-        {0x10000, 0x10001, "CPU 3 on slot 2:\r\n", 0xFFFFFFFF},
-        {0, 0, "Slot 2 :\r\n", 0xFFFFFFFF},
-        {0x1, 1, "CPU 3 on slot 2 in chassis 1:\r\n", 1},
-        {0x1, 0x10000, "Slot 2 in chassis 1:\r\n", 1},
-    };
+    struct Case { uint32_t multiChassis, multiCpu; const char *heading; uint64_t cpuChassisArg; };
+    const Case cases[] = {{0x10000, 0x10001, "CPU 3 on slot 2:\r\n", 0xFFFFFFFF},
+                          {0, 0, "Slot 2 :\r\n", 0xFFFFFFFF},
+                          {0x1, 1, "CPU 3 on slot 2 in chassis 1:\r\n", 1},
+                          {0x1, 0x10000, "Slot 2 in chassis 1:\r\n", 1}};
     for (const Case &c : cases) {
         SCOPED_TRACE(c.heading);
         SetUp();
@@ -208,7 +172,6 @@ TEST_F(ConnlmtStatDisplay, CountModeAddsEveryPull) {
     EXPECT_EQ(fake::count("DUMP_Pull"), 4u);
 
     // An empty dump still gets its count line, and no resource string.
-    fake::reset();
     SetUp();
     fake::script_dump(kStatNodes, {});
     EXPECT_EQ(display(1), 0u);
@@ -228,8 +191,8 @@ TEST_F(ConnlmtStatDisplay, Statistics) {
     CONNLMT_STATISTICS_S st;
     std::memset(&st, 0xAA, sizeof st);
     EXPECT_EQ(CONNLMT_Dump_GetStatistics(6, 0x11, &st), 0u);
-    EXPECT_EQ(st.aulCounter[0], 0x0102030405060708u);
-    EXPECT_EQ(st.aulCounter[1], 9u);
+    EXPECT_EQ((std::vector<uint64_t>{st.aulCounter[0], st.aulCounter[1]}),
+              (std::vector<uint64_t>{0x0102030405060708u, 9}));
     const fake::Call &req = fake::nth("DUMP_Request");
     EXPECT_EQ(req.args, (std::vector<uint64_t>{6, kStatistics, 4}));
     EXPECT_EQ(fake::hex(req.bytes), "00 00 00 11");
@@ -240,6 +203,7 @@ TEST_F(ConnlmtStatDisplay, Statistics) {
     EXPECT_EQ(CONNLMT_Dump_GetStatistics(6, 0, &st), DPMGMT_ERR_FAILED);
     fake::fail_dump(kStatistics);
     EXPECT_EQ(CONNLMT_Dump_GetStatistics(6, 0, &st), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(CONNLMT_Dump_GetStatistics(6, 0, nullptr), DPMGMT_ERR_FAILED);
     EXPECT_EQ(CONNLMT_Dump_GetStatistics(6, 0, nullptr), DPMGMT_ERR_FAILED);
 }
 

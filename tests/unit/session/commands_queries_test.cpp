@@ -30,36 +30,19 @@ T host(const void *p) {
 using SessionQueries = FakePlatformTest;
 
 TEST_F(SessionQueries, FailedExchangeLeavesEveryOutputUntouched) {
-    struct Case {
-        const char *what;
-        size_t size;  // bytes of output storage
-        std::function<uint32_t(void *)> call;
-    };
+    struct Case { const char *what; size_t size; std::function<uint32_t(void *)> call; };  // size: output bytes
     const uint32_t q3[3] = {1, 2, 3};
     const Case cases[] = {
         {"log policy", 20, [](void *p) { return SESSION_IPC_GetLogPolicy(static_cast<SESSION_LOGPOLICY_REQ_S *>(p)); }},
         {"log flow", 8, [](void *p) { return SESSION_IPC_GetLogFlow(static_cast<SESSION_FLOW_S *>(p)); }},
-        {"log time", 4, [](void *p) { return SESSION_IPC_GetLogTime(static_cast<uint32_t *>(p)); }},
-        {"persist", 12, [](void *p) { return SESSION_IPC_GetPersist(static_cast<SESSION_PERSIST_S *>(p)); }},
         {"app agings", 68, [](void *p) { return SESSION_IPC_GetAllAppAging(static_cast<uint32_t *>(p)); }},
-        {"l4 agings", 76, [](void *p) { return SESSION_IPC_GetAllL4Aging(static_cast<uint32_t *>(p)); }},
-        {"debug", 76, [](void *p) { return SESSION_IPC_GetAllDebug(static_cast<uint32_t *>(p)); }},
-        {"tcp debug", 12, [](void *p) { return SESSION_IPC_GetTcpDebug(static_cast<uint32_t *>(p)); }},
-        {"top ranking", 648, [](void *p) { return SESSION_IPC_DisTopStatistics(1, 648, p); }},
         {"top samples", 2912, [&](void *p) { return SESSION_IPC_GetTopStatistics(q3, 2912, p); }},
-        {"sample times", 2884, [&](void *p) { return SESSION_IPC_GetTopSampleTime(q3, 2884, p); }},
-        {"sync switch", 2, [](void *p) { return SESSION_IPC_GetSessionSyncSwitch(static_cast<uint16_t *>(p)); }},
-        {"sync app switch", 2,
-         [](void *p) { return SESSION_IPC_GetSessionSyncAppSwitch(static_cast<uint16_t *>(p)); }},
-        {"his top stat", 2, [](void *p) { return SESSION_IPC_GetHisTopStatEnable(static_cast<uint16_t *>(p)); }},
-        {"traffic log time", 4, [](void *p) { return SESSION_IPC_GetTrafficLogTime(static_cast<uint32_t *>(p)); }},
-        {"traffic log flow", 8, [](void *p) { return SESSION_IPC_GetTrafficLogFlow(static_cast<SESSION_FLOW_S *>(p)); }},
         {"traffic log begin", 2, [](void *p) { return SESSION_IPC_GetTrafficLogBegin(static_cast<uint16_t *>(p)); }},
     };
     for (const Case &c : cases) {
         for (bool errorReply : {false, true}) {
             fake::reset();
-            if (errorReply) fake::sockets().receives.push_back({1, 0, fake::cat({fake::be32(0xFFFFFFFF), fake::be32(8)})});
+            if (errorReply) fake::reply(0xFFFFFFFF, {});
             std::vector<uint64_t> storage((c.size + 7) / 8 + 1);
             std::memset(storage.data(), 0xA5, storage.size() * 8);
             EXPECT_EQ(c.call(storage.data()), 0x40010001u) << c.what;
@@ -82,10 +65,8 @@ TEST_F(SessionQueries, CurrentValueTravelsAndTheReplyReplacesIt) {
     EXPECT_EQ(fake::sent(0), "00 00 00 06 00 00 00 10 00 00 00 01 00 00 00 02");
     EXPECT_EQ(fake::sent(1), "00 00 00 0a 00 00 00 14 00 00 00 07 00 00 00 08 00 00 00 09");
     EXPECT_EQ(fake::sent(2), "00 00 00 3f 00 00 00 0c 00 00 00 1e");
-    EXPECT_EQ(flow.uiUnit, 0u);
-    EXPECT_EQ(flow.uiThreshold, 0x10000u);
-    EXPECT_EQ(persist.auiWord[2], 0x0Cu);
-    EXPECT_EQ(t, 0x12345678u);
+    EXPECT_EQ((std::vector<uint32_t>{flow.uiUnit, flow.uiThreshold, persist.auiWord[2], t}),
+              (std::vector<uint32_t>{0, 0x10000u, 0x0Cu, 0x12345678u}));
 }
 
 // The reply lands in the caller's storage and every field of the reply's
@@ -96,8 +77,7 @@ TEST_F(SessionQueries, ShortReplyTurnsTheWholeExtentInPlace) {
     reply(words({9}));
     EXPECT_EQ(SESSION_IPC_GetTrafficLogFlow(&flow), 0u);
     EXPECT_EQ(fake::sent(), "00 00 00 41 00 00 00 10 00 00 00 05 00 00 00 06");
-    EXPECT_EQ(flow.uiUnit, 9u);
-    EXPECT_EQ(flow.uiThreshold, 0x06000000u);
+    EXPECT_EQ((std::vector<uint32_t>{flow.uiUnit, flow.uiThreshold}), (std::vector<uint32_t>{9, 0x06000000u}));
 
     fake::reset();
     uint32_t apps[17 + 1];
@@ -106,11 +86,9 @@ TEST_F(SessionQueries, ShortReplyTurnsTheWholeExtentInPlace) {
     EXPECT_EQ(SESSION_IPC_GetAllAppAging(apps), 0u);
     EXPECT_EQ(fake::sent(), "00 00 00 0d 00 00 00 08");
     EXPECT_EQ(fake::nth("SOCK_Recv").args[1], 68u + 8);
-    EXPECT_EQ(apps[0], 1u);
-    EXPECT_EQ(apps[1], 3600u);
-    EXPECT_EQ(apps[2], 0x02030201u);
-    EXPECT_EQ(apps[16], 0x10030201u);
-    EXPECT_EQ(apps[17], 0x01020311u);  // beyond the 17 words
+    // apps[17] is beyond the 17 words.
+    EXPECT_EQ((std::vector<uint32_t>{apps[0], apps[1], apps[2], apps[16], apps[17]}),
+              (std::vector<uint32_t>{1, 3600, 0x02030201u, 0x10030201u, 0x01020311u}));
 
     // The switches read into a cleared word of their own.
     fake::reset();
@@ -131,9 +109,7 @@ TEST_F(SessionQueries, ArraysAndSwitchesSendNothingAndConvertEachField) {
     l4[19] = 0xDEADBEEF;  // beyond the 19 words
     EXPECT_EQ(SESSION_IPC_GetAllL4Aging(l4), 0u);
     EXPECT_EQ(fake::sent(), "00 00 00 0e 00 00 00 08");
-    EXPECT_EQ(l4[0], 1000u);
-    EXPECT_EQ(l4[18], 1018u);
-    EXPECT_EQ(l4[19], 0xDEADBEEFu);
+    EXPECT_EQ((std::vector<uint32_t>{l4[0], l4[18], l4[19]}), (std::vector<uint32_t>{1000, 1018, 0xDEADBEEFu}));
     EXPECT_EQ(fake::nth("SOCK_Recv").args[1], 76u + 8);
     uint32_t tcp[3] = {};
     EXPECT_EQ(SESSION_IPC_GetTcpDebug(tcp), 0u);
@@ -183,11 +159,10 @@ TEST_F(SessionQueries, TopStatisticsConvertTheirFixedExtent) {
     const uint32_t query[3] = {1, 2, 0};
     EXPECT_EQ(SESSION_IPC_GetTopStatistics(query, 2912, samples.data()), 0u);
     EXPECT_EQ(fake::sent(), "00 00 00 12 00 00 00 14 00 00 00 01 00 00 00 02 00 00 00 00");
-    EXPECT_EQ(host<uint16_t>(samples.data() + 2), 720);
-    EXPECT_EQ(host<uint32_t>(samples.data() + 4), 5u);
-    EXPECT_EQ(host<uint64_t>(samples.data() + 8), 0x0102030405060708u);
+    EXPECT_EQ((std::vector<uint64_t>{host<uint16_t>(samples.data() + 2), host<uint32_t>(samples.data() + 4),
+                                     host<uint64_t>(samples.data() + 8), host<uint32_t>(samples.data() + 32)}),
+              (std::vector<uint64_t>{720, 5, 0x0102030405060708u, 42}));
     EXPECT_EQ(fake::hex(samples.data() + 16, 16), fake::hex(Bytes(16, 0x77)));
-    EXPECT_EQ(host<uint32_t>(samples.data() + 32), 42u);
     EXPECT_EQ(fake::hex(samples.data() + 2908, 4), "04 03 02 01");
 
     fake::reset();
@@ -197,9 +172,7 @@ TEST_F(SessionQueries, TopStatisticsConvertTheirFixedExtent) {
     const uint32_t period[2] = {2, 0};
     EXPECT_EQ(SESSION_IPC_GetTopSampleTime(period, 2884, times.data()), 0u);
     EXPECT_EQ(fake::sent(), "00 00 00 13 00 00 00 10 00 00 00 02 00 00 00 00");
-    EXPECT_EQ(times[0], 3600u);
-    EXPECT_EQ(times[1], 100u);
-    EXPECT_EQ(times[721], 0x01020304u);
+    EXPECT_EQ((std::vector<uint32_t>{times[0], times[1], times[721]}), (std::vector<uint32_t>{3600, 100, 0x01020304u}));
 }
 
 class LimitsAndRates : public FakePlatformTest {
@@ -228,7 +201,8 @@ TEST_F(LimitsAndRates, SettingStartsTheServiceOnTheMasterFirst) {
     EXPECT_EQ(fake::nth("SERVICE_Start").text, "SESSION");
     EXPECT_EQ(fake::sent(), "00 00 00 36 00 00 00 10 00 00 00 02 00 00 13 88");
     const auto names = fake::call_names();
-    EXPECT_LT(std::find(names.begin(), names.end(), "SERVICE_Start"), std::find(names.begin(), names.end(), "SOCK_Send"));
+    EXPECT_LT(std::find(names.begin(), names.end(), "SERVICE_Start"),
+              std::find(names.begin(), names.end(), "SOCK_Send"));
 
     SetUp();
     running = true;

@@ -76,27 +76,16 @@ TEST_F(SessionTable, KeyIsConvertedCopyAndCallerKeyKept) {
     EXPECT_EQ(std::memcmp(&key, &before, sizeof key), 0);
     const fake::Call &req = fake::nth("DUMP_Request");
     EXPECT_EQ(req.args, (std::vector<uint64_t>{9, 0x140001, 88}));
-    ASSERT_EQ(req.bytes.size(), 88u);
-    EXPECT_EQ(fake::hex(req.bytes.data(), 4), "0a 00 00 01");
-    EXPECT_EQ(fake::hex(req.bytes.data() + 64, 2), "01 02");
-    EXPECT_EQ(fake::hex(req.bytes.data() + 76, 4), "0a 0b 0c 0d");
-    EXPECT_EQ(req.bytes[80], 2);
+    Rec want(88);
+    want.be32(0, 0x0A000001).be16(64, 0x0102).be32(76, 0x0A0B0C0D).u8(80, 2);
+    EXPECT_EQ(fake::hex(req.bytes), fake::hex(want.b));
 }
 
 TEST_F(SessionTable, Ipv6GreAndDsLitePeer) {
-    Session v6;
-    v6.init.family = 10;
-    v6.init.protocol = 58;
-    v6.init.src = kIpv6A;
-    v6.init.dst = kIpv6B;
-    v6.init.sport = v6.init.dport = 0;
-    v6.peer0 = kIpv6B;  // ignored for an IPv6 tuple
-    Session gre;
-    gre.init.protocol = 47;
-    gre.init.sport = 0x880B;
-    gre.init.dport = 7;
-    gre.peer0 = kIpv6B;
-    gre.if0 = 0;
+    // The peer is ignored for an IPv6 tuple.
+    const Session v6{.init = {.family = 10, .protocol = 58, .src = kIpv6A, .dst = kIpv6B, .sport = 0, .dport = 0},
+                     .peer0 = kIpv6B};
+    const Session gre{.init = {.protocol = 47, .sport = 0x880B, .dport = 7}, .peer0 = kIpv6B, .if0 = 0};
     Session other = gre;
     other.init.sport = 0x880A;
     other.peer0 = Bytes(16, 0);
@@ -118,16 +107,9 @@ TEST_F(SessionTable, Ipv6GreAndDsLitePeer) {
 }
 
 TEST_F(SessionTable, VpnColumnUnknownNamesAndTtl) {
-    Session unknown;
-    unknown.init.vrf = 9;
-    unknown.init.protocol = 200;  // no protocol name: "-"
-    unknown.if0 = 77;             // no interface name: "N/A"
-    unknown.ttl = 0xFFFFFFFF;
-    unknown.app = 99;
-    Session vlan;
-    vlan.init.flags = 2;
-    vlan.init.vrf = 100;
-    vlan.ttl = 0xFFFFFFFE;
+    // Protocol 200 has no name ("-"), interface 77 none ("N/A").
+    const Session unknown{.init = {.protocol = 200, .vrf = 9}, .if0 = 77, .ttl = 0xFFFFFFFF, .app = 99};
+    const Session vlan{.init = {.flags = 2, .vrf = 100}, .ttl = 0xFFFFFFFE};
     const std::string out = show_sessions({session_rec(unknown), session_rec(vlan)}, 1);
     EXPECT_NE(out.find("  VPN instance/VLAN ID/VLL ID: Invalid(9)/-/-\r\n  Protocol: -(200)\r\n" + inbound("N/A")),
               std::string::npos)
@@ -144,10 +126,7 @@ TEST_F(SessionTable, VpnColumnUnknownNamesAndTtl) {
 
 TEST_F(SessionTable, FastforwardVerbose) {
     Rec r(140);
-    Tuple t;
-    t.protocol = 17;
-    t.sport = 53;
-    t.dport = 5353;
+    const Tuple t{.protocol = 17, .sport = 53, .dport = 5353};
     put_tuple(r, 0, t);
     Tuple back = reversed(t);
     back.flags = 1;
@@ -173,19 +152,10 @@ TEST_F(SessionTable, FastforwardVerbose) {
 // ------------------------------------------------------------------ Mcfs --
 
 Bytes mcfs_rec(bool inbound, uint32_t if0, uint32_t if1, uint32_t app = 0, uint32_t ttl = 0xFFFFFFFF) {
-    Session s;
-    s.init.protocol = 17;
+    const Tuple t{.protocol = 17, .dst = {239, 1, 1, 1}, .dport = 5000};
+    Session s{.init = t, .resp = reversed(t), .if0 = if0, .if1 = if1, .ttl = ttl, .app = app, .state = 1,
+              .protoIndex = 1};
     s.init.flags = inbound ? 4 : 0;
-    s.init.dst = {239, 1, 1, 1};
-    s.init.dport = 5000;
-    s.resp = reversed(s.init);
-    s.resp.flags = 0;
-    s.if0 = if0;
-    s.if1 = if1;
-    s.app = app;
-    s.ttl = ttl;
-    s.protoIndex = 1;
-    s.state = 1;
     return session_rec(s);
 }
 
@@ -235,21 +205,9 @@ Bytes relation_rec(const Tuple &t, const Bytes &peer, uint32_t ttl, uint32_t app
 }
 
 TEST_F(SessionTable, RelationWildcardsAndIpv6) {
-    Tuple wild;
-    wild.src = {0, 0, 0, 0};
-    wild.sport = 0;
-    wild.dport = 21;
-    Tuple portOnly;
-    portOnly.sport = 0;
-    portOnly.flags = 2;
-    portOnly.vrf = 7;
-    Tuple v6;
-    v6.family = 10;
-    v6.protocol = 17;
-    v6.src = kIpv6A;
-    v6.dst = kIpv6B;
-    v6.dport = 5060;
-    v6.vrf = 3;
+    const Tuple wild{.src = {0, 0, 0, 0}, .sport = 0, .dport = 21};
+    const Tuple portOnly{.flags = 2, .sport = 0, .vrf = 7};
+    const Tuple v6{.family = 10, .protocol = 17, .src = kIpv6A, .dst = kIpv6B, .dport = 5060, .vrf = 3};
     fake::script_dump(
         0x140002,
         {fake::chunk(fake::cat({relation_rec(wild, Bytes(16, 0), 30, 5), relation_rec(portOnly, kIpv6B, 0xFFFFFFFF, 0),
@@ -275,11 +233,7 @@ const uint8_t kRelationByte = 0;
 // Each display walks with its own record size and batch; the walk's rules
 // themselves are the shared walk's.
 TEST_F(SessionTable, EachDisplayPullsAgainOnlyAfterItsFullBatch) {
-    struct WalkCase {
-        const char *name;
-        uint32_t dumpType, recordSize, perBatch;
-        uint32_t (*display)();
-    };
+    struct WalkCase { const char *name; uint32_t dumpType, recordSize, perBatch; uint32_t (*display)(); };
     const WalkCase cases[] = {
         {"session", 0x140001, 172, 46, [] { return SESSION_DisplaySession(1, &kDumpKey, 1); }},
         {"fastforward", 0x140006, 140, 57, [] { return SESSION_DisplayFastforwardSession(1, &kTableKey, 1); }},

@@ -14,10 +14,8 @@ namespace {
 // n history samples of 12 bytes: word 4 the rate, word 8 the sessions.
 Bytes samples(size_t n, uint32_t rate, uint32_t sessions) {
     Bytes b;
-    for (size_t i = 0; i < n; ++i) {
-        const Bytes s = fake::cat({fake::be32(static_cast<uint32_t>(i)), fake::be32(rate), fake::be32(sessions)});
-        b.insert(b.end(), s.begin(), s.end());
-    }
+    for (size_t i = 0; i < n; ++i)
+        b = fake::cat({b, fake::be32(static_cast<uint32_t>(i)), fake::be32(rate), fake::be32(sessions)});
     return b;
 }
 
@@ -28,8 +26,8 @@ TEST_F(History, BufferMustHoldEverySampleAskedFor) {
     std::vector<uint8_t> buf(8640);
     uint32_t count = 0xDEAD;
     EXPECT_EQ(SESSION_GetHisStatics(2, &q, 8639, buf.data(), &count), 0x40010001u);
-    EXPECT_EQ(count, 0xDEADu);
-    EXPECT_EQ(fake::count("DUMP_Request"), 0u);
+    // The count untouched, nothing requested.
+    EXPECT_EQ((std::vector<uint64_t>{count, fake::count("DUMP_Request")}), (std::vector<uint64_t>{0xDEAD, 0}));
 
     fake::script_dump(0x140017, {fake::chunk(samples(666, 1, 2)), fake::chunk(samples(54, 3, 4))});
     EXPECT_EQ(SESSION_GetHisStatics(2, &q, 8640, buf.data(), &count), 0u);
@@ -38,8 +36,8 @@ TEST_F(History, BufferMustHoldEverySampleAskedFor) {
     EXPECT_EQ(req.args, (std::vector<uint64_t>{2, 0x140017, 12}));
     EXPECT_EQ(fake::hex(req.bytes), "00 00 00 01 00 00 02 d0 00 0c ab cd");
     ASSERT_EQ(fake::count("DUMP_Pull"), 2u);
-    EXPECT_EQ(fake::nth("DUMP_Pull", 0).args[1], 8640u);
-    EXPECT_EQ(fake::nth("DUMP_Pull", 1).args[1], 8640u - 7992u);
+    EXPECT_EQ((std::vector<uint64_t>{fake::nth("DUMP_Pull", 0).args[1], fake::nth("DUMP_Pull", 1).args[1]}),
+              (std::vector<uint64_t>{8640u, 8640u - 7992u}));
     // The second batch lands right after the first, unconverted.
     EXPECT_EQ(fake::hex(buf.data() + 7992, 12), "00 00 00 00 00 00 00 03 00 00 00 04");
     EXPECT_EQ(fake::open_dumps(), 0);
@@ -63,8 +61,7 @@ TEST_F(History, KernelClaimingMoreThanAskedNeverOverrunsTheBuffer) {
     EXPECT_EQ(SESSION_GetHisStatics(2, &q, size, buf.data(), &count), 0u);
     for (size_t i = size; i < buf.size(); ++i) ASSERT_EQ(buf[i], 0x5A) << "guard byte " << i;
     ASSERT_EQ(fake::count("DUMP_Pull"), 2u);
-    EXPECT_EQ(fake::nth("DUMP_Pull", 1).args[1], 0u);
-    EXPECT_EQ(count, 666u);
+    EXPECT_EQ((std::vector<uint64_t>{fake::nth("DUMP_Pull", 1).args[1], count}), (std::vector<uint64_t>{0, 666}));
 }
 
 TEST_F(History, AveragesOfThreePeriodsDivideByTheSamplesAskedFor) {
@@ -77,16 +74,11 @@ TEST_F(History, AveragesOfThreePeriodsDivideByTheSamplesAskedFor) {
     SESSION_HISAVG_S avg;
     for (uint32_t &a : avg.auiAverage) a = 0xFFFFFFFF;
     SESSION_HisCom_GetStatics(5, &avg);
-    EXPECT_EQ(avg.auiAverage[1], 50u);
-    EXPECT_EQ(avg.auiAverage[4], 5u);
-    EXPECT_EQ(avg.auiAverage[2], 7u);
-    EXPECT_EQ(avg.auiAverage[5], 3u);
-    EXPECT_EQ(avg.auiAverage[0], 0u);
-    EXPECT_EQ(avg.auiAverage[3], 0u);
+    EXPECT_EQ(std::vector<uint32_t>(avg.auiAverage, avg.auiAverage + 6), (std::vector<uint32_t>{0, 50, 7, 0, 5, 3}));
     ASSERT_EQ(fake::count("DUMP_Request"), 3u);
-    EXPECT_EQ(fake::hex(fake::nth("DUMP_Request", 0).bytes), "00 00 00 00 00 00 02 d0 00 0c 00 00");
-    EXPECT_EQ(fake::hex(fake::nth("DUMP_Request", 1).bytes), "00 00 00 01 00 00 02 d0 00 0c 00 00");
-    EXPECT_EQ(fake::hex(fake::nth("DUMP_Request", 2).bytes), "00 00 00 02 00 00 02 d0 00 0c 00 00");
+    for (size_t period = 0; period < 3; ++period)
+        EXPECT_EQ(fake::hex(fake::nth("DUMP_Request", period).bytes),
+                  "00 00 00 0" + std::to_string(period) + " 00 00 02 d0 00 0c 00 00");
 
     // Sums are 64-bit: 720 samples of 0xFFFFFFFF average to 0xFFFFFFFF.
     fake::reset();
@@ -95,16 +87,14 @@ TEST_F(History, AveragesOfThreePeriodsDivideByTheSamplesAskedFor) {
     const SESSION_HISQUERY_S q = {0, 720, 12, {0, 0}};
     uint32_t sessions = 0, rate = 0;
     _session_HisComData_Get(1, &q, &sessions, &rate);
-    EXPECT_EQ(sessions, 0xFFFFFFFFu);
-    EXPECT_EQ(rate, 0xFFFFFFFFu);
+    EXPECT_EQ((std::vector<uint32_t>{sessions, rate}), (std::vector<uint32_t>{0xFFFFFFFFu, 0xFFFFFFFFu}));
 
     // Zero samples asked for: averages 0, whatever the kernel says.
     fake::reset();
     const SESSION_HISQUERY_S none = {0, 0, 12, {0, 0}};
     sessions = rate = 9;
     _session_HisComData_Get(1, &none, &sessions, &rate);
-    EXPECT_EQ(sessions, 0u);
-    EXPECT_EQ(rate, 0u);
+    EXPECT_EQ((std::vector<uint32_t>{sessions, rate}), (std::vector<uint32_t>{0, 0}));
 }
 
 TEST_F(History, DisplayEndsLinesInLfCr) {
@@ -139,21 +129,20 @@ TEST_F(History, TopStatisticsSkipUnopenedNodesWithoutAGap) {
     uint32_t count = 0;
     EXPECT_EQ(Session_GetTopStatTick(3, nodes, &count, buf.data()), 0u);
     EXPECT_EQ(count, 338u);
-    EXPECT_EQ(buf[0], 0x10);
-    EXPECT_EQ(buf[333 * 24], 0x80);
-    EXPECT_EQ(buf[335 * 24], 0xC0);  // node 3 straight after node 1
-    EXPECT_EQ(buf[337 * 24 + 23], 0xC2);
-    EXPECT_EQ(buf[338 * 24], 0x5A);
+    // Node 3's samples (0xC0...) straight after node 1's.
+    EXPECT_EQ((std::vector<uint8_t>{buf[0], buf[333 * 24], buf[335 * 24], buf[337 * 24 + 23], buf[338 * 24]}),
+              (std::vector<uint8_t>{0x10, 0x80, 0xC0, 0xC2, 0x5A}));
 
     // Every request goes out before the first pull; node 1 ends before
     // node 3 is pulled.
-    EXPECT_EQ(fake::call_names("DUMP_"), (std::vector<std::string>{"DUMP_Request", "DUMP_Request", "DUMP_Request", "DUMP_Pull",
-                                                   "DUMP_Pull", "DUMP_Terminate", "DUMP_Pull", "DUMP_Terminate"}));
+    EXPECT_EQ(fake::call_names("DUMP_"), (std::vector<std::string>{"DUMP_Request", "DUMP_Request", "DUMP_Request",
+                                                                   "DUMP_Pull", "DUMP_Pull", "DUMP_Terminate",
+                                                                   "DUMP_Pull", "DUMP_Terminate"}));
     EXPECT_EQ(fake::hex(fake::nth("DUMP_Request").bytes), "00 00 04 00 00 00 00 18");
     EXPECT_EQ(fake::nth("DUMP_Request", 2).args, (std::vector<uint64_t>{3, 0x14001a, 8}));
-    EXPECT_EQ(fake::nth("DUMP_Pull", 0).args[1], 49152u);
-    EXPECT_EQ(fake::nth("DUMP_Pull", 1).args[1], 49152u - 333 * 24);
-    EXPECT_EQ(fake::nth("DUMP_Pull", 2).args[1], 49152u);
+    EXPECT_EQ((std::vector<uint64_t>{fake::nth("DUMP_Pull", 0).args[1], fake::nth("DUMP_Pull", 1).args[1],
+                                     fake::nth("DUMP_Pull", 2).args[1]}),
+              (std::vector<uint64_t>{49152u, 49152u - 333 * 24, 49152u}));
     EXPECT_EQ(fake::open_dumps(), 0);
 }
 

@@ -12,10 +12,8 @@ namespace {
 Rec kernel_rec() {
     Rec r(432);
     put_tuple(r, 0, Tuple{});
-    Tuple back = reversed(Tuple{});
-    back.flags = 2;
-    back.vrf = 100;
-    put_tuple(r, 48, back);
+    put_tuple(r, 48, Tuple{.flags = 2, .src = {10, 0, 0, 1}, .dst = {192, 168, 1, 10}, .sport = 80, .dport = 40000,
+                           .vrf = 100});
     r.raw(96, kIpv6B);
     r.be32(128, 12).be32(132, 10).be32(136, 3400).be32(140, 15000).be32(144, 10).be32(148, 11);
     r.be32(152, 1700000000).be32(156, 0xFFFFFFFF).be32(160, 5).be16(164, 0x1111).be16(166, 0x2222);
@@ -50,13 +48,11 @@ std::string show_kernel(const Bytes &records, uint32_t *count = nullptr) {
 
 std::string kernel_golden() {
     std::string s;
-    s += "Initiator:\r\n";
-    s += "SrcAddr        :" + col("192.168.1.10", 20) + "  SrcPort        :" + col("40000", 20) + "\r\n";
+    s += "Initiator:\r\nSrcAddr        :" + col("192.168.1.10", 20) + "  SrcPort        :" + col("40000", 20) + "\r\n";
     s += "DstAddr        :" + col("10.0.0.1", 20) + "  DstPort        :" + col("80", 20) + "\r\n";
     s += "DS-Lite peer   :" + col("2001:db8::2", 22) + "VPN ID         : -/-/-\r\n";
     s += "Protocol       :TCP(6)  Inbound interface    :GigabitEthernet1/0/1\r\n";
-    s += "Responder:\r\n";
-    s += "SrcAddr        :" + col("10.0.0.1", 20) + "  SrcPort        :" + col("80", 20) + "\r\n";
+    s += "Responder:\r\nSrcAddr        :" + col("10.0.0.1", 20) + "  SrcPort        :" + col("80", 20) + "\r\n";
     s += "DstAddr        :" + col("192.168.1.10", 20) + "  DstPort        :" + col("40000", 20) + "\r\n";
     s += "DS-Lite peer   :" + col("-", 22) + "VPN ID         :-/100/-\r\n";
     s += "Protocol       :TCP(6)  Inbound interface    :" + col("N/A", 15) + "\r\n";
@@ -64,16 +60,12 @@ std::string kernel_golden() {
     s += "Start time: 2023-11-14 22:13:20    TTL: -\r\n";
     s += "Initiator->Responder:   " + rcol("12", 20) + " packets " + rcol("3400", 20) + " bytes\r\n";
     s += "Responder->Initiator:   " + rcol("10", 20) + " packets " + rcol("15000", 20) + " bytes\r\n";
-    s += "\r\n";
-    s += "SESSION_BASE_S:\r\n";
-    s += "RefCount           :" + col("2", 20) + "   TableFlag           :0x10\r\n";
+    s += "\r\nSESSION_BASE_S:\r\nRefCount           :" + col("2", 20) + "   TableFlag           :0x10\r\n";
     s += "Cache_org          :" + col("0x2000", 20) + "   UpdateTime          :77\r\n";
     s += "Cache_rpl          :" + col("(nil)", 20) + "   SessionType         :1\r\n";
     s += "Session_base       :" + col("0x1000", 20) + "   SessionL4Type       :6\r\n";
     s += "L3CheckSumDiff     :" + col("65535", 20) + "   L4CheckSumDiff    :5\r\n";
-    s += "\r\n";
-    s += "SESSION_S:\r\n";
-    s += "Session_Normal     :" + col("0xabc0", 20) + "   ServicePos        :0x1234567890\r\n";
+    s += "\r\nSESSION_S:\r\nSession_Normal     :" + col("0xabc0", 20) + "   ServicePos        :0x1234567890\r\n";
     s += "ServiceCb          :" + col("0x20", 20) + "   Module Flag       :0x1\r\n";
     s += "LogCb              :" + col("0x10", 20) + "   AppID             :9\r\n";
     s += "AttachFlag         :" + col("0x3", 20) + "  Cfg Seq           :4\r\n";
@@ -87,19 +79,14 @@ std::string kernel_golden() {
     s += "stPeerLip          :" + col("65518", 20) + "   FDBFlag           :0x8\r\n";
     s += "Driver context 0:  :" + col("4030201", 20) + "\r\n";  // the delivered bytes 01 02 03 04 as a host number
     s += "Driver context 1:  :" + col("0", 20) + "\r\n";
-    s += "\r\n";
-    s += "SESSION_EXT_S:\r\n";
-    s += "ExtSession         :" + col("0x5000", 20) + "   DirAssociateParent  :1\r\n";
+    s += "\r\nSESSION_EXT_S:\r\nExtSession         :" + col("0x5000", 20) + "   DirAssociateParent  :1\r\n";
     s += "Parent             :" + col("(nil)", 20) + "   VrexCfgSeq          :2\r\n";
     s += "AlgCb              :" + col("0x6000", 20) + "   Sctp_org            :7\r\n";
     s += "Sctp_rpl           :" + col("8", 20) + "   SessAlgType         :0x21\r\n";
     s += "Dccp_rpl           :" + col("4", 20) + "   Dccp_org            :0\r\n";
-    s += "\r\n";
-    s += "SESSION_KLOG_EXTINFO_S:\r\n";
-    s += "Org_Packets        :" + col("100", 20) + "   Rely_Packets        :200\r\n";
+    s += "\r\nSESSION_KLOG_EXTINFO_S:\r\nOrg_Packets        :" + col("100", 20) + "   Rely_Packets        :200\r\n";
     s += "Org_Bytes          :" + col("300", 20) + "   Rely_Bytes          :400\r\n";
-    s += "\r\n";
-    s += "SESSION_NATEXT_KERNEL_INFO_S:\r\n";
+    s += "\r\nSESSION_NATEXT_KERNEL_INFO_S:\r\n";
     s += "Dns Seq            :" + col("0x7000", 20) + "   L4CheckSumDiff    :4\r\n";
     s += "SrcNopatInfo       :" + col("0x7100", 20) + "   ifIndexNatCfg     :10\r\n";
     s += "LogCb              :" + col("0x7300", 20) + "   Cfg Org_Seq       :11\r\n";
@@ -109,8 +96,7 @@ std::string kernel_golden() {
     s += "ifIndexDns         :" + col("11", 20) + "   ucChannel         :5\r\n";
     s += "portblockResFlag   :" + col("ab", 20) + "   BackupMode        :1\r\n";
     s += "Portblock Dir      :" + col("2", 20) + "   Port Res Dir      :3\r\n";
-    s += "LoadShare ID       :" + col("4", 20) + "   hPatEntry         :0x8000\r\n";
-    s += "\r\n";
+    s += "LoadShare ID       :" + col("4", 20) + "   hPatEntry         :0x8000\r\n\r\n";
     return s;
 }
 
@@ -127,22 +113,18 @@ TEST_F(KernelDetail, EveryBlockOfAFullRecord) {
 TEST_F(KernelDetail, OptionalBlocksAndIpv6Direction) {
     Rec r = kernel_rec();
     r.be64(296, 0).be16(262, 0x2).be32(156, 60);
-    Tuple v6;
-    v6.family = 10;
-    v6.src = kIpv6A;
-    v6.dst = kIpv6B;
-    v6.flags = 4;
-    v6.vrf = 33;
-    put_tuple(r, 0, v6);
+    put_tuple(r, 0, Tuple{.family = 10, .flags = 4, .src = kIpv6A, .dst = kIpv6B, .vrf = 33});
     const std::string out = show_kernel(r.b);
     EXPECT_EQ(out.find("SESSION_EXT_S:"), std::string::npos);
     EXPECT_EQ(out.find("SESSION_NATEXT_KERNEL_INFO_S:"), std::string::npos);
     EXPECT_NE(out.find("\r\n\r\nSESSION_KLOG_EXTINFO_S:\r\n"), std::string::npos);
     EXPECT_NE(out.find("Module Flag       :0x2\r\n"), std::string::npos);
     // IPv6: no DS-Lite text, the VPN line follows the addresses directly.
-    EXPECT_EQ(out.find("Initiator:\r\nSrcAddr        :" + col("2001:db8::1", 20) + "  SrcPort        :" + col("40000", 20) +
+    EXPECT_EQ(out.find("Initiator:\r\nSrcAddr        :" + col("2001:db8::1", 20) +
+                       "  SrcPort        :" + col("40000", 20) +
                        "\r\nDstAddr        :" + col("2001:db8::2", 20) + "  DstPort        :" + col("80", 20) +
-                       "\r\nVPN ID         :-/-/33\r\nProtocol       :TCP(6)  Inbound interface    :GigabitEthernet1/0/1"
+                       "\r\nVPN ID         :-/-/33\r\n"
+                       "Protocol       :TCP(6)  Inbound interface    :GigabitEthernet1/0/1"
                        "\r\nResponder:\r\n"),
               0u)
         << out;
@@ -152,15 +134,9 @@ TEST_F(KernelDetail, OptionalBlocksAndIpv6Direction) {
 
 Rec relation_detail_rec(uint8_t family) {
     Rec r(208);
-    Tuple t;
-    t.family = family;
-    t.src = family == 2 ? Bytes{0, 0, 0, 0} : kIpv6A;
-    t.dst = family == 2 ? Bytes{10, 0, 0, 1} : kIpv6B;
-    t.sport = 0;
-    t.dport = 21;
-    t.vrf = 3;
-    t.flags = family == 2 ? 0 : 4;
-    put_tuple(r, 0, t);
+    const bool v4 = family == 2;
+    put_tuple(r, 0, Tuple{.family = family, .flags = uint8_t(v4 ? 0 : 4), .src = v4 ? Bytes{0, 0, 0, 0} : kIpv6A,
+                          .dst = v4 ? Bytes{10, 0, 0, 1} : kIpv6B, .sport = 0, .dport = 21, .vrf = 3});
     r.be32(48, 10).be32(52, 0x01020304).ip4(60, 10, 0, 0, 2).be16(76, 2121).be16(78, 9).be16(80, 6);
     r.u8(82, 17).u8(83, 5);
     r.be64(104, 0x100).be64(112, 0x200).be32(120, 50).be32(124, 0x30).be32(128, 1).be32(132, 11);
@@ -195,22 +171,17 @@ TEST_F(KernelDetail, RelationDetailIpv4AndIpv6Endings) {
     EXPECT_EQ(shown([&] { return SESSION_DisplayRelationInfo(5, &key); }, &n),
               relation_head("-/-", "10.0.0.1/21", "-", "vpn-a/-/-", "TCP(6)", "25s", "HTTP") + common +
                   "    Ext VPN instance/VLAN ID/Inline ID: Invalid(9)/-/-\r\n" + ext +
-                  "    Nat portblock: 0x300\r\n"
-                  "    Nat PatEntry: (nil)\r\n"
-                  "    Nat flag: 1f\r\n"
-                  "    Nat PB Resflag: 2a\r\n"
-                  "    RefCount: 9\r\n"
-                  "    Portblock-port: 1024\r\n"
-                  "    FailGroupID: 77\r\n"
-                  "    LoadShareID: 3\r\n\r\n" +
+                  "    Nat portblock: 0x300\r\n    Nat PatEntry: (nil)\r\n    Nat flag: 1f\r\n"
+                  "    Nat PB Resflag: 2a\r\n    RefCount: 9\r\n    Portblock-port: 1024\r\n"
+                  "    FailGroupID: 77\r\n    LoadShareID: 3\r\n\r\n" +
                   relation_head("2001:db8::1", "2001:db8::2/21", nullptr, "vpn-a/-/-", "TCP(6)", "25s", "HTTP") +
                   common + "    Ext VPN instance/VLAN ID/Inline ID: -/-/9\r\n" + ext);
     EXPECT_EQ(n, 2u);
     const fake::Call &req = fake::nth("DUMP_Request");
     EXPECT_EQ(req.args, (std::vector<uint64_t>{5, 0x140025, 44}));
-    ASSERT_EQ(req.bytes.size(), 44u);
-    EXPECT_EQ(fake::hex(req.bytes.data(), 4), "0a 00 00 01");
-    EXPECT_EQ(fake::hex(req.bytes.data() + 32, 4), "11 22 33 44");
+    Rec want(44);
+    want.be32(0, 0x0A000001).be32(32, 0x11223344).u8(40, 2);
+    EXPECT_EQ(fake::hex(req.bytes), fake::hex(want.b));
     EXPECT_EQ(fake::nth("DUMP_Pull").args[1], 7904u);
 }
 

@@ -59,13 +59,11 @@ TEST_F(Vocabulary, EveryNameInItsSlot) {
 
 TEST_F(Vocabulary, PastTheEdgesTheSharedEmptyString) {
     const char *empty = SESSION_GetStatusName(1, 3);
-    EXPECT_EQ(SESSION_GetStatusName(8, 0), empty);
-    EXPECT_EQ(SESSION_GetStatusName(0xFFFFFFFFu, 1), empty);
-    EXPECT_EQ(SESSION_GetStatusName(1, 11), empty);  // would be slot 21, "ICMP_REQUEST"
-    EXPECT_EQ(SESSION_GetStatusName(0, 255), empty);
-    EXPECT_EQ(SESSION_GetProtocolName(8), empty);
-    EXPECT_EQ(SESSION_GetAppName(17), empty);
-    EXPECT_EQ(SESSION_GetL4AgingStatusName(19), empty);
+    // (1, 11) would be slot 21, "ICMP_REQUEST".
+    for (const char *name : {SESSION_GetStatusName(8, 0), SESSION_GetStatusName(0xFFFFFFFFu, 1),
+                             SESSION_GetStatusName(1, 11), SESSION_GetStatusName(0, 255), SESSION_GetProtocolName(8),
+                             SESSION_GetAppName(17), SESSION_GetL4AgingStatusName(19)})
+        EXPECT_EQ(name, empty);
     EXPECT_EQ(SESSION_GetProtocolStateCount(8), 0u);
     EXPECT_EQ(SESSION_GetProtocolStateCount(0xFFFFFFFFu), 0u);
 }
@@ -106,10 +104,7 @@ TEST_F(Vocabulary, LogRecords) {
     SESSION_InitTrafficLog(&log);
     EXPECT_EQ(fake::hex(&log, sizeof(log)), fake::hex(fake::Bytes(16, 0)));
     EXPECT_EQ(SESSION_IsInvalidTrafficLog(&log), 1u);
-    log.usValue1 = 1;
-    log.usValue2 = 2;
-    log.usValue3 = 3;
-    log.usValue4 = 4;
+    log.usValue1 = log.usValue2 = log.usValue3 = log.usValue4 = 1;
     EXPECT_EQ(SESSION_IsInvalidTrafficLog(&log), 1u);  // the u16 fields do not count
     log.uiWord2 = 5;
     EXPECT_EQ(SESSION_IsInvalidTrafficLog(&log), 0u);
