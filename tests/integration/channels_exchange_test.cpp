@@ -103,7 +103,7 @@ TEST_F(ChannelExchange, PatientReceiveShowsProgressOnlyWhileTheServiceWorks) {
         ASSERT_GE(out.size(), 17u + 7);
         const std::string dots = out.substr(17, out.size() - 17 - 7);
         EXPECT_GE(dots.size(), 2u);
-        EXPECT_LE(dots.size(), 4u);
+        EXPECT_LE(dots.size(), 5u);  // about three; a loaded machine may wake late
         EXPECT_EQ(dots.find_first_not_of('.'), std::string::npos) << out;
         EXPECT_EQ(out.substr(out.size() - 7), "Done.\r\n");
     }
