@@ -2,7 +2,7 @@
 # Installs the Debian packages the build and the tests need, when missing.
 set -euo pipefail
 packages=(build-essential cmake pkg-config libsqlite3-dev libinih-dev libreadline-dev
-          libgtest-dev libgmock-dev libbenchmark-dev sqlite3)
+          libgtest-dev libgmock-dev libbenchmark-dev sqlite3 netbase)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
