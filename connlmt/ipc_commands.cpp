@@ -11,12 +11,23 @@ using namespace dpmgmt::connlmt;
 
 namespace {
 
-// Exchanges the request and reads a reply of N bytes from a cleared local
-// buffer, so a short reply reads as zeros, never as stale bytes.
-template <uint32_t N, class P>
-uint32_t query_value(uint32_t type, const P &request, uint8_t (&reply)[N]) {
-    std::memset(reply, 0, N);
-    return svc_query(type, request.data(), request.size(), reply, N);
+// A single-value query: the reply of N bytes lands in a cleared local
+// buffer (a short reply reads as zeros, never as stale bytes), and the one
+// network-order value at `offset` is written out only when the exchange
+// succeeded.
+template <uint32_t N, class T, class P>
+uint32_t query_value(uint32_t type, const P &request, uint32_t offset, T *out) {
+    static_assert(sizeof(T) == 2 || sizeof(T) == 4);
+    static_assert(N >= sizeof(T));
+    if (out == nullptr) return DPMGMT_ERR_FAILED;
+    uint8_t reply[N] = {};
+    const uint32_t rc = svc_query(type, request.data(), request.size(), reply, N);
+    if (rc != DPMGMT_OK) return rc;
+    if constexpr (sizeof(T) == 2)
+        *out = load_be16(reply + offset);
+    else
+        *out = load_be32(reply + offset);
+    return DPMGMT_OK;
 }
 
 }  // namespace
@@ -98,44 +109,25 @@ DPMGMT_API uint32_t CONNLMT_ipc_SetDes(const CONNLMT_DESCRIPTION_S *description)
 }
 
 DPMGMT_API uint32_t CONNLMT_ipc_GetApplyPolicy(uint32_t ifIndex, uint32_t family, uint16_t *policyId) {
-    if (policyId == nullptr) return DPMGMT_ERR_FAILED;
     Payload<12> p;
     p.put32(0, family);
     p.put32(4, ifIndex);
-    uint8_t reply[2];
-    const uint32_t rc = query_value(kMsgGetApplyPolicy, p, reply);
-    if (rc != DPMGMT_OK) return rc;
-    *policyId = load_be16(reply);
-    return DPMGMT_OK;
+    return query_value<2>(kMsgGetApplyPolicy, p, 0, policyId);
 }
 
 DPMGMT_API uint32_t CONNLMT_ipc_IsPolicyExist(uint16_t policyId, uint32_t family, uint16_t *exists) {
-    if (exists == nullptr) return DPMGMT_ERR_FAILED;
-    uint8_t reply[2];
-    const uint32_t rc = query_value(kMsgIsPolicyExist, family_policy_request(family, policyId), reply);
-    if (rc != DPMGMT_OK) return rc;
-    *exists = load_be16(reply);
-    return DPMGMT_OK;
+    return query_value<2>(kMsgIsPolicyExist, family_policy_request(family, policyId), 0, exists);
 }
 
 DPMGMT_API uint32_t CONNLMT_ipc_GetNextPolicyID(uint16_t policyId, uint32_t family, uint16_t *nextId) {
-    if (nextId == nullptr) return DPMGMT_ERR_FAILED;
-    uint8_t reply[8];
-    const uint32_t rc = query_value(kMsgGetNextPolicyId, family_policy_request(family, policyId), reply);
-    if (rc != DPMGMT_OK) return rc;
-    *nextId = load_be16(reply + 4);  // the rest of the reply is not ours to read
-    return DPMGMT_OK;
+    // An 8-byte reply of which only the u16 at 4 is ours to read.
+    return query_value<8>(kMsgGetNextPolicyId, family_policy_request(family, policyId), 4, nextId);
 }
 
 DPMGMT_API uint32_t CONNLMT_ipc_GetPolicyTotalNumber(uint32_t family, uint32_t *total) {
-    if (total == nullptr) return DPMGMT_ERR_FAILED;
     Payload<4> p;
     p.put32(0, family);
-    uint8_t reply[4];
-    const uint32_t rc = query_value(kMsgGetPolicyTotalNumber, p, reply);
-    if (rc != DPMGMT_OK) return rc;
-    *total = load_be32(reply);
-    return DPMGMT_OK;
+    return query_value<4>(kMsgGetPolicyTotalNumber, p, 0, total);
 }
 
 }  // extern "C"
