@@ -1,0 +1,51 @@
+/* Bounded waits and the cause of the last failed wait.
+ *
+ * A program that links the library (the command line) may bound how long
+ * this process waits on a silent peer: a service socket's receive, a dump
+ * pull, a control call.  Without a bound every wait blocks as the seam's
+ * calls always have; the library itself never sets one.
+ *
+ * exchangeMs bounds a receive on a socket without a receive time-out and
+ * every kernel wait (dump request, pull, control call).  patientMs bounds
+ * the whole of a receive loop on a socket that has a receive time-out set
+ * (SO_RCVTIMEO): each time-out still ends the receive with EAGAIN, but once
+ * patientMs have passed since the socket's last send, the receive fails
+ * with ETIMEDOUT instead.  0 means no bound.
+ *
+ * When a wait fails the platform records why (the first failure since the
+ * last PLAT_ClearFault): a live peer that did not answer in time, a peer
+ * that went away (the service exited, the kernel channel was cut in the
+ * middle of a dump), or no peer at all.  A peer that went away ends a
+ * receive with ECONNRESET and a pull with a failure, never with EAGAIN, so
+ * that no loop waits on a dead service. */
+#ifndef PLATFORM_WAIT_H
+#define PLATFORM_WAIT_H
+
+#include "platform/plat_common.h"
+
+#define PLAT_FAULT_NONE 0u
+#define PLAT_FAULT_TIMEOUT 1u     /* the peer is there but did not answer in time */
+#define PLAT_FAULT_GONE 2u        /* the peer went away while we waited on it */
+#define PLAT_FAULT_UNREACHABLE 3u /* nobody listens at the endpoint */
+#define PLAT_FAULT_UNTRUSTED 4u   /* the endpoint or its directory belongs to another user */
+
+#define PLAT_ENDPOINT_SIZE 108u
+
+typedef struct {
+    uint32_t kind;                      /* PLAT_FAULT_* */
+    int32_t sysErrno;                   /* the system's error number, 0 if none */
+    uint32_t waitedMs;                  /* how long the failed wait lasted */
+    char endpoint[PLAT_ENDPOINT_SIZE];  /* the socket path waited on */
+} PLAT_FAULT_S;
+
+PLAT_EXTERN_C_BEGIN
+
+PLAT_API void PLAT_SetWaitBounds(uint32_t exchangeMs, uint32_t patientMs);
+/* The first fault since the last clear; returns its kind (PLAT_FAULT_NONE
+ * when there is none, and then *fault is zeroed). fault may be null. */
+PLAT_API uint32_t PLAT_GetFault(PLAT_FAULT_S *fault);
+PLAT_API void PLAT_ClearFault(void);
+
+PLAT_EXTERN_C_END
+
+#endif
