@@ -28,6 +28,8 @@
 #define PLAT_FAULT_GONE 2u        /* the peer went away while we waited on it */
 #define PLAT_FAULT_UNREACHABLE 3u /* nobody listens at the endpoint */
 #define PLAT_FAULT_UNTRUSTED 4u   /* the endpoint or its directory belongs to another user */
+#define PLAT_FAULT_START 5u       /* the service could not be started (endpoint: its binary) */
+#define PLAT_FAULT_DIRECTORY 6u   /* the run or data directory was refused (endpoint: its path) */
 
 #define PLAT_ENDPOINT_SIZE 108u
 
@@ -35,7 +37,7 @@ typedef struct {
     uint32_t kind;                      /* PLAT_FAULT_* */
     int32_t sysErrno;                   /* the system's error number, 0 if none */
     uint32_t waitedMs;                  /* how long the failed wait lasted */
-    char endpoint[PLAT_ENDPOINT_SIZE];  /* the socket path waited on */
+    char endpoint[PLAT_ENDPOINT_SIZE];  /* the socket, binary or directory concerned */
 } PLAT_FAULT_S;
 
 PLAT_EXTERN_C_BEGIN
