@@ -104,7 +104,7 @@ int main(int argc, char **argv) {
         {
             std::lock_guard<std::mutex> hold(scrapeLock);
             exporter::Snapshot snap;
-            exporter::read_snapshot(snap);
+            exporter::read_snapshot(snap, opts.relations);
             exporter::write_metrics(snap, text);
         }
         res.set_content(text.text(), exporter::PromText::kContentType);

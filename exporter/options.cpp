@@ -57,6 +57,7 @@ void print_usage(std::FILE *to) {
                "at /metrics in the Prometheus text format.\n"
                "  --listen ADDR:PORT  address to serve on (default 127.0.0.1:9563; [ADDR6]:PORT for IPv6)\n"
                "  --timeout SECONDS   longest wait on the session service or the kernel (default 2)\n"
+               "  --relations         also export the relation counts (the kernel may walk its tables for them)\n"
                "  --help              show this text\n"
                "  --version           show the version\n"
                "Exit status: 0 after SIGTERM or SIGINT, 1 bad arguments, 4 the address cannot be bound.\n",
@@ -68,6 +69,10 @@ ParseResult parse_options(int argc, char **argv, Options &out) {
         const std::string_view arg = argv[i];
         if (arg == "--help" || arg == "-h") return ParseResult::kHelp;
         if (arg == "--version") return ParseResult::kVersion;
+        if (arg == "--relations") {
+            out.relations = true;
+            continue;
+        }
         const char *value = i + 1 < argc ? argv[i + 1] : nullptr;
         if (arg == "--listen") {
             if (value == nullptr || !parse_listen(value, out.host, out.port)) {

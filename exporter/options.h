@@ -12,6 +12,7 @@ struct Options {
     std::string host = "127.0.0.1";  // an IPv6 address without its brackets
     uint16_t port = 9563;
     uint32_t timeoutMs = 2000;  // bound of every wait on the service or the kernel
+    bool relations = false;     // also read the relation counts
 };
 
 enum class ParseResult { kRun, kHelp, kVersion, kError };

@@ -47,7 +47,7 @@ std::bitset<CONNLMT_MAX_POLICY_NUM> policies_in_use() {
 }
 
 void read_node(NodeSnapshot &n, const std::vector<uint16_t> &upNodes,
-               const std::bitset<CONNLMT_MAX_POLICY_NUM> &policies) {
+               const std::bitset<CONNLMT_MAX_POLICY_NUM> &policies, bool withRelations) {
     n.chassis = LIP_GetChassID(n.node) & 0xFFFF;
     n.slot = LIP_GetSlotID(n.node) & 0xFFFF;
     n.cpu = LIP_GetCpuID(n.node) & 0xFFFF;
@@ -56,7 +56,7 @@ void read_node(NodeSnapshot &n, const std::vector<uint16_t> &upNodes,
     const uint32_t failKey = 0;
     n.failOk = SESSION_GetStatFail(n.node, &failKey, &n.fail) == DPMGMT_OK;
     const uint32_t everyInterface = 0;
-    n.interfacesOk = SESSION_GetIFKernelAll(n.node, &everyInterface, &n.interfaces) == DPMGMT_OK;
+    if (withRelations) n.interfacesOk = SESSION_GetIFKernelAll(n.node, &everyInterface, &n.interfaces) == DPMGMT_OK;
     // The history query leaves the averages alone when it cannot read them.
     SESSION_HISAVG_S unset;
     for (uint32_t &v : unset.auiAverage) v = UINT32_MAX;
@@ -79,7 +79,7 @@ void read_node(NodeSnapshot &n, const std::vector<uint16_t> &upNodes,
 
 }  // namespace
 
-void read_snapshot(Snapshot &out) {
+void read_snapshot(Snapshot &out, bool withRelations) {
     const auto start = std::chrono::steady_clock::now();
     out = Snapshot{};
     out.self = DEV_GetSelf();
@@ -96,7 +96,7 @@ void read_snapshot(Snapshot &out) {
     for (uint16_t node : upNodes) {
         NodeSnapshot &n = out.nodes.emplace_back();
         n.node = node;
-        read_node(n, upNodes, policies);
+        read_node(n, upNodes, policies, withRelations);
         if (node == out.self) out.kernelUp = n.statOk;
     }
     if (std::find(upNodes.begin(), upNodes.end(), out.self) == upNodes.end()) {

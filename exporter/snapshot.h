@@ -60,8 +60,10 @@ struct Snapshot {
 };
 
 // Reads everything a scrape shows.  Never fails: what cannot be read is
-// marked as such and left out of the metrics.
-void read_snapshot(Snapshot &out);
+// marked as such and left out of the metrics.  withRelations adds the
+// kernel's per-interface counts, of which only the relations are shown: a
+// kernel may have to walk its tables to make them.
+void read_snapshot(Snapshot &out, bool withRelations);
 
 // The aging queues of a node's cores; false when the dump cannot be opened.
 bool read_aging_queues(uint16_t node, std::vector<AgingCore> &cores);
