@@ -1,7 +1,7 @@
 // dpmgmt-exporter: serves the node's statistics at /metrics in the
 // Prometheus text format.  One scrape reads at a time; every wait on the
-// session service or the kernel is bounded, so a silent service gives a
-// scrape with its health at 0 rather than a hung one.
+// session service or the kernel is bounded, and so is the whole read, so a
+// silent service gives a scrape with its health at 0 rather than a hung one.
 #include <arpa/inet.h>
 #include <netdb.h>
 #include <signal.h>
@@ -13,9 +13,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
+#include <chrono>
+#include <cstdlib>
 #include <thread>
 
+#include "collector.h"
 #include "options.h"
 #include "platform/wait.h"
 #include "prom_text.h"
@@ -93,7 +95,7 @@ int main(int argc, char **argv) {
 
     PLAT_SetWaitBounds(opts.timeoutMs, opts.timeoutMs);
 
-    std::mutex scrapeLock;
+    exporter::Collector collector(std::chrono::milliseconds(opts.timeoutMs), opts.relations);
     httplib::Server server;
     const time_t ioSeconds = static_cast<time_t>(opts.timeoutMs / 1000 + 5);
     server.set_read_timeout(ioSeconds, 0);
@@ -101,12 +103,9 @@ int main(int argc, char **argv) {
     server.Get("/metrics", [&](const httplib::Request &, httplib::Response &res) {
         exporter::PromText text;
         text.reserve(kTextReserve);
-        {
-            std::lock_guard<std::mutex> hold(scrapeLock);
-            exporter::Snapshot snap;
-            exporter::read_snapshot(snap, opts.relations);
-            exporter::write_metrics(snap, text);
-        }
+        exporter::Snapshot snap;
+        collector.collect(snap);
+        exporter::write_metrics(snap, text);
         res.set_content(text.text(), exporter::PromText::kContentType);
     });
     server.Get("/", [](const httplib::Request &, httplib::Response &res) {
@@ -132,5 +131,10 @@ int main(int argc, char **argv) {
         kill(getpid(), SIGTERM);
     }
     stopper.join();
+    if (!collector.stop()) {
+        // The reader is stuck on a silent peer: leave without waiting for it.
+        std::fflush(nullptr);
+        std::_Exit(served ? 0 : 1);
+    }
     return served ? 0 : 1;
 }

@@ -215,6 +215,30 @@ class ServiceDeathTest(unittest.TestCase):
             self.assertEqual(by_label(after, "dpmgmt_sessions", "protocol"), {})
 
 
+    def test_silent_service_gives_health_0_within_the_timeout(self):
+        with Stack() as stack:
+            svc = Service(stack, SEED, 500)
+            exp = Exporter(stack, svc.env, "--timeout", "0.5")
+            self.assertEqual(parse_samples(exp.scrape()[1])[("dpmgmt_session_service_up", frozenset())], 1)
+            os.kill(svc.pid, signal.SIGSTOP)
+            try:
+                for _ in range(2):  # a fresh read and one still stuck behind it
+                    started = time.monotonic()
+                    silent = parse_samples(exp.scrape()[1])
+                    self.assertLess(time.monotonic() - started, 3)
+                    self.assertEqual(silent[("dpmgmt_session_service_up", frozenset())], 0)
+                    self.assertEqual(silent[("dpmgmt_kernel_channel_up", frozenset())], 0)
+            finally:
+                os.kill(svc.pid, signal.SIGCONT)
+            wait_until(lambda: parse_samples(exp.scrape()[1])[("dpmgmt_session_service_up", frozenset())] == 1, 10,
+                       "the health to come back")
+            # Stopped while a read is stuck: it still ends, with status 0.
+            os.kill(svc.pid, signal.SIGSTOP)
+            exp.scrape()
+            exp.proc.send_signal(signal.SIGTERM)
+            self.assertEqual(exp.proc.wait(timeout=10), 0)
+
+
 class PrometheusTest(unittest.TestCase):
     """A real Prometheus scrapes the exporter every second."""
 
