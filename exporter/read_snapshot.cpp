@@ -83,6 +83,7 @@ void read_snapshot(Snapshot &out, bool withRelations) {
     const auto start = std::chrono::steady_clock::now();
     out = Snapshot{};
     out.self = DEV_GetSelf();
+    out.relationsAsked = withRelations;
     out.serviceUp = session_service_up();
     const auto policies = out.serviceUp ? policies_in_use() : std::bitset<CONNLMT_MAX_POLICY_NUM>{};
 

@@ -53,6 +53,7 @@ struct Snapshot {
     bool serviceUp = false;  // the session service runs and answers
     bool kernelUp = false;   // the local node's kernel answers its statistics dump
     uint16_t self = 0;
+    bool relationsAsked = false;  // --relations: the interface counts were read
     std::vector<NodeSnapshot> nodes;
     bool sipOk = false, h323Ok = false;
     SQA_CALL_STATISTICS_S sip{}, h323{};

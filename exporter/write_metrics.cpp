@@ -74,9 +74,11 @@ void write_sessions(const Snapshot &s, const std::vector<NodeLabels *> &nl, Prom
         for (uint32_t p = 0; p < SESSION_PROTOCOL_COUNT; ++p) {
             const uint32_t states = SESSION_GetProtocolStateCount(p);
             for (uint32_t st = 0; st < states && st < SESSION_STATUS_PER_PROTOCOL; ++st) {
-                out.sample(l,
-                           {{"protocol", SESSION_GetProtocolName(p)},
-                            {"state", SESSION_GetStatusName(p, static_cast<uint8_t>(st))}},
+                // A state without a name is labelled with its number.
+                const Num number(st);
+                std::string_view name = SESSION_GetStatusName(p, static_cast<uint8_t>(st));
+                if (name.empty()) name = number.view();
+                out.sample(l, {{"protocol", SESSION_GetProtocolName(p)}, {"state", name}},
                            uint64_t{n.stat.auiStateCount[p][st]});
             }
         }
@@ -100,6 +102,7 @@ void write_sessions(const Snapshot &s, const std::vector<NodeLabels *> &nl, Prom
                      out.sample(l, {{"counter", index.view()}}, uint64_t{n.fail.auiCount[i]});
                  }
              });
+    if (!s.relationsAsked) return;
     out.family("dpmgmt_relations", "gauge", "Relations (expected connections) received on any interface.");
     per_node(s.nodes, nl, [](const NodeSnapshot &n) { return n.interfacesOk; },
              [&](const NodeSnapshot &n, span<const Label> l) { out.sample(l, {}, uint64_t{n.interfaces.auiCount[3]}); });
