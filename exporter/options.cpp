@@ -52,7 +52,7 @@ bool parse_listen(const std::string &text, std::string &host, uint16_t &port) {
 }
 
 void print_usage(std::FILE *to) {
-    std::fputs("usage: dpmgmt-exporter [--listen ADDR:PORT] [--timeout SECONDS]\n"
+    std::fputs("usage: dpmgmt-exporter [--listen ADDR:PORT] [--timeout SECONDS] [--relations]\n"
                "Serves the node's session, connection-limit, call and hot-backup statistics\n"
                "at /metrics in the Prometheus text format.\n"
                "  --listen ADDR:PORT  address to serve on (default 127.0.0.1:9563; [ADDR6]:PORT for IPv6)\n"
