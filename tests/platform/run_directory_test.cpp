@@ -197,9 +197,14 @@ TEST_F(RunDirectoryTest, PlantedLinksInOurOwnDirectoryAreNotFollowed) {
     EXPECT_TRUE(dptest::wait_until([pid] { return ::kill(pid, 0) != 0; }));
 }
 
-// A socket in our directory that another user made is not our service.
+// A socket in our directory that another user made is not our service,
+// for a process that watches its service (the command line does).
 TEST_F(RunDirectoryTest, ServiceSocketOfAnotherUserIsRefused) {
     if (::geteuid() != 0) GTEST_SKIP() << "needs root to make a socket of another user";
+    PLAT_SetWaitBounds(5000, 0);
+    struct Unbound {
+        ~Unbound() { PLAT_SetWaitBounds(0, 0); }
+    } unbound;
     TempDir run;
     ScopedEnv runEnv("DPMGMT_RUNDIR", run.path().c_str());
     const int fake = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -226,9 +231,10 @@ TEST_F(RunDirectoryTest, DefaultRunDirectoryFollowsThePlatformConventions) {
         ScopedEnv env("XDG_RUNTIME_DIR", xdg.path().c_str());
         EXPECT_EQ(dpsim::rundir(), xdg.path() + "/dpmgmt");
     }
-    ::chmod(xdg.path().c_str(), 0755);
+    TempDir open;
+    ::chmod(open.path().c_str(), 0755);
     {
-        ScopedEnv env("XDG_RUNTIME_DIR", xdg.path().c_str());
+        ScopedEnv env("XDG_RUNTIME_DIR", open.path().c_str());
         EXPECT_EQ(dpsim::rundir(), fallback) << "a runtime directory open to others is not used";
     }
     ScopedEnv env("XDG_RUNTIME_DIR", nullptr);
