@@ -4,6 +4,8 @@
 // where its parent is missing.
 #include <fcntl.h>
 #include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -15,6 +17,7 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -24,6 +27,8 @@
 #include "platform/socket.h"
 #include "platform/wait.h"
 #include "support/test_env.h"
+
+extern char **environ;
 
 namespace {
 
@@ -129,6 +134,45 @@ TEST_F(RunDirectoryTest, ForeignOpenOrMissingRunDirectoriesAreRefused) {
             EXPECT_EQ(::access(dir.substr(0, dir.rfind('/')).c_str(), F_OK), -1) << "parent made";
         }
     }
+}
+
+// dpservice in a run directory: its exit status and what it said on
+// standard error (bounded: killed after 10 s).
+std::pair<int, std::string> run_service(const std::string &rundir) {
+    int err[2];
+    if (::pipe2(err, O_CLOEXEC) != 0) return {-1, ""};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, err[1], 2);
+    ScopedEnv run("DPMGMT_RUNDIR", rundir.c_str());
+    char *argv[] = {const_cast<char *>(DPSERVICE_PATH), nullptr};
+    pid_t pid = -1;
+    const int rc = posix_spawn(&pid, DPSERVICE_PATH, &actions, nullptr, argv, environ);
+    posix_spawn_file_actions_destroy(&actions);
+    ::close(err[1]);
+    int status = -1;
+    if (rc == 0 && !dptest::wait_until([&] { return ::waitpid(pid, &status, WNOHANG) == pid; })) {
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, &status, 0);
+    }
+    std::string text;
+    char buf[512];
+    ssize_t n;
+    while ((n = ::read(err[0], buf, sizeof buf)) > 0) text.append(buf, static_cast<size_t>(n));
+    ::close(err[0]);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
+}
+
+// The service refuses such a directory itself, in one line, and leaves it
+// as it found it.
+TEST_F(RunDirectoryTest, ServiceRefusesARunDirectoryOpenToOthers) {
+    const std::string dir = base_.path() + "/open";
+    ASSERT_EQ(::mkdir(dir.c_str(), 0700), 0);
+    ::chmod(dir.c_str(), 0777);
+    const auto [status, err] = run_service(dir);
+    EXPECT_EQ(status, 1);
+    EXPECT_EQ(err, "dpservice: run directory " + dir + " is open to other users (mode 0777)\n");
+    EXPECT_EQ(::access((dir + "/svc-3184.sock").c_str(), F_OK), -1);
 }
 
 // Another local user made the default-looking directory first, with a link
