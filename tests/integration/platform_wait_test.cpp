@@ -153,6 +153,25 @@ TEST(PlatformWait, PatientBoundEndsTheTimedReceivesOfAStoppedService) {
     EXPECT_EQ(fault().kind, PLAT_FAULT_TIMEOUT);
 }
 
+// Without bounds a receive is the system's own: time-outs say EAGAIN as
+// often as they come, and nothing is recorded.
+TEST(PlatformWait, UnboundedReceivesKeepTheSystemsBehaviour) {
+    dptest::ServiceProcess svc;
+    Stopped stopped(svc.pid());
+    Bounds none(0, 0);
+    const int fd = service_socket();
+    const uint8_t timeout[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0x50, 0xC3};  // 0 s, 50,000 us
+    ASSERT_EQ(SOCK_SetSockOpt(fd, PLAT_SOL_SOCKET, PLAT_SO_RCVTIMEO, timeout, sizeof timeout), 0);
+    ASSERT_EQ(SOCK_Send(fd, kStatRequest, sizeof kStatRequest, 0), static_cast<long>(sizeof kStatRequest));
+    uint8_t buf[64];
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(SOCK_Recv(fd, buf, sizeof buf, 0), -1);
+        EXPECT_EQ(errno, EAGAIN);
+    }
+    SOCK_Close(fd);
+    EXPECT_EQ(fault().kind, PLAT_FAULT_NONE);
+}
+
 // Standard output into a pipe for one scope, so that the test can see the
 // patient receive's dots as they come.
 class StdoutPipe {
