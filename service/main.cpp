@@ -28,8 +28,9 @@ bool write_pidfile(const std::string &path) {
     if (fd < 0 && errno == EEXIST && ::unlink(tmp.c_str()) == 0) fd = ::open(tmp.c_str(), flags, 0600);
     std::FILE *f = fd >= 0 ? ::fdopen(fd, "w") : nullptr;
     if (f == nullptr) {
+        const int err = errno;
         if (fd >= 0) ::close(fd);
-        std::fprintf(stderr, "dpservice: cannot write %s: %s\n", tmp.c_str(), std::strerror(errno));
+        std::fprintf(stderr, "dpservice: cannot write %s: %s\n", tmp.c_str(), std::strerror(err));
         return false;
     }
     const bool ok = std::fprintf(f, "%d\n", static_cast<int>(::getpid())) > 0;
