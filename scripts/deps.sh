@@ -4,6 +4,7 @@ set -euo pipefail
 packages=(build-essential cmake pkg-config libsqlite3-dev libinih-dev libreadline-dev
           libgtest-dev libgmock-dev libbenchmark-dev sqlite3 netbase)
 packages+=(libcpp-httplib-dev prometheus jq python3)  # the metrics exporter, its tests and its checks
+packages+=(conntrack libnetfilter-conntrack-dev linux-perf)  # bench: the connection-table side-by-side, profiling
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -31,6 +31,7 @@ using Clock = std::chrono::steady_clock;
 constexpr size_t kMaxKernelConnections = 256;
 constexpr int kDatagramsPerWake = 64;  // lets the kernel side in between a flood of datagrams
 constexpr uint32_t kPullFailed = 0x40010001u;
+constexpr uint32_t kPullMore = 0x40010009u;
 constexpr uint32_t kControlUnknown = 0x40010001u;
 
 // A descriptor closed on every path.
@@ -107,6 +108,10 @@ bool clear_stale(const std::string &path, int type) {
         std::fprintf(stderr, "dpservice: %s exists and is not a socket\n", path.c_str());
         return false;
     }
+    if (st.st_uid != ::geteuid()) {
+        std::fprintf(stderr, "dpservice: %s belongs to uid %u\n", path.c_str(), static_cast<unsigned>(st.st_uid));
+        return false;
+    }
     sockaddr_un addr{};
     if (!fill_unix_addr(path, addr)) return false;
     Fd probe(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
@@ -125,8 +130,18 @@ Fd bind_socket(const std::string &path, int type) {
     sockaddr_un addr{};
     if (!fill_unix_addr(path, addr)) return Fd();
     Fd fd(::socket(AF_UNIX, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    if (!fd || ::bind(fd.get(), reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0) {
-        std::fprintf(stderr, "dpservice: cannot bind %s: %s\n", path.c_str(), std::strerror(errno));
+    if (!fd) {
+        std::fprintf(stderr, "dpservice: socket: %s\n", std::strerror(errno));
+        return Fd();
+    }
+    // The socket file is made by bind with the process's mask: for the
+    // user alone.  The service is still single-threaded here.
+    const mode_t saved = ::umask(0177);
+    const int rc = ::bind(fd.get(), reinterpret_cast<sockaddr *>(&addr), sizeof addr);
+    const int err = errno;
+    ::umask(saved);
+    if (rc != 0) {
+        std::fprintf(stderr, "dpservice: cannot bind %s: %s\n", path.c_str(), std::strerror(err));
         return Fd();
     }
     return fd;
@@ -157,13 +172,9 @@ T load_host(const uint8_t *p) {
 std::string run_directory() { return dpsim::rundir(); }
 
 bool make_run_directory(const std::string &dir) {
-    if (::mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) {
-        std::fprintf(stderr, "dpservice: cannot create %s: %s\n", dir.c_str(), std::strerror(errno));
-        return false;
-    }
-    struct stat st {};
-    if (::stat(dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
-        std::fprintf(stderr, "dpservice: %s is not a directory\n", dir.c_str());
+    std::string why;
+    if (!dpsim::check_run_directory(dir, why)) {
+        std::fprintf(stderr, "dpservice: %s\n", why.c_str());
         return false;
     }
     return true;
@@ -282,6 +293,30 @@ struct Loop::Impl {
         return n;
     }
 
+    // Answers up to `most` pulls of the cursor in one frame, so that the
+    // client pays one round trip for many chunks; the answers stop after
+    // the one that ends the dump.
+    void pull_batch(KernelConn &c, uint32_t op, uint32_t max, uint32_t most) {
+        // Built in place after the frame header: the output is empty while
+        // a frame runs.
+        std::vector<uint8_t> &out = c.out;
+        const size_t frame = out.size();
+        out.resize(frame + sizeof(dpsim::FrameHeader));
+        for (uint32_t i = 0; i < most; ++i) {
+            const size_t at = out.size();
+            out.resize(at + sizeof(dpsim::PullAnswerHeader));
+            uint32_t code = kPullFailed;
+            if (c.cursor) code = c.cursor->pull(out, max);
+            const size_t chunk = std::min<size_t>(out.size() - at - sizeof(dpsim::PullAnswerHeader), max);
+            out.resize(at + sizeof(dpsim::PullAnswerHeader) + chunk);
+            const dpsim::PullAnswerHeader h{code, static_cast<uint32_t>(chunk)};
+            std::memcpy(out.data() + at, &h, sizeof h);
+            if (code != kPullMore || out.size() - frame + sizeof h + max > dpsim::kBatchBytes) break;
+        }
+        const dpsim::FrameHeader fh{op, static_cast<uint32_t>(out.size() - frame - sizeof(dpsim::FrameHeader))};
+        std::memcpy(out.data() + frame, &fh, sizeof fh);
+    }
+
     // Runs one complete frame; false when the frame is malformed and the
     // connection must go.
     bool run_frame(KernelConn &c, uint32_t op, const uint8_t *p, uint32_t len) {
@@ -293,8 +328,14 @@ struct Loop::Impl {
             const DumpFactory *factory = detail::find_dump(type);
             c.cursor.reset();
             if (factory != nullptr) c.cursor = (*factory)(node, std::span<const uint8_t>(p + 8, len - 8));
-            const uint32_t status = c.cursor ? 0 : 1;
-            append_frame(c.out, op, &status, 4);
+            const uint32_t answer[2] = {c.cursor ? 0u : 1u, dpsim::kFeatureBatchedPulls};
+            append_frame(c.out, op, answer, sizeof answer);
+            return true;
+        }
+        case dpsim::kOpDumpPullBatch: {
+            if (len != 8) return false;
+            pull_batch(c, op, std::min(load_host<uint32_t>(p), dpsim::kBatchBytes - 8),
+                       std::min(load_host<uint32_t>(p + 4), dpsim::kMaxBatchPulls));
             return true;
         }
         case dpsim::kOpDumpPull: {
