@@ -297,7 +297,18 @@ int dispatch(const std::vector<std::string> &typed) {
     return check_fault(best->run(args));
 }
 
-void show_help(const std::vector<std::string> &typed, bool partial) {
+void show_help(const std::vector<std::string> &given, bool partial) {
+    // Unique prefixes count as the keywords they begin; a partly typed
+    // last word stays as it is.
+    std::vector<std::string> typed = given;
+    if (partial && !typed.empty()) {
+        const std::string last = typed.back();
+        typed.pop_back();
+        typed = expand(typed);
+        typed.push_back(last);
+    } else {
+        typed = expand(typed);
+    }
     CLI_ClearHelpInfo();
     bool argumentHelp = false;
     for (const Command &c : table()) {

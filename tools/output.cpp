@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "cli.h"
+#include "grammar.h"
 
 namespace cli {
 
@@ -57,12 +58,16 @@ struct Filter {
                                                     }};
 };
 
+// For a refusal already reported: false.
+bool refused(int) { return false; }
+
 // The filters after the first "|"; false after reporting a bad one.
 bool parse_filters(const std::vector<std::string> &words, size_t from, std::vector<Filter> &out) {
     size_t i = from;
     while (i < words.size()) {
-        if (words[i] != "|") return fail("unexpected '%s' after an output filter; another one begins with '|'", words[i].c_str()) == kOk;
-        if (++i == words.size()) return fail("output filter missing after '|': include, exclude or count") == kOk;
+        if (words[i] != "|")
+            return refused(fail("unexpected '%s' after an output filter; another one begins with '|'", words[i].c_str()));
+        if (++i == words.size()) return refused(fail("output filter missing after '|': include, exclude or count"));
         Filter f;
         if (same_word(words[i], "count")) {
             out.push_back(std::move(f));
@@ -74,14 +79,14 @@ bool parse_filters(const std::vector<std::string> &words, size_t from, std::vect
         else if (same_word(words[i], "exclude"))
             f.kind = Filter::kExclude;
         else
-            return fail("bad output filter '%s': include, exclude or count", words[i].c_str()) == kOk;
+            return refused(fail("bad output filter '%s': include, exclude or count", words[i].c_str()));
         std::string pattern;
         for (++i; i < words.size() && words[i] != "|"; ++i) pattern += (pattern.empty() ? "" : " ") + words[i];
-        if (pattern.empty()) return fail("regular expression missing after '%s'", words[i - 1].c_str()) == kOk;
+        if (pattern.empty()) return refused(fail("regular expression missing after '%s'", words[i - 1].c_str()));
         f.re.reset(new regex_t);
         if (regcomp(f.re.get(), pattern.c_str(), REG_EXTENDED | REG_NOSUB) != 0) {
             delete f.re.release();
-            return fail("bad regular expression '%s'", pattern.c_str()) == kOk;
+            return refused(fail("bad regular expression '%s'", pattern.c_str()));
         }
         out.push_back(std::move(f));
     }
@@ -122,7 +127,8 @@ void filter_lines(FILE *in, const std::vector<Filter> &filters) {
 
 }  // namespace
 
-int run_line(const std::vector<std::string> &words) {
+int run_line(const std::vector<std::string> &typed) {
+    const std::vector<std::string> words = expand(typed);
     size_t bar = 0;
     while (bar < words.size() && words[bar] != "|") ++bar;
     if (bar == words.size()) return dispatch(words);
