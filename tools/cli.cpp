@@ -112,13 +112,20 @@ std::string fault_text(const PLAT_FAULT_S &f) {
     case PLAT_FAULT_DIRECTORY:
         std::snprintf(text, sizeof text, "directory %s refused%s", f.endpoint, why.c_str());
         break;
+    case PLAT_FAULT_STALLED:
+        std::snprintf(text, sizeof text, "%s kept answering \"more\" with nothing", f.endpoint);
+        break;
     default:
         std::snprintf(text, sizeof text, "%s failed (fault %u)%s", f.endpoint, f.kind, why.c_str());
     }
     return text;
 }
 
-int fault_status(const PLAT_FAULT_S &f) { return f.kind >= PLAT_FAULT_UNTRUSTED ? kEnvironment : kServiceFailed; }
+int fault_status(const PLAT_FAULT_S &f) {
+    const bool environment =
+        f.kind == PLAT_FAULT_UNTRUSTED || f.kind == PLAT_FAULT_START || f.kind == PLAT_FAULT_DIRECTORY;
+    return environment ? kEnvironment : kServiceFailed;
+}
 
 bool begins_word(const std::string &typed, const std::string &word) {
     return typed.size() <= word.size() && strncasecmp(typed.c_str(), word.c_str(), typed.size()) == 0;
