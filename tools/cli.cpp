@@ -316,37 +316,41 @@ void show_help(const std::vector<std::string> &given, bool partial) {
     } else {
         typed = expand(typed);
     }
+    // The commands that begin with the typed words, then what the
+    // arguments take: the help a command collects through the platform, or
+    // else what its syntax says.
+    using Lines = std::vector<std::pair<std::string, std::string>>;
+    Lines commandLines, argumentLines;
+    auto collect = [&argumentLines] {
+        const uint32_t n = CLI_TakeHelpInfo();
+        for (uint32_t i = 0; i < n; ++i) {
+            const char *keyword = "", *help = "";
+            if (CLI_GetHelpLine(i, &keyword, &help) == 0) argumentLines.emplace_back(keyword, help);
+        }
+    };
     CLI_ClearHelpInfo();
-    bool argumentHelp = false;
     for (const Command &c : table()) {
         const int kwCount = static_cast<int>(split(c.keywords).size());
         const int m = matched(c, typed, partial);
         if (m < 0) continue;
         if (m < static_cast<int>(typed.size())) {
-            // The typed words go past the keywords: the command's own
-            // arguments may have help to offer.
             if (m == kwCount && c.arg_help != nullptr && matched(c, typed) == kwCount) {
                 c.arg_help(std::vector<std::string>(typed.begin() + kwCount, typed.end()), partial);
-                argumentHelp = true;
+                collect();
             }
             continue;
         }
         if (m == kwCount && c.arg_help != nullptr && !partial) {
             c.arg_help({}, false);
+            collect();
         }
         std::string line = c.keywords;
         if (c.syntax && *c.syntax) line += std::string(" ") + c.syntax;
-        CLI_NewHelpInfo(line.c_str(), c.help, nullptr);
+        commandLines.emplace_back(line, c.help);
     }
-    // Past the keywords of a command without help of its own: what its
-    // syntax takes there.
-    if (!argumentHelp && find(expand(typed)) != nullptr)
-        for (const auto &[word, what] : argument_help(typed, partial)) CLI_NewHelpInfo(word.c_str(), what.c_str(), nullptr);
-    const uint32_t lines = CLI_TakeHelpInfo();
-    for (uint32_t i = 0; i < lines; ++i) {
-        const char *keyword = "", *help = "";
-        if (CLI_GetHelpLine(i, &keyword, &help) == 0) std::printf("  %-60s %s\n", keyword, help);
-    }
+    if (argumentLines.empty() && find(expand(typed)) != nullptr) argumentLines = argument_help(typed, partial);
+    for (const Lines *lines : {&commandLines, &argumentLines})
+        for (const auto &[keyword, help] : *lines) std::printf("  %-60s %s\n", keyword.c_str(), help.c_str());
 }
 
 const std::string &Args::peek() const {

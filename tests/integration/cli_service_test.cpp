@@ -3,13 +3,16 @@
 // stored configuration back, and a bad environment is named in one line.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <chrono>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
+#include "support/child_process.h"
 #include "support/service_process.h"
 #include "support/test_env.h"
 
@@ -72,6 +75,30 @@ TEST(CliService, AStoppedServiceIsGivenUpOnWithinTheBound) {
         EXPECT_NE(r.err.find(c.socket), std::string::npos) << r.err;
         EXPECT_EQ(r.err.find("the listing is incomplete") != std::string::npos, c.incomplete) << r.err;
     }
+}
+
+TEST(CliService, AListingCutShortByTheServiceDyingSaysSo) {
+    dptest::ServiceProcess svc{{"--sessions", "100000"}};
+    dptest::TempDir dir;
+    const std::string out = dir.path() + "/out", err = dir.path() + "/err";
+    dptest::Child cli([&](int) {
+        const int o = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        const int e = ::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        ::dup2(o, 1);
+        ::dup2(e, 2);
+        ::execl(DPMGMT_CLI_PATH, DPMGMT_CLI_PATH, "display", "session", "table", "verbose", nullptr);
+        return 127;
+    });
+    // Killed once the listing is under way.
+    struct stat st {};
+    ASSERT_TRUE(dptest::wait_until([&] { return ::stat(out.c_str(), &st) == 0 && st.st_size > 100000; }));
+    svc.kill9();
+    EXPECT_EQ(cli.wait_exit(), 3);
+    std::ifstream e(err);
+    const std::string said((std::istreambuf_iterator<char>(e)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(lines_of(said), 1u) << said;
+    EXPECT_EQ(said.rfind("dpmgmt: the listing is incomplete: ", 0), 0u) << said;
+    EXPECT_NE(said.find("kernel.sock"), std::string::npos) << said;
 }
 
 TEST(CliService, AServiceDpmgmtStartsGetsTheStoredConfigurationBack) {
