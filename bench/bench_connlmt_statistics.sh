@@ -15,7 +15,7 @@ measure() {
     per-source per-destination per-service >/dev/null
   "$build/dpmgmt" connection-limit apply policy 1 >/dev/null
   nodes=$("$build/dpmgmt" display connection-limit statistics policy 1 count | grep -o '[0-9]\+\.' | tr -d .)
-  rss=$("$build/bench/peak_rss_driver" "$build/dpmgmt" display connection-limit statistics policy 1)
+  rss=$("$build/peak_rss_driver" "$build/dpmgmt" display connection-limit statistics policy 1)
   kill "$(cat "$dir/dpservice.pid")" 2>/dev/null || true
   rm -rf "$dir"
   echo "$nodes $rss"

@@ -8,7 +8,7 @@ rss_at() {
   dir=$(mktemp -d /tmp/dpmgmt-bench.XXXXXX)
   DPMGMT_RUNDIR=$dir DPMGMT_DATADIR=$dir "$build/dpservice" --sessions "$n" --daemon --pidfile "$dir/dpservice.pid"
   local rss
-  rss=$(DPMGMT_RUNDIR=$dir DPMGMT_DATADIR=$dir "$build/bench/peak_rss_driver" "$build/dpmgmt" display session table verbose)
+  rss=$(DPMGMT_RUNDIR=$dir DPMGMT_DATADIR=$dir "$build/peak_rss_driver" "$build/dpmgmt" display session table verbose)
   kill "$(cat "$dir/dpservice.pid")" 2>/dev/null || true
   rm -rf "$dir"
   echo "$rss"

@@ -7,8 +7,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${BUILD_DIR:-build-bench}
-if [ ! -x "$build/bench/connlmt_store_bench" ]; then
+if [ ! -x "$build/connlmt_store_bench" ]; then
   cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DDPMGMT_BENCH=ON -DDPMGMT_TESTS=OFF >/dev/null
   cmake --build "$build" --target connlmt_store_bench -j2
 fi
-"$build/bench/connlmt_store_bench" --benchmark_min_time=2 "$@"
+"$build/connlmt_store_bench" --benchmark_min_time=2 "$@"

@@ -4,7 +4,7 @@
 # 1.3x of 1,000 calls).
 set -euo pipefail
 build=${BUILD_DIR:-build-bench}
-driver=$build/bench/sqa_display_driver
+driver=$build/sqa_display_driver
 [ -x "$driver" ] || { echo "no $driver: build with -DDPMGMT_BENCH=ON" >&2; exit 2; }
 rss_at() {
   local n=$1 proto=$2 dir rss

@@ -4,6 +4,7 @@ set -euo pipefail
 packages=(build-essential cmake pkg-config libsqlite3-dev libinih-dev libreadline-dev
           libgtest-dev libgmock-dev libbenchmark-dev sqlite3 netbase)
 packages+=(libedit-dev)  # the interactive shell of dpmgmt (BSD licence, readline-compatible interface)
+packages+=(conntrack libnetfilter-conntrack-dev linux-perf)  # bench: the connection-table side-by-side, profiling
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

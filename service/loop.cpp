@@ -31,6 +31,7 @@ using Clock = std::chrono::steady_clock;
 constexpr size_t kMaxKernelConnections = 256;
 constexpr int kDatagramsPerWake = 64;  // lets the kernel side in between a flood of datagrams
 constexpr uint32_t kPullFailed = 0x40010001u;
+constexpr uint32_t kPullMore = 0x40010009u;
 constexpr uint32_t kControlUnknown = 0x40010001u;
 
 // A descriptor closed on every path.
@@ -292,6 +293,30 @@ struct Loop::Impl {
         return n;
     }
 
+    // Answers up to `most` pulls of the cursor in one frame, so that the
+    // client pays one round trip for many chunks; the answers stop after
+    // the one that ends the dump.
+    void pull_batch(KernelConn &c, uint32_t op, uint32_t max, uint32_t most) {
+        // Built in place after the frame header: the output is empty while
+        // a frame runs.
+        std::vector<uint8_t> &out = c.out;
+        const size_t frame = out.size();
+        out.resize(frame + sizeof(dpsim::FrameHeader));
+        for (uint32_t i = 0; i < most; ++i) {
+            const size_t at = out.size();
+            out.resize(at + sizeof(dpsim::PullAnswerHeader));
+            uint32_t code = kPullFailed;
+            if (c.cursor) code = c.cursor->pull(out, max);
+            const size_t chunk = std::min<size_t>(out.size() - at - sizeof(dpsim::PullAnswerHeader), max);
+            out.resize(at + sizeof(dpsim::PullAnswerHeader) + chunk);
+            const dpsim::PullAnswerHeader h{code, static_cast<uint32_t>(chunk)};
+            std::memcpy(out.data() + at, &h, sizeof h);
+            if (code != kPullMore || out.size() - frame + sizeof h + max > dpsim::kBatchBytes) break;
+        }
+        const dpsim::FrameHeader fh{op, static_cast<uint32_t>(out.size() - frame - sizeof(dpsim::FrameHeader))};
+        std::memcpy(out.data() + frame, &fh, sizeof fh);
+    }
+
     // Runs one complete frame; false when the frame is malformed and the
     // connection must go.
     bool run_frame(KernelConn &c, uint32_t op, const uint8_t *p, uint32_t len) {
@@ -303,8 +328,14 @@ struct Loop::Impl {
             const DumpFactory *factory = detail::find_dump(type);
             c.cursor.reset();
             if (factory != nullptr) c.cursor = (*factory)(node, std::span<const uint8_t>(p + 8, len - 8));
-            const uint32_t status = c.cursor ? 0 : 1;
-            append_frame(c.out, op, &status, 4);
+            const uint32_t answer[2] = {c.cursor ? 0u : 1u, dpsim::kFeatureBatchedPulls};
+            append_frame(c.out, op, answer, sizeof answer);
+            return true;
+        }
+        case dpsim::kOpDumpPullBatch: {
+            if (len != 8) return false;
+            pull_batch(c, op, std::min(load_host<uint32_t>(p), dpsim::kBatchBytes - 8),
+                       std::min(load_host<uint32_t>(p + 4), dpsim::kMaxBatchPulls));
             return true;
         }
         case dpsim::kOpDumpPull: {

@@ -140,7 +140,26 @@ public:
         return true;
     }
 
+    // Reads one reply frame whole into `frame` (at most `cap` bytes, else
+    // the reply is refused).
+    bool recv_frame(std::vector<uint8_t> &frame, uint32_t cap) {
+        dpsim::FrameHeader header{};
+        if (!recv_all(&header, sizeof header)) return false;
+        if (header.length > cap) return malformed();
+        frame.resize(header.length);
+        return header.length == 0 || recv_all(frame.data(), header.length);
+    }
+
     const std::string &path() const { return path_; }
+
+    // A reply we do not believe ends the channel: what follows it cannot be
+    // framed any more.
+    bool malformed() {
+        record_fault(PLAT_FAULT_GONE, EPROTO, now_ms() - start_, path_,
+                     path_ + ": the kernel sent a malformed reply");
+        fd_.reset();
+        return false;
+    }
 
 private:
     bool broken(int err) {
@@ -152,15 +171,6 @@ private:
                              " ms");
         else
             record_fault(PLAT_FAULT_GONE, err, now_ms() - start_, path_, path_ + ": the kernel channel was cut");
-        fd_.reset();
-        return false;
-    }
-
-    // A reply we do not believe ends the channel: what follows it cannot be
-    // framed any more.
-    bool malformed() {
-        record_fault(PLAT_FAULT_GONE, EPROTO, now_ms() - start_, path_,
-                     path_ + ": the kernel sent a malformed reply");
         fd_.reset();
         return false;
     }
@@ -196,10 +206,21 @@ private:
 
 // One open dump.  Its own lock orders pulls on the one stream; the table's
 // lock only guards the map.
+//
+// Where the kernel side offers it, pulls travel in batches: one request
+// brings the answers of many pulls, which are handed out one pull at a
+// time, and the next batch is asked for as soon as one arrives, so that
+// the kernel side makes it while the caller works through this one.
 struct DumpConn {
     std::mutex lock;
     KernelChannel channel;
     uint32_t emptyMore = 0;  // "more" answers without a byte, in a row
+    bool batched = false;
+    std::vector<uint8_t> batch;  // answers not yet handed out, from `next`
+    size_t next = 0;
+    bool asked = false;       // a batch request is on its way
+    uint32_t askedLen = 0;    // the buffer length it asked for
+    uint32_t most = 1;        // pulls the next request asks for
 };
 
 class DumpTable {
@@ -268,10 +289,62 @@ PLAT_API uint32_t DUMP_Request(uint16_t node, uint32_t dumpType, const void *key
     const DumpHead head{node, 0, dumpType};
     if (!ch.send_frame(dpsim::kOpDumpRequest, &head, sizeof head, key, keyLen)) return DUMP_INVALID_HANDLE;
     uint32_t status = 1;
+    uint32_t features = 0;
     uint32_t got = 0;
-    if (!ch.recv_reply(status, nullptr, 0, got) || status != 0) return DUMP_INVALID_HANDLE;
+    if (!ch.recv_reply(status, reinterpret_cast<uint8_t *>(&features), sizeof features, got) || status != 0)
+        return DUMP_INVALID_HANDLE;
+    conn->batched = got == sizeof features && (features & dpsim::kFeatureBatchedPulls) != 0;
     return dumps().add(std::move(conn));
 }
+
+namespace {
+
+bool ask_batch(DumpConn &d, uint32_t bufLen) {
+    const uint32_t request[2] = {bufLen, d.most};
+    if (!d.channel.send_frame(dpsim::kOpDumpPullBatch, request, sizeof request)) return false;
+    d.asked = true;
+    d.askedLen = bufLen;
+    // Start small (a dump of one record needs one pull) and grow.
+    d.most = std::min(d.most * 2, dpsim::kMaxBatchPulls);
+    return true;
+}
+
+// The next answer of the batch: false when the kernel side broke the
+// batch's rules (the channel is then closed).
+bool take_answer(DumpConn &d, uint32_t bufLen, void *buf, uint32_t &result, uint32_t &got) {
+    KernelChannel &ch = d.channel;
+    if (d.next == d.batch.size()) {
+        if (!d.asked && !ask_batch(d, bufLen)) return false;
+        if (!ch.recv_frame(d.batch, dpsim::kBatchBytes)) return false;
+        d.asked = false;
+        d.next = 0;
+        // Every answer whole, none longer than was asked for, and nothing
+        // after the one that ends the dump.
+        uint32_t last = DUMP_CONTINUE;
+        for (size_t at = 0; at < d.batch.size();) {
+            dpsim::PullAnswerHeader h{};
+            if (last != DUMP_CONTINUE || d.batch.size() - at < sizeof h) return ch.malformed();
+            std::memcpy(&h, d.batch.data() + at, sizeof h);
+            if (h.length > d.askedLen || d.batch.size() - at - sizeof h < h.length) return ch.malformed();
+            at += sizeof h + h.length;
+            last = h.result;
+        }
+        if (d.batch.empty()) return ch.malformed();
+        if (last == DUMP_CONTINUE && !ask_batch(d, d.askedLen)) return false;
+    }
+    dpsim::PullAnswerHeader h{};
+    std::memcpy(&h, d.batch.data() + d.next, sizeof h);
+    // A chunk made for a larger buffer than this pull offers cannot be
+    // handed out.
+    if (h.length > bufLen) return ch.malformed();
+    if (h.length > 0) std::memcpy(buf, d.batch.data() + d.next + sizeof h, h.length);
+    d.next += sizeof h + h.length;
+    result = h.result;
+    got = h.length;
+    return true;
+}
+
+}  // namespace
 
 PLAT_API uint32_t DUMP_Pull(uint32_t handle, uint32_t bufLen, void *buf, uint32_t *delivered) {
     if (delivered != nullptr) *delivered = 0;
@@ -287,8 +360,14 @@ PLAT_API uint32_t DUMP_Pull(uint32_t handle, uint32_t bufLen, void *buf, uint32_
     // A service that answers with more than was asked is not believed: the
     // pull fails before a byte of the chunk is read, and the dump is over.
     const uint32_t cap = bufLen < dpsim::kKernelMaxFrame ? bufLen : dpsim::kKernelMaxFrame;
-    if (!ch.send_frame(dpsim::kOpDumpPull, &bufLen, 4) ||
-        !ch.recv_reply(result, static_cast<uint8_t *>(buf), cap, got)) {
+    // A pull larger than a batch can carry goes alone (when no batch is
+    // under way).
+    const bool batch = conn->batched && (cap <= dpsim::kBatchBytes - 2 * sizeof(dpsim::PullAnswerHeader) ||
+                                         conn->asked || conn->next < conn->batch.size());
+    const bool ok = batch ? take_answer(*conn, cap, buf, result, got)
+                                  : ch.send_frame(dpsim::kOpDumpPull, &bufLen, 4) &&
+                                        ch.recv_reply(result, static_cast<uint8_t *>(buf), cap, got);
+    if (!ok) {
         ch.close();
         return kFailed;
     }

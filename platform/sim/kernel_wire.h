@@ -18,7 +18,9 @@ constexpr uint32_t kKernelMaxFrame = 1u << 20;  // larger frames are refused
 
 enum KernelOp : uint32_t {
     // request: u16 node, u16 0, u32 dump type, key bytes
-    // reply:   u32 status (0 = opened, otherwise not served)
+    // reply:   u32 status (0 = opened, otherwise not served), then u32
+    //          features (kFeatureBatchedPulls); a kernel side that sends
+    //          the status alone offers none
     kOpDumpRequest = 1,
     // request: u32 buffer length
     // reply:   u32 result code (0x40010009 for a chunk of a multi-record
@@ -31,7 +33,25 @@ enum KernelOp : uint32_t {
     kOpControlAsync = 4,
     // request: none; reply: u32 number of open dump cursors (for tests)
     kOpCursorCount = 5,
+    // request: u32 buffer length, u32 most chunks
+    // reply:   one to `most` pulls' answers, each u32 result code, u32
+    //          chunk length (at most the buffer length), the chunk; the
+    //          answers end after the first result that is not 0x40010009
+    //          or when the next might not fit in kBatchBytes
+    kOpDumpPullBatch = 6,
 };
+
+// The features a kernel side offers in its answer to kOpDumpRequest.
+constexpr uint32_t kFeatureBatchedPulls = 1u;
+// What one batch of pulls may carry, headers included.
+constexpr uint32_t kBatchBytes = 256u * 1024u;
+constexpr uint32_t kMaxBatchPulls = 64u;
+
+struct PullAnswerHeader {
+    uint32_t result;
+    uint32_t length;
+};
+static_assert(sizeof(PullAnswerHeader) == 8);
 
 struct FrameHeader {
     uint32_t op;

@@ -1,7 +1,8 @@
 // Names of ACLs, applications and VPN instances from the device profile;
-// protocol names from the system's protocol database.
+// protocol names from the system's protocol database, read once.
 #include <netdb.h>
 
+#include <array>
 #include <cstring>
 
 #include "dpsim.h"
@@ -16,6 +17,40 @@ void put_name(char *dst, const std::string &name, size_t size) {
     const size_t n = name.size() < size - 1 ? name.size() : size - 1;
     std::memcpy(dst, name.data(), n);
     dst[n] = '\0';
+}
+
+// The system's protocol database, read once per process: the first name
+// listed for each number, as a lookup by number finds it.  A name too long
+// for the caller's buffer is no answer.
+struct ProtoName {
+    char text[APR_PROTO_NAME_SIZE] = {};
+    uint8_t len = 0;  // 0: no answer
+    bool seen = false;
+};
+
+std::array<ProtoName, 256> read_proto_names() {
+    std::array<ProtoName, 256> names{};
+    protoent entry{};
+    protoent *found = nullptr;
+    char scratch[4096];
+    ::setprotoent(0);
+    while (::getprotoent_r(&entry, scratch, sizeof scratch, &found) == 0 && found != nullptr) {
+        if (found->p_proto < 0 || found->p_proto > 255 || found->p_name == nullptr) continue;
+        ProtoName &slot = names[static_cast<size_t>(found->p_proto)];
+        const size_t len = std::strlen(found->p_name);
+        if (slot.seen) continue;
+        slot.seen = true;
+        if (len == 0 || len >= APR_PROTO_NAME_SIZE) continue;
+        std::memcpy(slot.text, found->p_name, len + 1);
+        slot.len = static_cast<uint8_t>(len);
+    }
+    ::endprotoent();
+    return names;
+}
+
+const std::array<ProtoName, 256> &proto_names() {
+    static const std::array<ProtoName, 256> names = read_proto_names();  // thread-safe, once
+    return names;
 }
 
 }  // namespace
@@ -42,15 +77,9 @@ PLAT_API uint32_t ACL_GetNameByIndex(uint32_t aclType, uint32_t aclNum, char *na
 
 PLAT_API uint32_t APR_GetProtoNameByID(uint32_t protocol, char *name) {
     if (name == nullptr || protocol > 255) return kUnknown;
-    protoent entry{};
-    protoent *found = nullptr;
-    char scratch[1024];
-    if (getprotobynumber_r(static_cast<int>(protocol), &entry, scratch, sizeof scratch, &found) != 0 ||
-        found == nullptr || found->p_name == nullptr)
-        return kUnknown;
-    const size_t len = std::strlen(found->p_name);
-    if (len >= APR_PROTO_NAME_SIZE) return kUnknown;
-    std::memcpy(name, found->p_name, len + 1);
+    const ProtoName &entry = proto_names()[protocol];
+    if (entry.len == 0) return kUnknown;
+    std::memcpy(name, entry.text, entry.len + 1u);
     return 0;
 }
 

@@ -31,14 +31,29 @@ bool private_dir_of(const struct stat &st, uid_t uid) {
 // The platform's conventions: the user's runtime directory where it is set
 // (and is what it should be: the user's own, private), /run for root, and a
 // per-user name in /tmp otherwise.
-std::string default_rundir() {
+std::string pick_default_rundir(const std::string &xdg) {
     const uid_t uid = ::geteuid();
-    const std::string xdg = env_dir("XDG_RUNTIME_DIR");
     struct stat st {};
     if (!xdg.empty() && xdg.front() == '/' && ::stat(xdg.c_str(), &st) == 0 && private_dir_of(st, uid))
         return xdg + "/dpmgmt";
     if (uid == 0) return "/run/dpmgmt";
     return "/tmp/dpmgmt-" + std::to_string(uid);
+}
+
+// Decided once for each value of $XDG_RUNTIME_DIR: every exchange asks.
+std::string default_rundir() {
+    static std::mutex lock;
+    static bool decided = false;
+    static std::string forXdg;
+    static std::string dir;
+    std::string xdg = env_dir("XDG_RUNTIME_DIR");
+    std::lock_guard guard(lock);
+    if (!decided || xdg != forXdg) {
+        dir = pick_default_rundir(xdg);
+        forXdg = std::move(xdg);
+        decided = true;
+    }
+    return dir;
 }
 
 std::string mode_text(mode_t mode) {

@@ -4,6 +4,8 @@
 // where its parent is missing.
 #include <fcntl.h>
 #include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -15,6 +17,7 @@
 #include <functional>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -24,6 +27,8 @@
 #include "platform/socket.h"
 #include "platform/wait.h"
 #include "support/test_env.h"
+
+extern char **environ;
 
 namespace {
 
@@ -131,6 +136,45 @@ TEST_F(RunDirectoryTest, ForeignOpenOrMissingRunDirectoriesAreRefused) {
     }
 }
 
+// dpservice in a run directory: its exit status and what it said on
+// standard error (bounded: killed after 10 s).
+std::pair<int, std::string> run_service(const std::string &rundir) {
+    int err[2];
+    if (::pipe2(err, O_CLOEXEC) != 0) return {-1, ""};
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, err[1], 2);
+    ScopedEnv run("DPMGMT_RUNDIR", rundir.c_str());
+    char *argv[] = {const_cast<char *>(DPSERVICE_PATH), nullptr};
+    pid_t pid = -1;
+    const int rc = posix_spawn(&pid, DPSERVICE_PATH, &actions, nullptr, argv, environ);
+    posix_spawn_file_actions_destroy(&actions);
+    ::close(err[1]);
+    int status = -1;
+    if (rc == 0 && !dptest::wait_until([&] { return ::waitpid(pid, &status, WNOHANG) == pid; })) {
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, &status, 0);
+    }
+    std::string text;
+    char buf[512];
+    ssize_t n;
+    while ((n = ::read(err[0], buf, sizeof buf)) > 0) text.append(buf, static_cast<size_t>(n));
+    ::close(err[0]);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
+}
+
+// The service refuses such a directory itself, in one line, and leaves it
+// as it found it.
+TEST_F(RunDirectoryTest, ServiceRefusesARunDirectoryOpenToOthers) {
+    const std::string dir = base_.path() + "/open";
+    ASSERT_EQ(::mkdir(dir.c_str(), 0700), 0);
+    ::chmod(dir.c_str(), 0777);
+    const auto [status, err] = run_service(dir);
+    EXPECT_EQ(status, 1);
+    EXPECT_EQ(err, "dpservice: run directory " + dir + " is open to other users (mode 0777)\n");
+    EXPECT_EQ(::access((dir + "/svc-3184.sock").c_str(), F_OK), -1);
+}
+
 // Another local user made the default-looking directory first, with a link
 // where the pid file's temporary goes and a fake service socket: nothing
 // of ours is written through it and the fake service hears nothing.
@@ -197,9 +241,14 @@ TEST_F(RunDirectoryTest, PlantedLinksInOurOwnDirectoryAreNotFollowed) {
     EXPECT_TRUE(dptest::wait_until([pid] { return ::kill(pid, 0) != 0; }));
 }
 
-// A socket in our directory that another user made is not our service.
+// A socket in our directory that another user made is not our service,
+// for a process that watches its service (the command line does).
 TEST_F(RunDirectoryTest, ServiceSocketOfAnotherUserIsRefused) {
     if (::geteuid() != 0) GTEST_SKIP() << "needs root to make a socket of another user";
+    PLAT_SetWaitBounds(5000, 0);
+    struct Unbound {
+        ~Unbound() { PLAT_SetWaitBounds(0, 0); }
+    } unbound;
     TempDir run;
     ScopedEnv runEnv("DPMGMT_RUNDIR", run.path().c_str());
     const int fake = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -226,9 +275,10 @@ TEST_F(RunDirectoryTest, DefaultRunDirectoryFollowsThePlatformConventions) {
         ScopedEnv env("XDG_RUNTIME_DIR", xdg.path().c_str());
         EXPECT_EQ(dpsim::rundir(), xdg.path() + "/dpmgmt");
     }
-    ::chmod(xdg.path().c_str(), 0755);
+    TempDir open;
+    ::chmod(open.path().c_str(), 0755);
     {
-        ScopedEnv env("XDG_RUNTIME_DIR", xdg.path().c_str());
+        ScopedEnv env("XDG_RUNTIME_DIR", open.path().c_str());
         EXPECT_EQ(dpsim::rundir(), fallback) << "a runtime directory open to others is not used";
     }
     ScopedEnv env("XDG_RUNTIME_DIR", nullptr);
