@@ -89,10 +89,10 @@ const Seq &syntax_of(const Command &c) {
 bool is_slot(const std::string &atom) { return !atom.empty() && std::isupper(static_cast<unsigned char>(atom[0])); }
 bool takes_rest(const std::string &slot) { return slot == "TEXT" || slot == "REGEX"; }
 bool numeric_slot(const std::string &slot) {
-    static const std::set<std::string> enumerated = {"PROTOCOL", "STATE", "APPLICATION", "INTERFACE",
-                                                     "ACL-NAME", "DSCP",  "TEXT",        "REGEX",
-                                                     "CALL-ID",  "A",     "ADDRESS1",    "ADDRESS2"};
-    return enumerated.count(slot) == 0;
+    static const std::set<std::string> words = {"PROTOCOL", "STATE", "APPLICATION", "INTERFACE",
+                                                "ACL-NAME", "DSCP",  "TEXT",        "REGEX",
+                                                "CALL-ID",  "A",     "ADDRESS1",    "ADDRESS2"};
+    return words.count(slot) == 0;
 }
 
 // Walks the typed words through a syntax and collects what could come
