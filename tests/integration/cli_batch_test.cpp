@@ -123,6 +123,12 @@ TEST_F(CliBatch, EveryCommandUsesTheSameExitStatuses) {
         EXPECT_NE(r.err.find(c.mention), std::string::npos) << r.err;
         EXPECT_EQ(r.out, "");
     }
+    // The statuses are documented where operators look.
+    const dptest::CliResult help = dptest::run_cli({"--help"});
+    EXPECT_EQ(help.status, 0);
+    for (const char *line : {"  2  not found", "  3  the service or the kernel failed", "  DPMGMT_DATADIR"})
+        EXPECT_NE(help.out.find(line), std::string::npos) << line;
+    EXPECT_TRUE(std::regex_match(dptest::run_cli({"--version"}).out, std::regex("dpmgmt [0-9]+\\.[0-9]+\\.[0-9]+\n")));
     // A refused description stored nothing.
     ASSERT_EQ(dptest::run_cli({"connection-limit", "policy", "3"}).status, 0);
     EXPECT_EQ(dptest::run_cli({"connection-limit", "policy", "3", "description", "a\tb"}).status, 1);
