@@ -31,7 +31,7 @@ dp display session aging-time
 dp session aging-time application dns 5
 dp session aging-time state tcp-est 7200
 dp session limit 100000
-dp session rate 3 500
+dp session rate selector 3 500
 dp display session limit
 dp session synchronization enable
 dp session log flow bytes 65536

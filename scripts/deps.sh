@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build and the tests need, when missing.
 set -euo pipefail
-packages=(build-essential cmake pkg-config libsqlite3-dev libinih-dev libreadline-dev
+packages=(build-essential cmake pkg-config libsqlite3-dev libinih-dev
           libgtest-dev libgmock-dev libbenchmark-dev sqlite3 netbase)
 packages+=(libcpp-httplib-dev prometheus jq python3)  # the metrics exporter, its tests and its checks
+packages+=(libedit-dev)  # the interactive shell of dpmgmt (BSD licence, readline-compatible interface)
 packages+=(conntrack libnetfilter-conntrack-dev linux-perf)  # bench: the connection-table side-by-side, profiling
 missing=()
 for p in "${packages[@]}"; do

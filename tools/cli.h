@@ -8,10 +8,17 @@
 //       {"display session table", "[ipv4|ipv6] [verbose] ...", "Show the session table", run_table},
 //   }); }
 //
-// Handlers print through the library and return an exit status: 0 for
-// success; on failure they report one line with cli::fail(...) and return
-// its result.  A handler checks all of its input before it changes
+// Handlers print through the library and return an exit status (Status):
+// on failure they report one line with cli::fail(...) (refused input),
+// cli::not_found(...) or cli::failed(...) (the service or the kernel) and
+// return its result.  A handler checks all of its input before it changes
 // anything, so that a refused command leaves the configuration as it was.
+//
+// The syntax text is also the grammar completion and prefix matching walk:
+// lower-case words are keywords, upper-case words argument slots (whose
+// values, where the device or the library knows them, complete: see
+// grammar.h), [ ] optional, ( | ) a choice; a run of optional groups may
+// come in any order.
 #ifndef DPMGMT_TOOLS_CLI_H
 #define DPMGMT_TOOLS_CLI_H
 
@@ -51,11 +58,39 @@ int dispatch(const std::vector<std::string> &words);
 // word is only partly typed and selects the keywords it begins.
 void show_help(const std::vector<std::string> &typed, bool partial = false);
 
-// Reports one line "dpmgmt: <message>" on standard error; returns 1.
-int fail(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
-// Reports a failed library call: "dpmgmt: <what> failed (0x%08x)"; returns 1.
-int failed(const char *what, uint32_t code);
+// Exit statuses, the same in every command.
+enum Status : int {
+    kOk = 0,
+    kRefused = 1,        // bad arguments, refused input
+    kNotFound = 2,       // what the command names does not exist
+    kServiceFailed = 3,  // the service or the kernel failed or did not answer in time
+    kEnvironment = 4,    // the service binary cannot start, a bad run or data directory
+};
 
+// Reports one line "dpmgmt: <message>" on standard error (prefixed with
+// "line N: " in a batch); a quoted word longer than 64 characters is cut.
+// Returns kRefused.
+int fail(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
+// The same with the status given; returns it.
+int report(int status, const char *fmt, ...) __attribute__((format(printf, 2, 3)));
+// The same for what does not exist; returns kNotFound.
+int not_found(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
+// Reports a failed library call: the platform's fault when it recorded one
+// (the socket, binary or directory and the cause), else "<what> failed
+// (0x%08x)".  Returns kServiceFailed, or kEnvironment for a fault of the
+// environment.
+int failed(const char *what, uint32_t code);
+// After a command: when the platform recorded a fault that no message
+// reported yet, reports it (for a command that otherwise succeeded, as an
+// incomplete listing) and returns its status; else returns status.
+int check_fault(int status);
+// Forgets the recorded fault (before each command).
+void clear_fault();
+// The batch line messages are prefixed with ("line N: "); 0 for none.
+void set_line(unsigned long line);
+
+// The blank-separated words of a text.
+std::vector<std::string> split_words(const char *text);
 // "a, b or c" of the words.
 std::string list_words(const std::vector<std::string> &words);
 
@@ -102,16 +137,35 @@ private:
 // Case-insensitive comparison of whole words.
 bool same_word(const std::string &a, const char *b);
 // Ensures the session service runs (starting it through the platform's
-// service manager); false after reporting when it cannot be started.
-bool ensure_service();
+// service manager).  A service it had to start gets the stored
+// configuration replayed (with replay), said in one line on standard
+// error.  kOk, or the status after reporting why not.
+int ensure_service(bool replay);
 
 // ------------------------------------------------------------- nodes ------
 
-// The node of a slot of the device profile (its first CPU), or nothing
-// after reporting the slots there are.
+// The node of a slot of the device (its first CPU), or nothing after
+// reporting the slots there are.
 std::optional<uint16_t> node_of_slot(uint32_t slot);
-// The nodes of the profile that are up, in profile order.
+// The device's slots, in its order, without repeats.
+std::vector<uint32_t> slots();
+// The nodes of the device that are up, in its order.
 std::vector<uint16_t> nodes_up();
+// The device's interfaces, by index, in its order.
+std::vector<uint32_t> interface_indexes();
+// The interface of a name (letter case aside), or nothing after reporting
+// the names there are.
+std::optional<uint32_t> interface_index(const std::string &name);
+// "global" for 0, else the interface's full name ("ifindex N" when it has
+// none).
+std::string interface_name(uint32_t ifIndex);
+// The numbers of the device's ACLs of a type (1 IPv4, 2 IPv6).
+std::vector<uint32_t> acl_numbers(uint32_t type);
+std::string acl_name(uint32_t type, uint32_t number);
+// The keywords of the help lines a help call adds through the platform.
+std::vector<std::string> help_keywords(void (*call)());
+// Refuses a text with control characters (one line); true when plain.
+bool plain_text(const char *what, const std::string &text);
 
 // The IPv4 / IPv6 selector every family-aware command takes.
 enum class Family { kAny, kIpv4, kIpv6 };

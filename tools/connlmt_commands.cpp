@@ -12,7 +12,6 @@
 
 #include "cli.h"
 #include "connlmt_store.h"
-#include "dpsim.h"
 #include "platform/names.h"
 
 namespace {
@@ -31,8 +30,7 @@ uint32_t acl_type(uint32_t family) { return family == CONNLMT_IPV6 ? 2 : 1; }
 // "3000 (web), 3001 (dns)": the ACLs of the type the profile has.
 std::string acls_of(uint32_t type) {
     std::vector<std::string> out;
-    for (const dpsim::Acl &acl : dpsim::profile().acls)
-        if (acl.type == type) out.push_back(std::to_string(acl.number) + " (" + acl.name + ")");
+    for (uint32_t n : cli::acl_numbers(type)) out.push_back(std::to_string(n) + " (" + cli::acl_name(type, n) + ")");
     return out.empty() ? std::string("none") : cli::list_words(out);
 }
 
@@ -40,8 +38,8 @@ std::string acls_of(uint32_t type) {
 bool store_failed(uint32_t rc) { return static_cast<int32_t>(rc) < 0; }
 
 int pushed(uint32_t rc, const char *what) {
-    if (rc == 0) return 0;
-    return cli::fail("stored, but pushing %s to the session service failed (0x%08x)", what, rc);
+    if (rc == 0) return cli::kOk;
+    return cli::failed(("stored, but pushing " + std::string(what) + " to the session service").c_str(), rc);
 }
 
 std::optional<uint16_t> policy_id(cli::Args &args) {
@@ -51,7 +49,7 @@ std::optional<uint16_t> policy_id(cli::Args &args) {
 }
 
 int no_policy(uint32_t family, uint16_t id) {
-    return cli::fail("no %s policy %u; create it with 'connection-limit policy%s %u'", family_name(family), id,
+    return cli::not_found("no %s policy %u; create it with 'connection-limit policy%s %u'", family_name(family), id,
                      family == CONNLMT_IPV6 ? " ipv6" : "", id);
 }
 
@@ -72,16 +70,24 @@ int delete_policy(uint32_t family, uint16_t id) {
     if (!connlmt::policy_exists(family, id)) return no_policy(family, id);
     // Wherever the policy is applied, it is applied no more.
     std::vector<uint32_t> places{0};
-    for (uint32_t i : connlmt::interface_indexes()) places.push_back(i);
+    for (uint32_t i : cli::interface_indexes()) places.push_back(i);
+    std::vector<std::string> where;
     for (uint32_t ifIndex : places) {
         connlmt::Applied a = connlmt::read_applied(ifIndex);
         if (a.policy[family] != id) continue;
         a.policy[family] = 0;
-        if (store_failed(connlmt::write_applied(ifIndex, a)))
-            return cli::fail("updating the application at %s failed", connlmt::interface_name(ifIndex).c_str());
+        const uint32_t rc = connlmt::write_applied(ifIndex, a);
+        if (store_failed(rc))
+            return cli::failed(("updating the application at " + cli::interface_name(ifIndex)).c_str(), rc);
+        where.push_back(cli::interface_name(ifIndex));
     }
     const uint32_t rc = CONNLMT_DB_DelPolicy(family, id);
     if (store_failed(rc)) return cli::failed("removing the policy from the store", rc);
+    if (where.empty())
+        std::printf("Deleted %s policy %u; it was applied nowhere\r\n", family_name(family), id);
+    else
+        std::printf("Deleted %s policy %u; it is no longer applied at %s\r\n", family_name(family), id,
+                    cli::list_words(where).c_str());
     return pushed(CONNLMT_ipc_DelPolicy(id, family), "the deletion");
 }
 
@@ -109,7 +115,7 @@ int delete_rule(cli::Args &args, uint32_t family, uint16_t id, uint16_t ruleId) 
     if (!rules) return no_policy(family, id);
     bool found = false;
     for (const CONNLMT_RULE_S &r : *rules) found = found || r.usRuleId == ruleId;
-    if (!found) return cli::fail("%s policy %u has no rule %u", family_name(family), id, ruleId);
+    if (!found) return cli::not_found("%s policy %u has no rule %u", family_name(family), id, ruleId);
     const uint32_t rc = CONNLMT_DB_DelRule(family, id, ruleId);
     if (rc != 0) return cli::failed("removing the rule from the store", rc);
     return pushed(CONNLMT_ipc_DelRule(family, id, ruleId), "the rule's deletion");
@@ -128,16 +134,16 @@ int add_rule(cli::Args &args, uint32_t family, uint16_t id, uint16_t ruleId) {
         if (args.done()) return cli::fail("ACL name missing: one of %s", acls_of(rule.uiAclType).c_str());
         const std::string name = args.next();
         if (name.size() >= CONNLMT_ACL_NAME_LEN || ACL_GetIndexByName(rule.uiAclType, name.c_str()) == 0)
-            return cli::fail("no %s ACL named '%s'; the device has %s", family_name(family), name.c_str(),
+            return cli::not_found("no %s ACL named '%s'; the device has %s", family_name(family), name.c_str(),
                              acls_of(rule.uiAclType).c_str());
         rule.uiAclMode = CONNLMT_ACL_MODE_NAME;
         std::memcpy(rule.szAclName, name.data(), name.size());
     } else {
         auto number = args.number("ACL number", 0, UINT32_MAX);
         if (!number) return 1;
-        char name[64] = {};
+        char name[ACL_NAME_SIZE] = {};
         if (ACL_GetNameByIndex(rule.uiAclType, *number, name) != 0)
-            return cli::fail("no %s ACL %u; the device has %s", family_name(family), *number,
+            return cli::not_found("no %s ACL %u; the device has %s", family_name(family), *number,
                              acls_of(rule.uiAclType).c_str());
         rule.uiAclMode = kAclModeNumber;
         rule.uiAclNum = *number;
@@ -184,25 +190,29 @@ int run_policy(cli::Args &args) {
     return add_rule(args, family, *id, static_cast<uint16_t>(*ruleId));
 }
 
-// [interface NAME]: the interface index, 0 (global) without one.
-std::optional<uint32_t> place(cli::Args &args) {
+// [interface NAME]: the interface index, 0 (global) without one; nothing
+// after reporting, with the status in *status.
+std::optional<uint32_t> place(cli::Args &args, int *status) {
+    *status = cli::kRefused;
     if (args.done()) return 0u;
     if (args.choose("keyword", {"interface"}) < 0) return std::nullopt;
     if (args.done()) {
         cli::fail("interface name missing");
         return std::nullopt;
     }
-    auto ifIndex = connlmt::interface_index(args.next());
-    if (!ifIndex || !args.finish()) return std::nullopt;
-    return ifIndex;
+    const std::string name = args.next();
+    if (!args.finish()) return std::nullopt;
+    *status = cli::kNotFound;
+    return cli::interface_index(name);
 }
 
 int run_apply(cli::Args &args) {
     const uint32_t family = connlmt::parse_family(args);
     auto id = policy_id(args);
     if (!id) return 1;
-    auto ifIndex = place(args);
-    if (!ifIndex) return 1;
+    int status = cli::kOk;
+    auto ifIndex = place(args, &status);
+    if (!ifIndex) return status;
     connlmt::Store store;
     if (store.status() != 0) return cli::failed("opening the configuration store", store.status());
     if (!connlmt::policy_exists(family, *id)) return no_policy(family, *id);
@@ -215,17 +225,20 @@ int run_apply(cli::Args &args) {
 
 int run_cancel(cli::Args &args) {
     const uint32_t family = connlmt::parse_family(args);
-    auto ifIndex = place(args);
-    if (!ifIndex) return 1;
+    int status = cli::kOk;
+    auto ifIndex = place(args, &status);
+    if (!ifIndex) return status;
     connlmt::Store store;
     if (store.status() != 0) return cli::failed("opening the configuration store", store.status());
     connlmt::Applied a = connlmt::read_applied(*ifIndex);
     if (a.policy[family] == 0)
-        return cli::fail("no %s policy is applied at %s", family_name(family),
-                         connlmt::interface_name(*ifIndex).c_str());
+        return cli::not_found("no %s policy is applied at %s", family_name(family),
+                              cli::interface_name(*ifIndex).c_str());
+    const uint16_t was = a.policy[family];
     a.policy[family] = 0;
     const uint32_t rc = connlmt::write_applied(*ifIndex, a);
     if (store_failed(rc)) return cli::failed("storing the cancellation", rc);
+    std::printf("Cancelled %s policy %u at %s\r\n", family_name(family), was, cli::interface_name(*ifIndex).c_str());
     return pushed(CONNLMT_ipc_CancelPolicy(*ifIndex, family), "the cancellation");
 }
 
@@ -265,12 +278,12 @@ int run_display_debug(cli::Args &args) {
 
 const bool registered = cli::add({
     {"connection-limit policy",
-     "[ipv6] ID [delete | description TEXT | rule R delete | rule R acl (NUMBER | name NAME) amount HIGH LOW "
+     "[ipv6] ID [delete | description TEXT | rule RULE delete | rule RULE acl (ACL | name ACL-NAME) amount HIGH LOW "
      "[per-source] [per-destination] [per-service]]",
      "Create or change a connection-limit policy (IDs 1-32, rules 1-256)", run_policy},
-    {"connection-limit apply policy", "[ipv6] ID [interface NAME]",
+    {"connection-limit apply policy", "[ipv6] ID [interface INTERFACE]",
      "Apply a policy globally or at an interface", run_apply},
-    {"connection-limit cancel policy", "[ipv6] [interface NAME]", "Cancel the policy applied globally or there",
+    {"connection-limit cancel policy", "[ipv6] [interface INTERFACE]", "Cancel the policy applied globally or there",
      run_cancel},
     {"reset connection-limit statistics", "[ipv6] [policy ID]", "Clear a policy's (or every policy's) counters",
      run_reset_statistics},

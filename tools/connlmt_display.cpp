@@ -40,7 +40,7 @@ bool print_policy(uint32_t family, uint16_t id, CONNLMT_POLICYINFO_S &info, CONN
         return false;
     }
     if (info.usPolicyId == kNoPolicy) {
-        cli::fail("no %s policy %u", family_name(family), id);
+        cli::not_found("no %s policy %u", family_name(family), id);
         return false;
     }
     rc = CONNLMT_ipc_GetPolicyApplyList(id, family, &applied);
@@ -57,7 +57,7 @@ bool print_policy(uint32_t family, uint16_t id, CONNLMT_POLICYINFO_S &info, CONN
     const uint32_t places = applied.uiApplyNum < CONNLMT_MAX_APPLY_NUM ? applied.uiApplyNum : CONNLMT_MAX_APPLY_NUM;
     if (places == 0) std::printf("nowhere");
     for (uint32_t i = 0; i < places; ++i)
-        std::printf("%s%s", i ? ", " : "", connlmt::interface_name(applied.auiIfIndex[i]).c_str());
+        std::printf("%s%s", i ? ", " : "", cli::interface_name(applied.auiIfIndex[i]).c_str());
     std::printf("\r\n  Rules: %u\r\n", rules);
     for (uint32_t i = 0; i < rules; ++i) print_rule(info.astRule[i]);
     std::printf("\r\n");
@@ -100,7 +100,7 @@ struct StatArgs {
     CONNLMT_STATNODE_FILTER_S filter{};
 };
 
-// [ipv6] [policy ID] [rule R] [source-ip A] [destination-ip A] [slot N]
+// [ipv6] [policy ID] [rule RULE] [source-ip A] [destination-ip A] [slot SLOT]
 // [count], in any order.
 std::optional<StatArgs> parse_stat_args(cli::Args &args, bool withFilters) {
     StatArgs s;
@@ -163,9 +163,21 @@ std::optional<StatArgs> parse_stat_args(cli::Args &args, bool withFilters) {
     return s;
 }
 
+// Not found, after reporting, when the service runs no such policy; kOk
+// when it does or none is named.
+int policy_known(uint32_t family, uint16_t id) {
+    if (id == 0) return cli::kOk;
+    auto info = std::make_unique<CONNLMT_POLICYINFO_S>();
+    const uint32_t rc = CONNLMT_ipc_GetPolicyInfo(id, family, sizeof *info, info.get());
+    if (rc != 0) return cli::failed("reading the policy", rc);
+    if (info->usPolicyId == kNoPolicy) return cli::not_found("no %s policy %u", family_name(family), id);
+    return cli::kOk;
+}
+
 int run_display_statistics(cli::Args &args) {
     auto s = parse_stat_args(args, true);
     if (!s) return 1;
+    if (const int known = policy_known(s->family, s->policy); known != cli::kOk) return known;
     const uint32_t rc = CONNLMT_Dump_DisStatNodes(s->node, s->policy, &s->filter,
                                                   s->count ? CONNLMT_STAT_MODE_COUNT : 0);
     if (rc == DPMGMT_ERR_FAILED) return cli::failed("reading the connection-limit statistic nodes", rc);
@@ -175,6 +187,7 @@ int run_display_statistics(cli::Args &args) {
 int run_display_counters(cli::Args &args) {
     auto s = parse_stat_args(args, false);
     if (!s) return 1;
+    if (const int known = policy_known(s->family, s->policy); known != cli::kOk) return known;
     CONNLMT_STATISTICS_S st{};
     const uint32_t rc = CONNLMT_Dump_GetStatistics(s->node, s->policy, &st);
     if (rc != 0) return cli::failed("reading the connection-limit counters", rc);
@@ -187,9 +200,9 @@ const bool registered = cli::add({
     {"display connection-limit policy", "[ipv6] [ID]", "Show the connection-limit policies the service runs",
      run_display_policy},
     {"display connection-limit statistics",
-     "[ipv6] [policy ID] [rule R] [source-ip A] [destination-ip A] [slot N] [count]",
+     "[ipv6] [policy ID] [rule RULE] [source-ip A] [destination-ip A] [slot SLOT] [count]",
      "Show the kernel's connection-limit statistic nodes", run_display_statistics},
-    {"display connection-limit counters", "[policy ID] [slot N]",
+    {"display connection-limit counters", "[policy ID] [slot SLOT]",
      "Show the new sessions permitted and denied by the limits", run_display_counters},
 });
 

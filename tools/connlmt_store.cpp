@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "dpsim.h"
 #include "platform/iface.h"
 
 namespace connlmt {
@@ -14,7 +13,7 @@ Store::Store() {
     // the interfaces the device has are back in service, so their
     // applications return to the used one.  Temporary interfaces keep theirs
     // in the unused database, where the store writes them.
-    for (uint32_t ifIndex : interface_indexes()) {
+    for (uint32_t ifIndex : cli::interface_indexes()) {
         if (IF_IsTempIf(ifIndex) == 1) continue;
         Applied a;
         if (CONNLMT_DB_GetAppliedPolicy(g_hConnlmtIFCfgUnusedHandle, ifIndex, &a) == 0)
@@ -41,40 +40,16 @@ uint32_t write_applied(uint32_t ifIndex, const Applied &a) {
 
 bool policy_exists(uint32_t family, uint16_t policyId) {
     CONNLMT_RULE_S probe{};
-    return CONNLMT_DB_GetPolicyRule(family, policyId, 1, g_hConnlmtGlobalCfgHandle, &probe) != 0xFFFFFFFFu;
+    return CONNLMT_DB_GetPolicyRule(family, policyId, 1, g_hConnlmtGlobalCfgHandle, &probe) != kNoSuchPolicy;
 }
 
 std::optional<std::vector<CONNLMT_RULE_S>> stored_rules(uint32_t family, uint16_t policyId) {
     std::vector<CONNLMT_RULE_S> rules(CONNLMT_MAX_RULE_NUM);
     const uint32_t n = CONNLMT_DB_GetPolicyRule(family, policyId, static_cast<uint32_t>(rules.size()),
                                                 g_hConnlmtGlobalCfgHandle, rules.data());
-    if (n == 0xFFFFFFFFu) return std::nullopt;
+    if (n == kNoSuchPolicy) return std::nullopt;
     rules.resize(n < rules.size() ? n : rules.size());
     return rules;
-}
-
-std::optional<uint32_t> interface_index(const std::string &name) {
-    std::vector<std::string> names;
-    for (const dpsim::Interface &itf : dpsim::profile().interfaces) {
-        if (cli::same_word(name, itf.name.c_str())) return itf.ifindex;
-        names.push_back(itf.name);
-    }
-    cli::fail("no interface '%s'; the device has %s", name.c_str(), cli::list_words(names).c_str());
-    return std::nullopt;
-}
-
-std::vector<uint32_t> interface_indexes() {
-    std::vector<uint32_t> out;
-    for (const dpsim::Interface &itf : dpsim::profile().interfaces) out.push_back(itf.ifindex);
-    return out;
-}
-
-std::string interface_name(uint32_t ifIndex) {
-    if (ifIndex == 0) return "global";
-    char name[48] = {};
-    if (IF_GetDataByIfIndex(ifIndex, 10, name) != 0) return "ifindex " + std::to_string(ifIndex);
-    name[sizeof name - 1] = '\0';
-    return name;
 }
 
 uint32_t parse_family(cli::Args &args) { return args.take("ipv6") ? CONNLMT_IPV6 : CONNLMT_IPV4; }

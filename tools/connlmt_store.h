@@ -18,6 +18,9 @@
 
 namespace connlmt {
 
+// What the store's rule reader answers for a policy it does not hold.
+constexpr uint32_t kNoSuchPolicy = 0xFFFFFFFFu;
+
 struct Applied {
     uint16_t policy[2] = {0, 0};  // by family index: 0 IPv4, 1 IPv6
     bool empty() const { return policy[0] == 0 && policy[1] == 0; }
@@ -53,15 +56,6 @@ bool policy_exists(uint32_t family, uint16_t policyId);
 // The rules of a stored policy, in rule order; nothing when it does not
 // exist.
 std::optional<std::vector<CONNLMT_RULE_S>> stored_rules(uint32_t family, uint16_t policyId);
-
-// The interface of a profile name (letter case aside), or nothing after
-// reporting the names there are.
-std::optional<uint32_t> interface_index(const std::string &name);
-// The interfaces of the device profile, by index.
-std::vector<uint32_t> interface_indexes();
-// "global" for 0, else the interface's full name ("ifindex N" when it has
-// none).
-std::string interface_name(uint32_t ifIndex);
 
 // "[ipv6]": family index 0 or 1.
 uint32_t parse_family(cli::Args &args);

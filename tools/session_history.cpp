@@ -130,10 +130,10 @@ int run_display_hot_backup_debug(cli::Args &args) {
 }
 
 const bool registered = cli::add({
-    {"display session statistics history", "[slot N]", "Show the history averages of sessions and rates",
+    {"display session statistics history", "[slot SLOT]", "Show the history averages of sessions and rates",
      run_history},
     {"display session top-statistics", "", "Rank the source hosts with the most sessions over every node", run_top},
-    {"display session hot-backup statistics", "[slot N]", "Show the hot-backup counters of every peer",
+    {"display session hot-backup statistics", "[slot SLOT]", "Show the hot-backup counters of every peer",
      run_hot_backup_statistics},
     {"hot-backup debug", "(enable|disable)", "Switch hot-backup debugging", run_hot_backup_debug},
     {"display hot-backup debug", "", "Show the hot-backup debugging switch", run_display_hot_backup_debug},

@@ -3,7 +3,9 @@
 // initiator tuple's non-zero fields select, the others match anything.
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <utility>
+#include <vector>
 
 #include "cli.h"
 #include "dpmgmt/session.h"
@@ -37,12 +39,34 @@ SESSION_TABLEKEY_S reset_key(const cli::SessionFilter &f) {
 
 uint16_t scope_of(const cli::SessionFilter &f) { return f.node ? *f.node : 0; }
 
+// The live sessions of the scope, from the kernel's statistics; nothing
+// when a node does not answer.
+std::optional<uint64_t> live_sessions(uint16_t scope) {
+    uint64_t total = 0;
+    for (uint16_t node : scope == 0 ? cli::nodes_up() : std::vector<uint16_t>{scope}) {
+        SESSION_STAT_S st{};
+        if (SESSION_GetStatistics(node, &st) != 0) return std::nullopt;
+        total += st.uiHeader1;
+    }
+    return total;
+}
+
+// Says how many sessions the reset removed: the statistics before and
+// after.
 int run_reset(cli::Args &args) {
     auto f = cli::parse_session_filter(args, kResetFilters);
-    if (!f) return 1;
+    if (!f) return cli::kRefused;
     const SESSION_TABLEKEY_S key = reset_key(*f);
+    const auto before = live_sessions(scope_of(*f));
+    if (!before) return cli::failed("reading the session statistics", DPMGMT_ERR_FAILED);
     const uint32_t rc = SESSION_ResetSession(scope_of(*f), &key);
-    return rc == 0 ? 0 : cli::failed("resetting sessions", rc);
+    if (rc != 0) return cli::failed("resetting sessions", rc);
+    const auto after = live_sessions(scope_of(*f));
+    if (!after) return cli::failed("reading the session statistics", DPMGMT_ERR_FAILED);
+    const uint64_t removed = *before > *after ? *before - *after : 0;
+    std::printf("Removed %llu session%s; %llu left\r\n", static_cast<unsigned long long>(removed),
+                removed == 1 ? "" : "s", static_cast<unsigned long long>(*after));
+    return cli::kOk;
 }
 
 int run_reset_mcfs(cli::Args &args) {
@@ -75,13 +99,13 @@ int run_reset_hot_backup(cli::Args &args) {
 }
 
 const bool registered = cli::add({
-    {"reset session", "[ipv4|ipv6] [source-ip A] [destination-ip A] [protocol P] [destination-port N] [slot N]",
+    {"reset session", "[ipv4|ipv6] [source-ip A] [destination-ip A] [protocol PROTOCOL] [destination-port PORT] [slot SLOT]",
      "Remove the sessions the filter selects (all without one)", run_reset},
-    {"reset session mcfs", "[ipv4|ipv6] [source-ip A] [destination-ip A] [protocol P] [destination-port N] [slot N]",
+    {"reset session mcfs", "[ipv4|ipv6] [source-ip A] [destination-ip A] [protocol PROTOCOL] [destination-port PORT] [slot SLOT]",
      "Remove the multicast flows the filter selects", run_reset_mcfs},
-    {"reset session relation", "[ipv4|ipv6] [slot N]", "Remove relations (expected connections)",
+    {"reset session relation", "[ipv4|ipv6] [slot SLOT]", "Remove relations (expected connections)",
      run_reset_relation},
-    {"reset session statistics", "[slot N]", "Clear the session statistics", run_reset_statistics},
+    {"reset session statistics", "[slot SLOT]", "Clear the session statistics", run_reset_statistics},
     {"reset session hot-backup statistics", "", "Clear the hot-backup counters", run_reset_hot_backup},
 });
 

@@ -76,23 +76,18 @@ int run_display_aging(cli::Args &args) {
     return 0;
 }
 
-// [SELECTOR] VALUE
+// [selector SELECTOR] VALUE: the selector is named, never guessed from the
+// number of words.
 int set_limit(cli::Args &args, bool rate) {
-    std::vector<std::string> words;
-    while (!args.done()) words.push_back(args.next());
-    if (words.empty() || words.size() > 2)
-        return cli::fail("usage: session %s [SELECTOR] VALUE (selector 0 or 2 to 15, default 0)",
-                         rate ? "rate" : "limit");
-    cli::Args parse(words);
     uint32_t selector = 0;
-    if (words.size() == 2) {
-        auto s = parse.number("selector", 0, kLimitSelectors - 1);
-        if (!s) return 1;
+    if (args.take("selector")) {
+        auto s = args.number("selector", 0, kLimitSelectors - 1);
+        if (!s) return cli::kRefused;
         if (*s == kIgnoredSelector) return cli::fail("bad selector '1': 0 or 2 to 15");
         selector = *s;
     }
-    auto value = parse.number(rate ? "rate" : "limit", 0, UINT32_MAX);
-    if (!value) return 1;
+    auto value = args.number(rate ? "rate" : "limit", 0, UINT32_MAX);
+    if (!value || !args.finish()) return cli::kRefused;
     const uint32_t rc = rate ? SESSION_SetRate(selector, *value) : SESSION_SetMaximum(selector, *value);
     return rc == 0 ? 0 : cli::failed(rate ? "setting the session rate" : "setting the session limit", rc);
 }
@@ -211,12 +206,12 @@ int run_display_settings(cli::Args &args) {
 }
 
 const bool registered = cli::add({
-    {"session aging-time application", "NAME SECONDS", "Set the aging time of an application's sessions",
+    {"session aging-time application", "APPLICATION SECONDS", "Set the aging time of an application's sessions",
      run_app_aging},
-    {"session aging-time state", "NAME SECONDS", "Set the aging time of a layer-4 state", run_state_aging},
+    {"session aging-time state", "STATE SECONDS", "Set the aging time of a layer-4 state", run_state_aging},
     {"display session aging-time", "", "Show the aging times, marking the defaults", run_display_aging},
-    {"session limit", "[SELECTOR] VALUE", "Set the session limit (selector 0: the whole system)", run_limit},
-    {"session rate", "[SELECTOR] VALUE", "Set the session establishment rate limit (selector 0: the whole system)",
+    {"session limit", "[selector SELECTOR] VALUE", "Set the session limit (selector 0: the whole system)", run_limit},
+    {"session rate", "[selector SELECTOR] VALUE", "Set the session establishment rate limit (selector 0: the whole system)",
      run_rate},
     {"display session limit", "", "Show the session limits and rates", run_display_limit},
     {"session log flow", "(packets|bytes) THRESHOLD", "Log a session each time its flow passes the threshold",

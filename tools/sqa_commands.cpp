@@ -5,6 +5,7 @@
 #include <arpa/inet.h>
 
 #include <cstdio>
+#include <string>
 
 #include "cli.h"
 #include "dpmgmt/sqa.h"
@@ -16,8 +17,8 @@ constexpr uint32_t kSelectSip = 0;
 constexpr uint32_t kSelectH323 = 1;
 
 int pushed(uint32_t rc, const char *what) {
-    if (rc == 0) return 0;
-    return cli::fail("stored, but pushing %s to the session service failed (0x%08x)", what, rc);
+    if (rc == 0) return cli::kOk;
+    return cli::failed(("stored, but pushing " + std::string(what) + " to the session service").c_str(), rc);
 }
 
 // Runs the store write and the push of a change, opening the store first.

@@ -7,8 +7,8 @@
 
 #include "cli.h"
 #include "dpmgmt/sqa.h"
-#include "dpsim.h"
 #include "platform/dev.h"
+#include "output.h"
 #include "sqa_store.h"
 
 namespace {
@@ -17,14 +17,10 @@ constexpr size_t kCallIdMax = SQA_CALLID_SIZE - 1;
 
 // The DSCP keywords in the library's order, collected through its help.
 std::string dscp_keywords() {
-    dpsim::clear_help_lines();
-    SQA_CLI_HelpDscp("?", 0, 0, nullptr);
-    std::vector<std::string> words;
-    for (const dpsim::HelpLine &h : dpsim::take_help_lines()) words.push_back(h.keyword);
-    return cli::list_words(words);
+    return cli::list_words(cli::help_keywords([] { SQA_CLI_HelpDscp("?", 0, 0, nullptr); }));
 }
 
-// K1 K2 dscp KEYWORD [delete]
+// KEY1 KEY2 dscp DSCP [delete]
 int run_remark(cli::Args &args) {
     auto k1 = args.number("first remark key", 0, UINT32_MAX);
     if (!k1) return 1;
@@ -44,9 +40,8 @@ int run_remark(cli::Args &args) {
     const uint32_t rc = SQA_DB_SetRemark(&remark);
     if (rc != 0) return cli::failed("storing the remark", rc);
     const uint32_t pushed = SQA_IPC_SetRemark(&remark);
-    if (pushed != 0)
-        return cli::fail("stored, but pushing the remark to the session service failed (0x%08x)", pushed);
-    return 0;
+    if (pushed != 0) return cli::failed("stored, but pushing the remark to the session service", pushed);
+    return cli::kOk;
 }
 
 // Help after "dscp": the keywords, or those a partly typed word begins.
@@ -65,7 +60,7 @@ int run_display_remark(cli::Args &args) {
     SQA_REMARK_S remark{*k1, *k2, 0, 0};
     const uint32_t rc = SQA_IPC_GetRemark(&remark);
     if (rc != 0) return cli::failed("reading the remark", rc);
-    if (remark.usRemarkFlag != 1) return cli::fail("no remark %u %u", *k1, *k2);
+    if (remark.usRemarkFlag != 1) return cli::not_found("no remark %u %u", *k1, *k2);
     std::printf("Remark %u %u: dscp %s (%u)\n", remark.uiRemarkKey1, remark.uiRemarkKey2,
                 SQA_CLI_DscpValue2Str(remark.usRemarkValue), remark.usRemarkValue);
     return 0;
@@ -78,7 +73,7 @@ struct CallArgs {
     uint16_t node = 0;
 };
 
-// [verbose|probe] [call-id ID] [context] [slot N]: the forms the protocol
+// [verbose|probe] [call-id CALL-ID] [context] [slot SLOT]: the forms the protocol
 // has; call-id and context only with a verbose (or probe) form.
 std::optional<CallArgs> parse_call_args(cli::Args &args, bool h323) {
     CallArgs c;
@@ -113,12 +108,31 @@ std::optional<CallArgs> parse_call_args(cli::Args &args, bool h323) {
             slot = true;
         } else {
             cli::fail("unexpected '%s'; accepted here: %s", word.c_str(),
-                      h323 ? "verbose or probe, then call-id ID; slot N"
-                           : "verbose, then call-id ID and context; slot N");
+                      h323 ? "verbose or probe, then call-id CALL-ID; slot N"
+                           : "verbose, then call-id CALL-ID and context; slot N");
             return std::nullopt;
         }
     }
     return c;
+}
+
+// Runs a verbose display for one call ID: not found when it printed
+// nothing.
+template <typename Show>
+int one_call(const CallArgs &c, const char *protocol, Show show) {
+    if (c.callId[0] == '\0') {
+        show();
+        return cli::kOk;
+    }
+    long printed = 0;
+    {
+        cli::Capture capture;
+        if (!capture.ok()) return cli::report(cli::kEnvironment, "cannot hold the output back: no temporary file");
+        show();
+        printed = cli::copy_out(capture.release());
+    }
+    if (printed == 0) return cli::not_found("no %s call with call ID '%s'", protocol, c.callId);
+    return cli::kOk;
 }
 
 int run_sip_calls(cli::Args &args) {
@@ -128,8 +142,7 @@ int run_sip_calls(cli::Args &args) {
         const uint32_t rc = SQA_DUMP_DisSipCallEntry(c->node);
         return rc == 0 ? 0 : cli::failed("reading the SIP calls", rc);
     }
-    SQA_DUMP_DisSipCallEntryVerbose(c->node, c->callId, c->context ? 1 : 0);
-    return 0;
+    return one_call(*c, "SIP", [&] { SQA_DUMP_DisSipCallEntryVerbose(c->node, c->callId, c->context ? 1 : 0); });
 }
 
 int run_h323_calls(cli::Args &args) {
@@ -139,11 +152,12 @@ int run_h323_calls(cli::Args &args) {
         const uint32_t rc = SQA_DUMP_DisH323CallEntry(c->node);
         return rc == 0 ? 0 : cli::failed("reading the H.323 calls", rc);
     }
-    if (c->form == 1)
-        SQA_DUMP_DisH323CallEntryVerbose(c->node, c->callId);
-    else
-        SQA_DUMP_ProbeDisH323CallEntry(c->node, c->callId);
-    return 0;
+    return one_call(*c, "H.323", [&] {
+        if (c->form == 1)
+            SQA_DUMP_DisH323CallEntryVerbose(c->node, c->callId);
+        else
+            SQA_DUMP_ProbeDisH323CallEntry(c->node, c->callId);
+    });
 }
 
 int kernel_display(cli::Args &args, uint32_t (*show)(void), const char *what) {
@@ -166,10 +180,10 @@ int run_h323_debug(cli::Args &args) {
 }
 
 const bool registered = cli::add({
-    {"sqa remark", "KEY1 KEY2 dscp KEYWORD [delete]", "Add (or delete) a remark entry", run_remark, remark_help},
+    {"sqa remark", "KEY1 KEY2 dscp DSCP [delete]", "Add (or delete) a remark entry", run_remark, remark_help},
     {"display sqa remark", "KEY1 KEY2", "Show a remark entry the service runs", run_display_remark},
-    {"display sqa sip call", "[verbose [call-id ID] [context]] [slot N]", "Show the SIP calls", run_sip_calls},
-    {"display sqa h323 call", "[verbose|probe] [call-id ID] [slot N]", "Show the H.323 calls", run_h323_calls},
+    {"display sqa sip call", "[verbose [call-id CALL-ID] [context]] [slot SLOT]", "Show the SIP calls", run_sip_calls},
+    {"display sqa h323 call", "[verbose|probe] [call-id CALL-ID] [slot SLOT]", "Show the H.323 calls", run_h323_calls},
     {"display sqa sip statistics", "", "Show the SIP call statistics", run_sip_statistics},
     {"display sqa h323 statistics", "", "Show the H.323 call statistics", run_h323_statistics},
     {"display sqa sip debug", "", "Show the SIP debugging switches that are on", run_sip_debug},

@@ -67,7 +67,7 @@ protected:
         ok({"sqa", "h323", "h225-port", "1730"});
         ok({"sqa", "remark", "1", "2", "dscp", "AF41"});
         ok({"session", "aging-time", "application", "SiP", "450"});
-        ok({"session", "limit", "3", "20"});
+        ok({"session", "limit", "selector", "3", "20"});
     }
     std::string displays() {
         return ok({"display", "connection-limit", "policy"}) + ok({"display", "connection-limit", "policy", "ipv6"}) +

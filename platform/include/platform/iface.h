@@ -23,6 +23,9 @@ PLAT_API uint16_t *IF_GetRelyNodesByIfIndex(uint32_t ifIndex, uint64_t *count);
 PLAT_API uint32_t IF_IsLocalIf(uint32_t ifIndex);
 PLAT_API uint32_t IF_IsTempIf(uint32_t ifIndex);
 PLAT_API uint32_t IF_IsNodeUp(uint16_t node);
+/* A malloc'ed array of the *count interface indexes the device has, in its
+ * own order; the caller frees it.  Null and 0 when there are none. */
+PLAT_API uint32_t *IF_GetAllIfIndexes(uint32_t *count);
 
 PLAT_EXTERN_C_END
 

@@ -14,6 +14,9 @@ PLAT_EXTERN_C_BEGIN
 PLAT_API uint32_t ACL_GetIndexByName(uint32_t aclType, const char *name);
 /* 0 and the name (64-byte buffer) of the ACL; non-zero when unknown. */
 PLAT_API uint32_t ACL_GetNameByIndex(uint32_t aclType, uint32_t aclNum, char *name);
+/* A malloc'ed array of the *count numbers of the ACLs of that type, in the
+ * device's order; the caller frees it.  Null and 0 when there are none. */
+PLAT_API uint32_t *ACL_GetAllIndexes(uint32_t aclType, uint32_t *count);
 /* 0 and the protocol's name (32-byte buffer) from the system's protocol
  * database; non-zero (buffer untouched) when unknown. */
 PLAT_API uint32_t APR_GetProtoNameByID(uint32_t protocol, char *name);

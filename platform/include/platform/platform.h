@@ -2,6 +2,7 @@
 #ifndef PLATFORM_PLATFORM_H
 #define PLATFORM_PLATFORM_H
 
+#include "platform/cli.h"
 #include "platform/dbm.h"
 #include "platform/dev.h"
 #include "platform/dump.h"

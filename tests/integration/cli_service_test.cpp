@@ -1,0 +1,161 @@
+// The command line and its service: a stopped service is given up on within
+// the bound, a listing cut short says so, a service dpmgmt starts gets the
+// stored configuration back, and a bad environment is named in one line.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "support/child_process.h"
+#include "support/service_process.h"
+#include "support/test_env.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+size_t lines_of(const std::string &text) { return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')); }
+
+// SIGSTOPs the process for the scope; SIGCONT at the end, whatever happens.
+class Stopped {
+public:
+    explicit Stopped(pid_t pid) : pid_(pid) { ::kill(pid_, SIGSTOP); }
+    ~Stopped() { ::kill(pid_, SIGCONT); }
+    Stopped(const Stopped &) = delete;
+    Stopped &operator=(const Stopped &) = delete;
+
+private:
+    pid_t pid_;
+};
+
+// Stops a service dpmgmt started (it is not our child): SIGTERM through its
+// pid file, then waits until it is gone (SIGKILL after 5 s).
+void stop_daemon(const std::string &rundir) {
+    std::ifstream in(rundir + "/dpservice.pid");
+    pid_t pid = 0;
+    if (!(in >> pid) || pid <= 0) return;
+    ::kill(pid, SIGTERM);
+    if (!dptest::wait_until([&] { return ::kill(pid, 0) != 0; }, std::chrono::seconds(5))) {
+        ::kill(pid, SIGKILL);
+        dptest::wait_until([&] { return ::kill(pid, 0) != 0; }, std::chrono::seconds(5));
+    }
+}
+
+TEST(CliService, AStoppedServiceIsGivenUpOnWithinTheBound) {
+    dptest::ServiceProcess svc{{"--sessions", "50"}};
+    Stopped stopped(svc.pid());
+    struct Case {
+        std::vector<std::string> args;
+        std::string socket;   // the socket the one line names
+        bool incomplete;      // said as an incomplete listing
+    } cases[] = {
+        {{"session", "limit", "7000"}, "svc-3184.sock", false},
+        {{"reset", "session", "protocol", "udp"}, ".sock", false},
+        {{"display", "session", "table"}, "kernel.sock", true},
+        {{"display", "connection-limit", "statistics"}, "kernel.sock", false},
+    };
+    for (const Case &c : cases) {
+        std::vector<std::string> args = {"--timeout", "1", "--reset-timeout", "2"};
+        args.insert(args.end(), c.args.begin(), c.args.end());
+        const auto start = Clock::now();
+        const dptest::CliResult r = dptest::run_cli(args, 10);
+        const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+        SCOPED_TRACE(c.args[0] + " " + c.args[1]);
+        EXPECT_FALSE(r.timedOut);
+        EXPECT_EQ(r.status, 3) << r.err;
+        EXPECT_LT(took, 8000);
+        EXPECT_EQ(lines_of(r.err), 1u) << r.err;
+        EXPECT_NE(r.err.find(svc.rundir() + "/"), std::string::npos) << r.err;
+        EXPECT_NE(r.err.find(c.socket), std::string::npos) << r.err;
+        EXPECT_EQ(r.err.find("the listing is incomplete") != std::string::npos, c.incomplete) << r.err;
+    }
+}
+
+TEST(CliService, AListingCutShortByTheServiceDyingSaysSo) {
+    dptest::ServiceProcess svc{{"--sessions", "100000"}};
+    dptest::TempDir dir;
+    const std::string out = dir.path() + "/out", err = dir.path() + "/err";
+    dptest::Child cli([&](int) {
+        const int o = ::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        const int e = ::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        ::dup2(o, 1);
+        ::dup2(e, 2);
+        ::execl(DPMGMT_CLI_PATH, DPMGMT_CLI_PATH, "display", "session", "table", "verbose", nullptr);
+        return 127;
+    });
+    // Killed once the listing is under way.
+    struct stat st {};
+    ASSERT_TRUE(dptest::wait_until([&] { return ::stat(out.c_str(), &st) == 0 && st.st_size > 100000; }));
+    svc.kill9();
+    EXPECT_EQ(cli.wait_exit(), 3);
+    std::ifstream e(err);
+    const std::string said((std::istreambuf_iterator<char>(e)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(lines_of(said), 1u) << said;
+    EXPECT_EQ(said.rfind("dpmgmt: the listing is incomplete: ", 0), 0u) << said;
+    EXPECT_NE(said.find("kernel.sock"), std::string::npos) << said;
+}
+
+TEST(CliService, AServiceDpmgmtStartsGetsTheStoredConfigurationBack) {
+    dptest::ServiceProcess svc{{"--sessions", "50"}};
+    dptest::ScopedEnv binary("DPMGMT_SERVICE", DPSERVICE_PATH);
+    for (std::vector<std::string> args : {std::vector<std::string>{"connection-limit", "policy", "3"},
+                                          {"connection-limit", "policy", "3", "description", "web"},
+                                          {"connection-limit", "apply", "policy", "3"},
+                                          {"sqa", "remark", "1", "2", "dscp", "af41"}})
+        ASSERT_EQ(dptest::run_cli(args).status, 0);
+    const std::string policy = dptest::run_cli({"display", "connection-limit", "policy"}).out;
+    svc.kill9();
+
+    const dptest::CliResult r = dptest::run_cli({"display", "sqa", "remark", "1", "2"});
+    stop_daemon(svc.rundir());
+    ASSERT_EQ(r.status, 0) << r.err;
+    EXPECT_EQ(r.out, "Remark 1 2: dscp af41 (34)\n");
+    EXPECT_EQ(r.err,
+              "dpmgmt: started the session service; replayed the stored configuration (1 policies, 0 rules, "
+              "1 descriptions, 1 applications, 0 SQA settings, 1 remarks)\n");
+    svc.restart({"--sessions", "50"});
+    ASSERT_EQ(dptest::run_cli({"recover"}).status, 0);
+    EXPECT_EQ(dptest::run_cli({"display", "connection-limit", "policy"}).out, policy);
+
+    // Deleting the applied policy says where it was applied.
+    EXPECT_EQ(dptest::run_cli({"connection-limit", "policy", "3", "delete"}).out,
+              "Deleted IPv4 policy 3; it is no longer applied at global\r\n");
+}
+
+TEST(CliService, ABadEnvironmentIsNamedInOneLine) {
+    dptest::ServiceProcess svc;
+    dptest::TempDir dir;
+    const std::string file = dir.path() + "/plain-file";
+    std::ofstream(file) << "x";
+    const std::string missing = dir.path() + "/nonexistent/data";
+    struct Case {
+        const char *variable;
+        std::string value;
+        bool stopService;
+        std::vector<std::string> mentions;
+    } cases[] = {
+        {"DPMGMT_SERVICE", "/nonexistent/dpservice", true, {"/nonexistent/dpservice", "No such file or directory"}},
+        {"DPMGMT_DATADIR", missing, false, {missing, "No such file or directory"}},
+        {"DPMGMT_DATADIR", file, false, {file, "Not a directory"}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.value);
+        if (c.stopService) svc.kill9();
+        dptest::ScopedEnv env(c.variable, c.value.c_str());
+        const dptest::CliResult r = dptest::run_cli({"connection-limit", "policy", "3"});
+        EXPECT_EQ(r.status, 4) << r.err;
+        EXPECT_EQ(lines_of(r.err), 1u) << r.err;
+        for (const std::string &m : c.mentions) EXPECT_NE(r.err.find(m), std::string::npos) << r.err;
+        if (c.stopService) svc.restart();
+    }
+    struct stat st {};
+    EXPECT_NE(::stat((dir.path() + "/nonexistent").c_str(), &st), 0) << "a mistyped data directory was created";
+}
+
+}  // namespace
