@@ -14,6 +14,9 @@
 
 #include "loop.h"
 #include "options.h"
+#ifdef DPSVC_NETFILTER
+#include "netfilter/netfilter.h"
+#endif
 
 namespace {
 
@@ -107,6 +110,15 @@ int main(int argc, char **argv) {
         return 2;
     case dpsvc::ParseResult::kRun:
         break;
+    }
+
+    if (opts.dataPlane == dpsvc::DataPlane::kNetfilter) {
+#ifdef DPSVC_NETFILTER
+        if (!dpsvc::nf::start()) return 1;
+#else
+        std::fprintf(stderr, "dpservice: this build has no netfilter data plane (libnetfilter-conntrack-dev was missing)\n");
+        return 1;
+#endif
     }
 
     // The loop takes SIGTERM and SIGINT through a descriptor: block them
