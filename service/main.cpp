@@ -12,6 +12,7 @@
 #include <cstring>
 #include <string>
 
+#include "dpsim.h"
 #include "loop.h"
 #include "options.h"
 #ifdef DPSVC_NETFILTER
@@ -112,6 +113,7 @@ int main(int argc, char **argv) {
         break;
     }
 
+    if (!opts.dataPlaneGiven && dpsim::profile().netfilter) opts.dataPlane = dpsvc::DataPlane::kNetfilter;
     if (opts.dataPlane == dpsvc::DataPlane::kNetfilter) {
 #ifdef DPSVC_NETFILTER
         if (!dpsvc::nf::start()) return 1;

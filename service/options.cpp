@@ -40,8 +40,9 @@ void print_usage(std::FILE *to) {
                "  --sessions N   sessions per node (default 300)\n"
                "  --calls N      SIP and H.323 calls each on the local node (default 24)\n"
                "  --data-plane model|netfilter\n"
-               "                 where the session tables come from: the seeded model (default) or\n"
-               "                 the connection tracking of this network namespace (needs CAP_NET_ADMIN)\n"
+               "                 where the session tables come from: the seeded model or the connection\n"
+               "                 tracking of this network namespace (needs CAP_NET_ADMIN); default:\n"
+               "                 the device profile's data-plane (DPMGMT_PROFILE=host: netfilter)\n"
                "  --daemon       detach once the sockets are bound\n"
                "  --pidfile PATH write the service's process id to PATH\n"
                "  --help         show this text\n"
@@ -72,6 +73,7 @@ ParseResult parse_options(int argc, char **argv, Options &out) {
                 return ParseResult::kError;
             }
             out.dataPlane = v == "model" ? DataPlane::kModel : DataPlane::kNetfilter;
+            out.dataPlaneGiven = true;
         } else if (arg == "--seed") {
             if (!parse_number(value, std::numeric_limits<uint64_t>::max(), n)) {
                 std::fprintf(stderr, "dpservice: --seed needs a whole number\n");

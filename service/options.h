@@ -22,6 +22,7 @@ struct Options {
     bool daemon = false;        // --daemon: detach after the sockets are bound
     std::string pidfile;        // --pidfile PATH
     DataPlane dataPlane = DataPlane::kModel;  // --data-plane model|netfilter
+    bool dataPlaneGiven = false;  // without --data-plane, the device profile's data-plane decides
 };
 
 const Options &options();

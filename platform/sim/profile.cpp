@@ -513,6 +513,7 @@ bool load_profile(const char *path, Profile &out, std::string &error) {
         return false;
     }
     p.profile.origin = p.origin;
+    p.profile.netfilter = p.netfilter;
     if (p.netfilter) add_host_interfaces(p.profile);
     out = std::move(p.profile);
     return true;

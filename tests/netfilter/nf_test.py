@@ -304,8 +304,27 @@ def case_no_capability(ns):
     check(not os.path.exists(os.path.join(ns.rundir, 'svc-3184.sock')), 'the refused service bound its socket')
 
 
+def case_started_by_dpmgmt(ns):
+    """dpmgmt starts the service itself; the host profile makes it serve
+    the namespace's table."""
+    ns.env['DPMGMT_SERVICE'] = os.path.join(ns.build, 'dpservice')
+    ns.tcp(2)
+    pidfile = os.path.join(ns.rundir, 'dpservice.pid')
+    try:
+        out = ns.dpmgmt('display', 'session', 'table').stdout
+        check(total_found(out) == count_of() == 2, 'the started service does not serve the namespace:\n' + out)
+    finally:
+        if os.path.exists(pidfile):
+            with open(pidfile) as f:
+                pid = int(f.read())
+            os.kill(pid, signal.SIGTERM)
+            wait_for(lambda: not os.path.exists('/proc/%d' % pid) or
+                     open('/proc/%d/stat' % pid).read().split()[2] == 'Z', 'the started service to stop')
+
+
 CASES = {'traffic': case_traffic, 'settings': case_settings, 'reset': case_reset,
-         'expectations': case_expectations, 'no_capability': case_no_capability}
+         'expectations': case_expectations, 'no_capability': case_no_capability,
+         'started_by_dpmgmt': case_started_by_dpmgmt}
 
 
 def main():
