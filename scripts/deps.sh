@@ -3,6 +3,7 @@
 set -euo pipefail
 packages=(build-essential cmake pkg-config libsqlite3-dev libinih-dev libreadline-dev
           libgtest-dev libgmock-dev libbenchmark-dev sqlite3 netbase)
+packages+=(libnetfilter-conntrack-dev libmnl-dev conntrack nftables iproute2 python3)  # dpservice --data-plane netfilter and its tests
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
