@@ -11,6 +11,7 @@ import re
 import shutil
 import signal
 import socket
+import struct
 import subprocess
 import sys
 import tempfile
@@ -123,6 +124,18 @@ class Namespace:
             self.sockets += [c, a]
         return srv
 
+    def ping(self, ident):
+        """One ICMP echo on loopback; the kernel answers it."""
+        s = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP)
+        s.settimeout(WAIT)
+        self.sockets.append(s)
+        body = struct.pack('!BBHHH', 8, 0, 0, ident, 1) + b'dpmgmt'
+        total = sum(struct.unpack('!%dH' % (len(body) // 2), body))
+        while total >> 16:
+            total = (total & 0xFFFF) + (total >> 16)
+        s.sendto(body[:2] + struct.pack('!H', ~total & 0xFFFF) + body[4:], ('127.0.0.1', 0))
+        wait_for(lambda: s.recv(64)[20] == 0, 'the echo reply')
+
     def udp(self, n, port, answered):
         srv = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         srv.bind(('127.0.0.1', port))
@@ -158,6 +171,11 @@ def conntrack_entries():
             state = 'TCP_' + words[3]
         elif proto == 'UDP':
             state = 'UDP_OPEN' if '[UNREPLIED]' in words else 'UDP_READY'
+        elif proto == 'ICMP':
+            # The session tables key ICMP by identifier and type << 8 | code.
+            state = 'ICMP_REQUEST' if '[UNREPLIED]' in words else 'ICMP_REPLY'
+            first['sport'] = first['id']
+            first['dport'] = int(first['type']) << 8 | int(first['code'])
         else:
             continue
         entries.add((proto, first['src'], int(first['sport']), first['dst'], int(first['dport']), state))
@@ -193,8 +211,9 @@ def case_traffic(ns):
     ns.tcp(3, socket.AF_INET6, '::1', 6666)
     ns.udp(5, 5353, answered=True)
     ns.udp(3, 5354, answered=False)
+    ns.ping(0x4242)
     expected = conntrack_entries()
-    check(len([e for e in expected if e[0] == 'TCP']) == 23 and len(expected) == 31,
+    check(len([e for e in expected if e[0] == 'TCP']) == 23 and len(expected) == 32,
           'conntrack does not show the traffic: %r' % expected)
     out = ns.dpmgmt('display', 'session', 'table', 'verbose').stdout
     shown = table_entries(out)
@@ -210,7 +229,7 @@ def case_traffic(ns):
     check(got == 23, 'kernel detail shows %d TCP entries, not 23' % got)
     stats = ns.dpmgmt('display', 'session', 'statistics').stdout
     for label, n in [('Current sessions', count_of()), ('TCP sessions', 23), ('UDP sessions', 8),
-                     ('ICMP sessions', 0)]:
+                     ('ICMP sessions', 1)]:
         check(re.search(r'%s: +%d\r\n' % (label, n), stats), '%s is not %d in:\n%s' % (label, n, stats))
     # Counters come from the accounting the service switched on.
     check(re.search(r'Initiator->Responder: +[1-9]\d* packets +[1-9]\d* bytes', out), 'no counters in the table')
