@@ -44,21 +44,24 @@ void PrefetchCursor::publish() {
 
 uint32_t PrefetchCursor::pull(std::vector<uint8_t> &out, uint32_t max) {
     const uint32_t room = max / size_;
+    uint32_t given = 0;
     std::unique_lock lock(mu_);
-    // A short chunk tells the client the table ended: wait for a full one
-    // unless the table did end.
-    const uint32_t want = std::min(room, window_);
-    cv_.wait(lock, [this, want] { return done_ || count_ >= want; });
-    const uint32_t n = std::min(count_, want);
-    if (n == 0) return 0;
-    for (uint32_t i = 0; i < n; ++i) {
-        const uint8_t *rec = ring_.data() + size_t{(head_ + i) % window_} * size_;
-        out.insert(out.end(), rec, rec + size_);
+    // A short chunk tells the client the table ended: fill the whole room
+    // unless the table does end, taking records as the producer makes them.
+    while (given < room) {
+        cv_.wait(lock, [this] { return done_ || count_ > 0; });
+        if (count_ == 0) break;  // done
+        const uint32_t n = std::min(count_, room - given);
+        for (uint32_t i = 0; i < n; ++i) {
+            const uint8_t *rec = ring_.data() + size_t{(head_ + i) % window_} * size_;
+            out.insert(out.end(), rec, rec + size_);
+        }
+        head_ = (head_ + n) % window_;
+        count_ -= n;
+        given += n;
+        cv_.notify_all();
     }
-    head_ = (head_ + n) % window_;
-    count_ -= n;
-    cv_.notify_all();
-    return kDumpContinue;
+    return given == 0 ? 0 : kDumpContinue;
 }
 
 }  // namespace dpsvc::nf

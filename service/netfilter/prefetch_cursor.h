@@ -37,7 +37,8 @@ public:
     ~PrefetchCursor() override;
 
     // As StreamCursor: as many whole records as `max` holds (fewer only at
-    // the end of the table), 0x40010009; then 0 and nothing.
+    // the end of the table, whatever the window), 0x40010009; then 0 and
+    // nothing.
     uint32_t pull(std::vector<uint8_t> &out, uint32_t max) override;
 
 private:

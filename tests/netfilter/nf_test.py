@@ -231,8 +231,13 @@ def case_traffic(ns):
     for label, n in [('Current sessions', count_of()), ('TCP sessions', 23), ('UDP sessions', 8),
                      ('ICMP sessions', 1)]:
         check(re.search(r'%s: +%d\r\n' % (label, n), stats), '%s is not %d in:\n%s' % (label, n, stats))
-    # Counters come from the accounting the service switched on.
+    # Counters and start times come from the accounting and timestamps the
+    # service switched on.
     check(re.search(r'Initiator->Responder: +[1-9]\d* packets +[1-9]\d* bytes', out), 'no counters in the table')
+    starts = [time.mktime(time.strptime(t, '%Y-%m-%d %H:%M:%S'))
+              for t in re.findall(r'Start time: (\d{4}-\d\d-\d\d \d\d:\d\d:\d\d)', out)]
+    check(len(starts) == len(expected) and all(abs(t - time.time()) < 300 for t in starts),
+          'start times are not those of the traffic: %r' % starts[:3])
 
 
 def case_settings(ns):
