@@ -346,9 +346,37 @@ def case_started_by_dpmgmt(ns):
                      open('/proc/%d/stat' % pid).read().split()[2] == 'Z', 'the started service to stop')
 
 
+def case_profile(ns):
+    """data-plane = netfilter in a profile file: the namespace's interfaces
+    by name and index, one node; a profile that also lists interfaces is
+    refused with one line."""
+    run(['ip', 'link', 'add', 'nfa', 'type', 'veth', 'peer', 'name', 'nfb'])
+    path = os.path.join(ns.rundir, 'host.ini')
+    with open(path, 'w') as f:
+        f.write('[device]\nself = 3\nmaster = 3\ndata-plane = netfilter\n[node 3]\nslot = 4\n'
+                '[acl web]\nnumber = 3000\nprotocol = 6\n')
+    ns.env['DPMGMT_PROFILE'] = path
+    ns.start_service()
+    ns.dpmgmt('connection-limit', 'policy', '1')
+    ns.dpmgmt('connection-limit', 'policy', '1', 'rule', '1', 'acl', '3000', 'amount', '100', '50', 'per-source')
+    ns.dpmgmt('connection-limit', 'apply', 'policy', '1', 'interface', 'nfb')
+    out = ns.dpmgmt('display', 'connection-limit', 'policy').stdout
+    check('  Applied: nfb\r\n' in out, 'the namespace interface is not shown by name:\n' + out)
+    r = ns.dpmgmt('connection-limit', 'apply', 'policy', '1', 'interface', 'GigabitEthernet1/0/1', ok=False)
+    check(r.returncode != 0, 'an interface of the built-in profile was accepted')
+    ns.tcp(1)
+    out = ns.dpmgmt('display', 'session', 'table').stdout
+    check(out.startswith('Slot 4:\r\n') and total_found(out) == 1, 'not the one node of the profile:\n' + out)
+    with open(path, 'a') as f:
+        f.write('[interface eth9]\nifindex = 9\n')
+    r = ns.dpmgmt('display', 'session', 'table', ok=False)
+    check(r.returncode == 1 and r.stderr.count('\n') == 1 and 'no [interface] sections with data-plane = netfilter'
+          in r.stderr, 'a netfilter profile with interfaces was not refused: %r' % r.stderr)
+
+
 CASES = {'traffic': case_traffic, 'settings': case_settings, 'reset': case_reset,
          'expectations': case_expectations, 'no_capability': case_no_capability,
-         'started_by_dpmgmt': case_started_by_dpmgmt}
+         'started_by_dpmgmt': case_started_by_dpmgmt, 'profile': case_profile}
 
 
 def main():
