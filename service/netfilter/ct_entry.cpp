@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <span>
+#include <utility>
 
 #include "traffic_wire.h"
 
@@ -26,6 +28,18 @@ uint32_t u32_or_0(const nf_conntrack *ct, nf_conntrack_attr a) {
 
 uint64_t u64_or_0(const nf_conntrack *ct, nf_conntrack_attr a) {
     return nfct_attr_is_set(ct, a) > 0 ? nfct_get_attr_u64(ct, a) : 0;
+}
+
+// The type that answers an ICMP query type (echo, timestamp, information,
+// address mask; ICMPv6 echo and node information), as the kernel pairs
+// them.
+uint8_t icmp_answer(uint8_t protocol, uint8_t type) {
+    static constexpr std::pair<uint8_t, uint8_t> kV4[] = {{8, 0}, {13, 14}, {15, 16}, {17, 18}};
+    static constexpr std::pair<uint8_t, uint8_t> kV6[] = {{128, 129}, {139, 140}};
+    for (const auto &[query, answer] : protocol == IPPROTO_ICMP ? std::span<const std::pair<uint8_t, uint8_t>>(kV4)
+                                                                            : std::span<const std::pair<uint8_t, uint8_t>>(kV6))
+        if (type == query) return answer;
+    return type;
 }
 
 // One direction: orig = the attributes of the original direction.
@@ -52,10 +66,14 @@ void read_tuple(const nf_conntrack *ct, bool orig, Tuple &t) {
     const auto dp = orig ? ATTR_ORIG_PORT_DST : ATTR_REPL_PORT_DST;
     t.srcPort = nfct_attr_is_set(ct, sp) > 0 ? ntohs(nfct_get_attr_u16(ct, sp)) : 0;
     t.dstPort = nfct_attr_is_set(ct, dp) > 0 ? ntohs(nfct_get_attr_u16(ct, dp)) : 0;
-    if (orig && (t.protocol == IPPROTO_ICMP || t.protocol == IPPROTO_ICMPV6) &&
-        nfct_attr_is_set(ct, ATTR_ICMP_TYPE) > 0) {
+    // The library keeps no attribute for the reply's ICMP fields: the reply
+    // has the same identifier and the answering type, as the kernel
+    // inverts it.
+    if ((t.protocol == IPPROTO_ICMP || t.protocol == IPPROTO_ICMPV6) && nfct_attr_is_set(ct, ATTR_ICMP_TYPE) > 0) {
+        const uint8_t type = nfct_get_attr_u8(ct, ATTR_ICMP_TYPE);
         t.srcPort = ntohs(nfct_get_attr_u16(ct, ATTR_ICMP_ID));
-        t.dstPort = static_cast<uint16_t>(nfct_get_attr_u8(ct, ATTR_ICMP_TYPE) << 8 | nfct_get_attr_u8(ct, ATTR_ICMP_CODE));
+        t.dstPort = static_cast<uint16_t>((orig ? type : icmp_answer(t.protocol, type)) << 8 |
+                                          nfct_get_attr_u8(ct, ATTR_ICMP_CODE));
     }
     t.flags = 0;
     t.vrf = 0;

@@ -90,6 +90,8 @@ TEST(NetfilterEntry, IcmpKeysByIdentifierAndTypeCode) {
     const Session s = read(ct.get());
     EXPECT_EQ(s.init.srcPort, 0x1234);
     EXPECT_EQ(s.init.dstPort, 0x0800);
+    EXPECT_EQ(s.reply.srcPort, 0x1234);
+    EXPECT_EQ(s.reply.dstPort, 0x0000);  // the echo reply
     EXPECT_EQ(s.protoIndex, 2);
 }
 
