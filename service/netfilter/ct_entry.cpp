@@ -34,10 +34,10 @@ uint64_t u64_or_0(const nf_conntrack *ct, nf_conntrack_attr a) {
 // address mask; ICMPv6 echo and node information), as the kernel pairs
 // them.
 uint8_t icmp_answer(uint8_t protocol, uint8_t type) {
+    using Pairs = std::span<const std::pair<uint8_t, uint8_t>>;
     static constexpr std::pair<uint8_t, uint8_t> kV4[] = {{8, 0}, {13, 14}, {15, 16}, {17, 18}};
     static constexpr std::pair<uint8_t, uint8_t> kV6[] = {{128, 129}, {139, 140}};
-    for (const auto &[query, answer] : protocol == IPPROTO_ICMP ? std::span<const std::pair<uint8_t, uint8_t>>(kV4)
-                                                                            : std::span<const std::pair<uint8_t, uint8_t>>(kV6))
+    for (const auto &[query, answer] : protocol == IPPROTO_ICMP ? Pairs(kV4) : Pairs(kV6))
         if (type == query) return answer;
     return type;
 }
