@@ -6,6 +6,7 @@
 // into the session records a window ahead of the client's pulls.
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "netfilter/ct_table.h"
