@@ -5,7 +5,8 @@ packages=(build-essential cmake pkg-config libsqlite3-dev libinih-dev
           libgtest-dev libgmock-dev libbenchmark-dev sqlite3 netbase)
 packages+=(libcpp-httplib-dev prometheus jq python3)  # the metrics exporter, its tests and its checks
 packages+=(libedit-dev)  # the interactive shell of dpmgmt (BSD licence, readline-compatible interface)
-packages+=(conntrack libnetfilter-conntrack-dev linux-perf)  # bench: the connection-table side-by-side, profiling
+packages+=(libnetfilter-conntrack-dev libmnl-dev conntrack nftables iproute2)  # dpservice --data-plane netfilter and its tests
+packages+=(linux-perf)  # bench: profiling
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -12,8 +12,12 @@
 #include <cstring>
 #include <string>
 
+#include "dpsim.h"
 #include "loop.h"
 #include "options.h"
+#ifdef DPSVC_NETFILTER
+#include "netfilter/netfilter.h"
+#endif
 
 namespace {
 
@@ -118,6 +122,16 @@ int main(int argc, char **argv) {
         return 2;
     case dpsvc::ParseResult::kRun:
         break;
+    }
+
+    if (!opts.dataPlaneGiven && dpsim::profile().netfilter) opts.dataPlane = dpsvc::DataPlane::kNetfilter;
+    if (opts.dataPlane == dpsvc::DataPlane::kNetfilter) {
+#ifdef DPSVC_NETFILTER
+        if (!dpsvc::nf::start()) return 1;
+#else
+        std::fprintf(stderr, "dpservice: this build has no netfilter data plane (libnetfilter-conntrack-dev was missing)\n");
+        return 1;
+#endif
     }
 
     // The loop takes SIGTERM and SIGINT through a descriptor: block them

@@ -34,10 +34,15 @@ const Options &options() { return storage(); }
 Options &mutable_options() { return storage(); }
 
 void print_usage(std::FILE *to) {
-    std::fputs("usage: dpservice [--seed S] [--sessions N] [--calls N] [--daemon] [--pidfile PATH]\n"
+    std::fputs("usage: dpservice [--seed S] [--sessions N] [--calls N] [--data-plane model|netfilter] [--daemon]\n"
+               "                 [--pidfile PATH]\n"
                "  --seed S       seed of the traffic model (default 1)\n"
                "  --sessions N   sessions per node (default 300)\n"
                "  --calls N      SIP and H.323 calls each on the local node (default 24)\n"
+               "  --data-plane model|netfilter\n"
+               "                 where the session tables come from: the seeded model or the connection\n"
+               "                 tracking of this network namespace (needs CAP_NET_ADMIN); default:\n"
+               "                 the device profile's data-plane (DPMGMT_PROFILE=host: netfilter)\n"
                "  --daemon       detach once the sockets are bound\n"
                "  --pidfile PATH write the service's process id to PATH\n"
                "  --help         show this text\n"
@@ -61,6 +66,14 @@ ParseResult parse_options(int argc, char **argv, Options &out) {
                 return ParseResult::kError;
             }
             out.pidfile = value;
+        } else if (arg == "--data-plane") {
+            const std::string_view v = value != nullptr ? value : "";
+            if (v != "model" && v != "netfilter") {
+                std::fprintf(stderr, "dpservice: --data-plane needs model or netfilter\n");
+                return ParseResult::kError;
+            }
+            out.dataPlane = v == "model" ? DataPlane::kModel : DataPlane::kNetfilter;
+            out.dataPlaneGiven = true;
         } else if (arg == "--seed") {
             if (!parse_number(value, std::numeric_limits<uint64_t>::max(), n)) {
                 std::fprintf(stderr, "dpservice: --seed needs a whole number\n");

@@ -9,12 +9,20 @@
 
 namespace dpsvc {
 
+// Where the session tables come from.
+enum class DataPlane {
+    kModel,      // the seeded traffic model (default)
+    kNetfilter,  // the connection tracking of dpservice's network namespace
+};
+
 struct Options {
     uint64_t seed = 1;          // --seed S: the traffic model's seed
     uint32_t sessions = 300;    // --sessions N: sessions per node
     uint32_t calls = 24;        // --calls N: SIP and H.323 calls each on the local node
     bool daemon = false;        // --daemon: detach after the sockets are bound
     std::string pidfile;        // --pidfile PATH
+    DataPlane dataPlane = DataPlane::kModel;  // --data-plane model|netfilter
+    bool dataPlaneGiven = false;  // without --data-plane, the device profile's data-plane decides
 };
 
 const Options &options();

@@ -94,6 +94,7 @@ struct DPSIM_API Profile {
     std::vector<Acl> acls;
     std::map<uint32_t, std::string> vpns;          // vrf index -> name
     std::map<uint32_t, std::string> applications;  // application id -> name
+    bool netfilter = false;        // data-plane = netfilter: the host's interfaces, one node
 
     const Node *node(uint16_t id) const;
     const Interface *interface(uint32_t ifindex) const;

@@ -1,7 +1,9 @@
-// The device profile: an INI file ($DPMGMT_PROFILE) or the built-in text,
-// parsed once with inih.  docs/profile.md describes the format.
+// The device profile: an INI file ($DPMGMT_PROFILE), the built-in text, or
+// the host's own layout ($DPMGMT_PROFILE=host), parsed once with inih.
+// docs/profile.md describes the format.
 #include <arpa/inet.h>
 #include <ini.h>
+#include <net/if.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -118,6 +120,40 @@ protocol = 0
 10 = rtsp
 )INI";
 
+// The host as a device: one node, the host's interfaces (added when the
+// profile is read, because of data-plane = netfilter), and the
+// connection-tracking helpers as applications, under the ids the netfilter
+// data plane gives them (service/netfilter/ct_entry.h).
+constexpr const char *kHostProfile = R"INI(; The host: one node and its own interfaces.
+[device]
+self = 1
+master = 1
+data-plane = netfilter
+
+[node 1]
+chassis = 1
+slot = 1
+cpu = 0
+controller = yes
+
+[applications]
+1 = ftp
+2 = tftp
+3 = sip
+4 = ras
+5 = q.931
+6 = h.245
+7 = irc
+8 = amanda
+9 = pptp
+10 = sane
+11 = netbios-ns
+12 = snmp
+)INI";
+
+// The name DPMGMT_PROFILE gives the host profile.
+constexpr const char *kHostProfileName = "host";
+
 // Feeds inih line by line and counts lines, so that the handler knows
 // where it stands.
 struct LineSource {
@@ -156,6 +192,8 @@ struct Parse {
     std::string error;        // the first complaint, with its line
     int selfLine = 0;
     int masterLine = 0;
+    bool netfilter = false;   // data-plane = netfilter: the host's interfaces
+    int dataPlaneLine = 0;
     // Sections by name, to the record they fill.
     std::map<std::string, size_t> nodeSection, ifSection, aclSection;
     std::vector<int> nodeLine, ifLine, aclLine;
@@ -252,6 +290,13 @@ int device_key(Parse &p, const std::string &key, const char *value) {
         if (!parse_u32(value, 0xFFFE, v)) return p.fail(key + " must be a node number");
         (key == "self" ? p.profile.self : p.profile.master) = static_cast<uint16_t>(v);
         (key == "self" ? p.selfLine : p.masterLine) = p.source.line;
+        return 1;
+    }
+    if (key == "data-plane") {
+        if (std::strcmp(value, "model") != 0 && std::strcmp(value, "netfilter") != 0)
+            return p.fail("data-plane must be model or netfilter");
+        p.netfilter = std::strcmp(value, "netfilter") == 0;
+        p.dataPlaneLine = p.source.line;
         return 1;
     }
     return p.fail("unknown key '" + key + "' in [device]");
@@ -373,6 +418,11 @@ bool check_whole(Parse &p) {
     if (prof.nodes.empty()) return complain(p.source.line, "no [node N] section");
     if (prof.node(prof.self) == nullptr) return complain(p.selfLine, "self names no node section");
     if (prof.node(prof.master) == nullptr) return complain(p.masterLine, "master names no node section");
+    if (p.netfilter) {
+        if (!prof.interfaces.empty())
+            return complain(p.ifLine[0], "no [interface] sections with data-plane = netfilter: the host's interfaces are used");
+        if (prof.nodes.size() != 1) return complain(p.dataPlaneLine, "data-plane = netfilter needs exactly one [node N] section");
+    }
     std::set<uint32_t> ifindexes;
     for (size_t i = 0; i < prof.interfaces.size(); ++i) {
         dpsim::Interface &itf = prof.interfaces[i];
@@ -395,6 +445,22 @@ bool check_whole(Parse &p) {
             return complain(p.aclLine[i], "acl number " + std::to_string(acl.number) + " used twice");
     }
     return true;
+}
+
+// The interfaces of the network namespace this process runs in, by index,
+// all on the one node.
+void add_host_interfaces(dpsim::Profile &prof) {
+    struct if_nameindex *list = if_nameindex();
+    if (list == nullptr) return;
+    for (const struct if_nameindex *i = list; i->if_index != 0 && i->if_name != nullptr; ++i) {
+        dpsim::Interface itf;
+        itf.ifindex = i->if_index;
+        itf.name = i->if_name;
+        itf.nodes = {prof.self};
+        itf.local = true;
+        prof.interfaces.push_back(std::move(itf));
+    }
+    if_freenameindex(list);
 }
 
 }  // namespace
@@ -423,8 +489,11 @@ const char *builtin_profile_text() { return kBuiltinProfile; }
 
 bool load_profile(const char *path, Profile &out, std::string &error) {
     Parse p;
-    p.origin = path != nullptr ? path : "(built-in)";
-    if (path != nullptr) {
+    const bool host = path != nullptr && std::strcmp(path, kHostProfileName) == 0;
+    p.origin = host ? "(host)" : path != nullptr ? path : "(built-in)";
+    if (host) {
+        p.source.text = kHostProfile;
+    } else if (path != nullptr) {
         p.source.file = std::fopen(path, "re");
         if (p.source.file == nullptr) {
             error = p.origin + ": cannot open: " + std::strerror(errno);
@@ -444,6 +513,8 @@ bool load_profile(const char *path, Profile &out, std::string &error) {
         return false;
     }
     p.profile.origin = p.origin;
+    p.profile.netfilter = p.netfilter;
+    if (p.netfilter) add_host_interfaces(p.profile);
     out = std::move(p.profile);
     return true;
 }

@@ -1,4 +1,9 @@
-// Device topology and interfaces, answered from the device profile.
+// Device topology and interfaces, answered from the device profile.  With
+// data-plane = netfilter the interfaces are the host's: those the profile
+// read when it was loaded, and any interface of the namespace made since,
+// looked up by index or name when asked.
+#include <net/if.h>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -16,6 +21,20 @@ uint16_t *copy_nodes(const std::vector<uint16_t> &nodes) {
     auto *array = static_cast<uint16_t *>(std::malloc(nodes.empty() ? sizeof(uint16_t) : nodes.size() * sizeof(uint16_t)));
     if (array != nullptr && !nodes.empty()) std::memcpy(array, nodes.data(), nodes.size() * sizeof(uint16_t));
     return array;
+}
+
+// The interface of an index: the profile's, or on a host profile one the
+// kernel has now (described in `scratch`).  Null when there is none.
+const dpsim::Interface *interface_at(uint32_t ifIndex, dpsim::Interface &scratch) {
+    const dpsim::Profile &prof = dpsim::profile();
+    if (const dpsim::Interface *itf = prof.interface(ifIndex)) return itf;
+    char name[IF_NAMESIZE] = {};
+    if (!prof.netfilter || ifIndex == 0 || if_indextoname(ifIndex, name) == nullptr) return nullptr;
+    scratch.ifindex = ifIndex;
+    scratch.name = name;
+    scratch.nodes = {prof.self};
+    scratch.local = true;
+    return &scratch;
 }
 
 }  // namespace
@@ -79,7 +98,8 @@ PLAT_API uint32_t LIP_GetCpuID(uint16_t node) {
 }
 
 PLAT_API uint32_t IF_GetDataByIfIndex(uint32_t ifIndex, uint32_t item, void *buf) {
-    const dpsim::Interface *itf = dpsim::profile().interface(ifIndex);
+    dpsim::Interface scratch;
+    const dpsim::Interface *itf = interface_at(ifIndex, scratch);
     if (itf == nullptr || buf == nullptr) return kUnknown;
     if (item == IF_DATA_FULLNAME) {
         const size_t n = itf->name.size() < IF_NAME_SIZE - 1 ? itf->name.size() : IF_NAME_SIZE - 1;
@@ -96,13 +116,16 @@ PLAT_API uint32_t IF_GetDataByIfIndex(uint32_t ifIndex, uint32_t item, void *buf
 
 PLAT_API uint32_t IF_GetIfIndexByFullName(const char *name) {
     if (name == nullptr) return 0;
-    const dpsim::Interface *itf = dpsim::profile().interface(std::string(name));
-    return itf != nullptr ? itf->ifindex : 0;
+    const dpsim::Profile &prof = dpsim::profile();
+    const dpsim::Interface *itf = prof.interface(std::string(name));
+    if (itf != nullptr) return itf->ifindex;
+    return prof.netfilter ? if_nametoindex(name) : 0;
 }
 
 PLAT_API uint16_t *IF_GetRelyNodesByIfIndex(uint32_t ifIndex, uint64_t *count) {
     if (count != nullptr) *count = 0;
-    const dpsim::Interface *itf = dpsim::profile().interface(ifIndex);
+    dpsim::Interface scratch;
+    const dpsim::Interface *itf = interface_at(ifIndex, scratch);
     if (itf == nullptr) return nullptr;
     uint16_t *array = copy_nodes(itf->nodes);
     if (array != nullptr && count != nullptr) *count = itf->nodes.size();
@@ -110,12 +133,14 @@ PLAT_API uint16_t *IF_GetRelyNodesByIfIndex(uint32_t ifIndex, uint64_t *count) {
 }
 
 PLAT_API uint32_t IF_IsLocalIf(uint32_t ifIndex) {
-    const dpsim::Interface *itf = dpsim::profile().interface(ifIndex);
+    dpsim::Interface scratch;
+    const dpsim::Interface *itf = interface_at(ifIndex, scratch);
     return itf != nullptr && itf->local ? 1 : 0;
 }
 
 PLAT_API uint32_t IF_IsTempIf(uint32_t ifIndex) {
-    const dpsim::Interface *itf = dpsim::profile().interface(ifIndex);
+    dpsim::Interface scratch;
+    const dpsim::Interface *itf = interface_at(ifIndex, scratch);
     return itf != nullptr && itf->temporary ? 1 : 0;
 }
 

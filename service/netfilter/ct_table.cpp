@@ -1,0 +1,221 @@
+#include "netfilter/ct_table.h"
+
+#include <arpa/inet.h>
+#include <libnetfilter_conntrack/libnetfilter_conntrack.h>
+
+#include <memory>
+#include <vector>
+
+#include "dpsim.h"
+#include "netfilter/nl_socket.h"
+
+namespace dpsvc::nf {
+
+namespace {
+
+// Deletions are laid out in a batch of this size and sent when it fills.
+constexpr size_t kBatchBytes = 64 * 1024;
+constexpr size_t kLargestMessage = 2048;
+
+struct CtDeleter {
+    void operator()(nf_conntrack *ct) const { nfct_destroy(ct); }
+};
+struct ExpDeleter {
+    void operator()(nf_expect *e) const { nfexp_destroy(e); }
+};
+
+struct CtWalk {
+    std::unique_ptr<nf_conntrack, CtDeleter> ct{nfct_new()};
+    const std::function<bool(const Session &, const CtExtra &, nf_conntrack *)> *fn = nullptr;
+    Session s;
+    CtExtra x;
+};
+
+int on_conntrack(const nlmsghdr *nlh, void *data) {
+    auto &w = *static_cast<CtWalk *>(data);
+    clear_conntrack(w.ct.get());
+    if (nfct_nlmsg_parse(nlh, w.ct.get()) < 0) return MNL_CB_OK;
+    w.x = CtExtra{};
+    if (!read_conntrack(w.ct.get(), w.s, w.x)) return MNL_CB_OK;
+    return (*w.fn)(w.s, w.x, w.ct.get()) ? MNL_CB_OK : MNL_CB_STOP;
+}
+
+struct ExpWalk {
+    std::unique_ptr<nf_expect, ExpDeleter> exp{nfexp_new()};
+    const std::function<bool(const Relation &, uint32_t, uint32_t, nf_expect *)> *fn = nullptr;
+    Relation r;
+};
+
+int on_expectation(const nlmsghdr *nlh, void *data) {
+    auto &w = *static_cast<ExpWalk *>(data);
+    // A fresh object per expectation: the library keeps the expected,
+    // master and mask tuples inside it and has no way to clear them.
+    w.exp.reset(nfexp_new());
+    if (!w.exp || nfexp_nlmsg_parse(nlh, w.exp.get()) < 0) return MNL_CB_OK;
+    uint32_t flags = 0, klass = 0;
+    if (!read_expectation(w.exp.get(), w.r, flags, klass)) return MNL_CB_OK;
+    return (*w.fn)(w.r, flags, klass, w.exp.get()) ? MNL_CB_OK : MNL_CB_STOP;
+}
+
+// Lays deletion requests out one after another and sends them in batches.
+class DeleteBatch {
+public:
+    explicit DeleteBatch(NlSocket &sock) : sock_(sock), buf_(kBatchBytes) {}
+    template <typename Build>
+    void add(uint8_t subsys, uint8_t msg, uint8_t family, Build build) {
+        if (used_ + kLargestMessage > buf_.size()) flush();
+        nlmsghdr *nlh = mnl_nlmsg_put_header(buf_.data() + used_);
+        nlh->nlmsg_type = static_cast<uint16_t>(subsys << 8 | msg);
+        nlh->nlmsg_flags = NLM_F_REQUEST;
+        nlh->nlmsg_seq = sock_.next_seq();
+        auto *nfh = static_cast<nfgenmsg *>(mnl_nlmsg_put_extra_header(nlh, sizeof(nfgenmsg)));
+        nfh->nfgen_family = family;
+        nfh->version = NFNETLINK_V0;
+        nfh->res_id = 0;
+        build(nlh);
+        used_ += NLMSG_ALIGN(nlh->nlmsg_len);
+        ++count_;
+    }
+    uint64_t finish() {
+        flush();
+        return count_;
+    }
+
+private:
+    void flush() {
+        if (used_ > 0) sock_.send_batch({buf_.data(), used_});
+        used_ = 0;
+    }
+    NlSocket &sock_;
+    std::vector<uint8_t> buf_;
+    size_t used_ = 0;
+    uint64_t count_ = 0;
+};
+
+struct StatsCpu {
+    FailureCounters *out;
+};
+
+int on_stat_attr(const nlattr *attr, void *data) {
+    auto **tb = static_cast<const nlattr **>(data);
+    const int type = mnl_attr_get_type(attr);
+    if (mnl_attr_type_valid(attr, CTA_STATS_MAX) < 0) return MNL_CB_OK;
+    if (mnl_attr_validate(attr, MNL_TYPE_U32) < 0) return MNL_CB_OK;
+    tb[type] = attr;
+    return MNL_CB_OK;
+}
+
+uint32_t attr_u32(const nlattr *a) { return a != nullptr ? ntohl(mnl_attr_get_u32(a)) : 0; }
+
+int on_stats_cpu(const nlmsghdr *nlh, void *data) {
+    FailureCounters &c = *static_cast<FailureCounters *>(data);
+    const nlattr *tb[CTA_STATS_MAX + 1] = {};
+    mnl_attr_parse(nlh, sizeof(nfgenmsg), on_stat_attr, tb);
+    c.found += attr_u32(tb[CTA_STATS_FOUND]);
+    c.invalid += attr_u32(tb[CTA_STATS_INVALID]);
+    c.insertFailed += attr_u32(tb[CTA_STATS_INSERT_FAILED]);
+    c.drop += attr_u32(tb[CTA_STATS_DROP]);
+    c.earlyDrop += attr_u32(tb[CTA_STATS_EARLY_DROP]);
+    c.error += attr_u32(tb[CTA_STATS_ERROR]);
+    c.searchRestart += attr_u32(tb[CTA_STATS_SEARCH_RESTART]);
+    c.clashResolve += attr_u32(tb[CTA_STATS_CLASH_RESOLVE]);
+    c.chainTooLong += attr_u32(tb[CTA_STATS_CHAIN_TOOLONG]);
+    return MNL_CB_OK;
+}
+
+int on_global_attr(const nlattr *attr, void *data) {
+    auto **tb = static_cast<const nlattr **>(data);
+    if (mnl_attr_type_valid(attr, CTA_STATS_GLOBAL_MAX) < 0) return MNL_CB_OK;
+    if (mnl_attr_validate(attr, MNL_TYPE_U32) < 0) return MNL_CB_OK;
+    tb[mnl_attr_get_type(attr)] = attr;
+    return MNL_CB_OK;
+}
+
+int on_stats_global(const nlmsghdr *nlh, void *data) {
+    auto *out = static_cast<uint32_t *>(data);
+    const nlattr *tb[CTA_STATS_GLOBAL_MAX + 1] = {};
+    mnl_attr_parse(nlh, sizeof(nfgenmsg), on_global_attr, tb);
+    out[0] = attr_u32(tb[CTA_STATS_GLOBAL_ENTRIES]);
+    out[1] = attr_u32(tb[CTA_STATS_GLOBAL_MAX_ENTRIES]);
+    return MNL_CB_OK;
+}
+
+}  // namespace
+
+bool served(uint16_t node) { return node == dpsim::profile().self; }
+
+uint8_t family_of(uint8_t familyByte) {
+    return familyByte == 0 ? AF_UNSPEC : familyByte == kFamilyV4 ? AF_INET : AF_INET6;
+}
+
+bool walk_conntrack(uint8_t family, const std::function<bool(const Session &, const CtExtra &, nf_conntrack *)> &fn) {
+    NlSocket sock;
+    std::string error;
+    CtWalk w;
+    w.fn = &fn;
+    if (!w.ct || !sock.open(error) || !sock.request(NFNL_SUBSYS_CTNETLINK, IPCTNL_MSG_CT_GET, NLM_F_DUMP, family))
+        return false;
+    return sock.finish(on_conntrack, &w);
+}
+
+bool walk_expectations(uint8_t family, const std::function<bool(const Relation &, uint32_t, uint32_t, nf_expect *)> &fn) {
+    NlSocket sock;
+    std::string error;
+    ExpWalk w;
+    w.fn = &fn;
+    if (!sock.open(error) || !sock.request(NFNL_SUBSYS_CTNETLINK_EXP, IPCTNL_MSG_EXP_GET, NLM_F_DUMP, family))
+        return false;
+    return sock.finish(on_expectation, &w);
+}
+
+bool table_size(uint32_t &entries, uint32_t &maximum) {
+    NlSocket sock;
+    std::string error;
+    uint32_t out[2] = {0, 0};
+    if (!sock.open(error) || !sock.request(NFNL_SUBSYS_CTNETLINK, IPCTNL_MSG_CT_GET_STATS, NLM_F_ACK, AF_UNSPEC) ||
+        !sock.finish(on_stats_global, out))
+        return false;
+    entries = out[0];
+    maximum = out[1];
+    return true;
+}
+
+bool failure_counters(FailureCounters &out) {
+    NlSocket sock;
+    std::string error;
+    out = FailureCounters{};
+    return sock.open(error) &&
+           sock.request(NFNL_SUBSYS_CTNETLINK, IPCTNL_MSG_CT_GET_STATS_CPU, NLM_F_DUMP, AF_UNSPEC) &&
+           sock.finish(on_stats_cpu, &out);
+}
+
+uint64_t delete_matching(std::span<const uint8_t> tableKey) {
+    NlSocket deleter;
+    std::string error;
+    if (tableKey.size() != 64 || !deleter.open(error)) return 0;
+    DeleteBatch batch(deleter);
+    const uint8_t family = family_of(tableKey[0]);
+    walk_conntrack(family, [&](const Session &s, const CtExtra &, nf_conntrack *ct) {
+        if (!table_key_matches(tableKey, s.init)) return true;
+        batch.add(NFNL_SUBSYS_CTNETLINK, IPCTNL_MSG_CT_DELETE, nfct_get_attr_u8(ct, ATTR_L3PROTO),
+                  [ct](nlmsghdr *nlh) { nfct_nlmsg_build(nlh, ct); });
+        return true;
+    });
+    return batch.finish();
+}
+
+uint64_t delete_expectations(uint8_t familyByte) {
+    NlSocket deleter;
+    std::string error;
+    if (!deleter.open(error)) return 0;
+    DeleteBatch batch(deleter);
+    const uint8_t family = familyByte == kFamilyV4 ? AF_INET : familyByte == kFamilyV6 ? AF_INET6 : AF_UNSPEC;
+    walk_expectations(family, [&](const Relation &r, uint32_t, uint32_t, nf_expect *exp) {
+        batch.add(NFNL_SUBSYS_CTNETLINK_EXP, IPCTNL_MSG_EXP_DELETE, r.tuple.family == kFamilyV4 ? AF_INET : AF_INET6,
+                  [exp](nlmsghdr *nlh) { nfexp_nlmsg_build(nlh, exp); });
+        return true;
+    });
+    return batch.finish();
+}
+
+}  // namespace dpsvc::nf

@@ -1,0 +1,206 @@
+// The netfilter data plane's conversions and its prefetching cursor,
+// without a kernel: conntrack objects are built with libnetfilter_conntrack
+// (counters and timestamps, which it only parses, are checked by the
+// namespace tests).
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <libnetfilter_conntrack/libnetfilter_conntrack.h>
+#include <libnetfilter_conntrack/libnetfilter_conntrack_sctp.h>
+#include <libnetfilter_conntrack/libnetfilter_conntrack_tcp.h>
+
+#include <atomic>
+#include <memory>
+
+#include "netfilter/ct_entry.h"
+#include "netfilter/prefetch_cursor.h"
+#include "traffic_wire.h"
+
+namespace {
+
+using dpsvc::Session;
+using dpsvc::nf::CtExtra;
+
+struct CtFree {
+    void operator()(nf_conntrack *ct) const { nfct_destroy(ct); }
+};
+using Ct = std::unique_ptr<nf_conntrack, CtFree>;
+
+// An IPv4 entry 10.0.0.1:1000 -> 10.0.0.2:2000 of the given protocol.
+Ct make_ct(uint8_t protocol) {
+    Ct ct(nfct_new());
+    for (auto [attr, v] : {std::pair{ATTR_ORIG_L3PROTO, uint8_t{AF_INET}}, {ATTR_REPL_L3PROTO, uint8_t{AF_INET}},
+                           {ATTR_ORIG_L4PROTO, protocol}, {ATTR_REPL_L4PROTO, protocol}})
+        nfct_set_attr_u8(ct.get(), attr, v);
+    nfct_set_attr_u32(ct.get(), ATTR_ORIG_IPV4_SRC, inet_addr("10.0.0.1"));
+    nfct_set_attr_u32(ct.get(), ATTR_ORIG_IPV4_DST, inet_addr("10.0.0.2"));
+    nfct_set_attr_u32(ct.get(), ATTR_REPL_IPV4_SRC, inet_addr("10.0.0.2"));
+    nfct_set_attr_u32(ct.get(), ATTR_REPL_IPV4_DST, inet_addr("10.0.0.1"));
+    nfct_set_attr_u16(ct.get(), ATTR_ORIG_PORT_SRC, htons(1000));
+    nfct_set_attr_u16(ct.get(), ATTR_ORIG_PORT_DST, htons(2000));
+    nfct_set_attr_u16(ct.get(), ATTR_REPL_PORT_SRC, htons(2000));
+    nfct_set_attr_u16(ct.get(), ATTR_REPL_PORT_DST, htons(1000));
+    return ct;
+}
+
+Session read(const nf_conntrack *ct, CtExtra *extra = nullptr) {
+    Session s;
+    CtExtra x;
+    EXPECT_TRUE(dpsvc::nf::read_conntrack(ct, s, x));
+    if (extra != nullptr) *extra = x;
+    return s;
+}
+
+// Protocol class and state: the kernel's states keep their numbers where
+// the status names follow them, the others follow the reply bit.
+TEST(NetfilterEntry, ProtocolClassAndState) {
+    struct Case {
+        uint8_t protocol;
+        nf_conntrack_attr stateAttr;  // ATTR_MAX: none
+        uint8_t kernelState;
+        uint32_t status;
+        uint8_t protoIndex, state;
+    } cases[] = {
+        {IPPROTO_TCP, ATTR_TCP_STATE, TCP_CONNTRACK_ESTABLISHED, 0, 0, 3},
+        {IPPROTO_TCP, ATTR_TCP_STATE, TCP_CONNTRACK_TIME_WAIT, 0, 0, 7},
+        {IPPROTO_TCP, ATTR_TCP_STATE, TCP_CONNTRACK_SYN_SENT2, 0, 0, 9},
+        {IPPROTO_TCP, ATTR_TCP_STATE, 42, 0, 0, 0},  // out of the table: slot 0
+        {IPPROTO_SCTP, ATTR_SCTP_STATE, SCTP_CONNTRACK_SHUTDOWN_ACK_SENT, 0, 5, 7},
+        {IPPROTO_SCTP, ATTR_SCTP_STATE, SCTP_CONNTRACK_HEARTBEAT_SENT, 0, 5, 4},
+        {IPPROTO_DCCP, ATTR_DCCP_STATE, 7, 0, 6, 7},
+        {IPPROTO_UDP, ATTR_MAX, 0, 0, 1, 1},
+        {IPPROTO_UDP, ATTR_MAX, 0, IPS_SEEN_REPLY, 1, 2},
+        {IPPROTO_UDPLITE, ATTR_MAX, 0, IPS_SEEN_REPLY, 4, 2},
+        {IPPROTO_GRE, ATTR_MAX, 0, 0, 7, 1},
+    };
+    for (const Case &c : cases) {
+        Ct ct = make_ct(c.protocol);
+        if (c.stateAttr != ATTR_MAX) nfct_set_attr_u8(ct.get(), c.stateAttr, c.kernelState);
+        nfct_set_attr_u32(ct.get(), ATTR_STATUS, c.status);
+        const Session s = read(ct.get());
+        EXPECT_EQ(s.protoIndex, c.protoIndex) << int(c.protocol);
+        EXPECT_EQ(s.state, c.state) << int(c.protocol) << " state " << int(c.kernelState);
+    }
+}
+
+TEST(NetfilterEntry, IcmpKeysByIdentifierAndTypeCode) {
+    Ct ct = make_ct(IPPROTO_ICMP);
+    nfct_set_attr_u8(ct.get(), ATTR_ICMP_TYPE, 8);
+    nfct_set_attr_u8(ct.get(), ATTR_ICMP_CODE, 0);
+    nfct_set_attr_u16(ct.get(), ATTR_ICMP_ID, htons(0x1234));
+    const Session s = read(ct.get());
+    EXPECT_EQ(s.init.srcPort, 0x1234);
+    EXPECT_EQ(s.init.dstPort, 0x0800);
+    EXPECT_EQ(s.reply.srcPort, 0x1234);
+    EXPECT_EQ(s.reply.dstPort, 0x0000);  // the echo reply
+    EXPECT_EQ(s.protoIndex, 2);
+}
+
+TEST(NetfilterEntry, TimeoutHelperZoneMark) {
+    Ct ct = make_ct(IPPROTO_TCP);
+    nfct_set_attr_u32(ct.get(), ATTR_TIMEOUT, 117);
+    nfct_set_attr(ct.get(), ATTR_HELPER_NAME, "ftp");
+    nfct_set_attr_u16(ct.get(), ATTR_ZONE, 3);
+    nfct_set_attr_u32(ct.get(), ATTR_MARK, 0xBEEF);
+    CtExtra x;
+    const Session s = read(ct.get(), &x);
+    EXPECT_EQ(s.ttl, 117u);
+    EXPECT_EQ(s.appId, 1u);
+
+    uint8_t rec[dpsvc::kTableInfoSize] = {};
+    dpsvc::nf::write_ct_table_info(rec, s, x);
+    EXPECT_EQ(dpsvc::get32(rec + 40), 3u);          // zone: initiator tuple's u32 at 40
+    EXPECT_EQ(dpsvc::get32(rec + 88), 0xBEEFu);     // mark: responder tuple's
+    EXPECT_EQ(dpsvc::get32(rec + 156), 117u);       // TTL, big-endian
+    EXPECT_EQ(rec[164], 0);                         // no TCP state set
+    EXPECT_EQ(rec[165], 0);
+    EXPECT_EQ(0, std::memcmp(rec + 4, "\x0a\x00\x00\x01", 4));  // addresses as they travel
+    EXPECT_EQ(dpsvc::get16(rec + 36), 1000);
+
+    // What one entry had must not leak into the next parsed into the same
+    // object.
+    dpsvc::nf::clear_conntrack(ct.get());
+    nfct_set_attr_u8(ct.get(), ATTR_TCP_STATE, TCP_CONNTRACK_ESTABLISHED);
+    const Session next = read(ct.get(), &x);
+    EXPECT_EQ(next.appId, 0u);
+    EXPECT_EQ(next.ttl, 0xFFFFFFFFu);
+    EXPECT_EQ(x.mark, 0u);
+}
+
+TEST(NetfilterEntry, EntryWithoutTuplesIsSkipped) {
+    Ct ct(nfct_new());
+    Session s;
+    CtExtra x;
+    EXPECT_FALSE(dpsvc::nf::read_conntrack(ct.get(), s, x));
+}
+
+// --------------------------------------------------------------- cursor --
+
+constexpr uint32_t kSize = 8;
+
+std::unique_ptr<dpsvc::nf::PrefetchCursor> counting(uint32_t records, uint32_t window) {
+    return std::make_unique<dpsvc::nf::PrefetchCursor>(kSize, window, [records](dpsvc::nf::RecordSink &sink) {
+        for (uint32_t i = 0; i < records; ++i) {
+            uint8_t *rec = sink.acquire();
+            if (rec == nullptr) return;
+            dpsvc::put32(rec, 0, i);
+            sink.publish();
+        }
+    });
+}
+
+// Chunks are full until the table ends (a short chunk ends the client's
+// walk), in order, then 0 with nothing; whatever the window.
+TEST(PrefetchCursor, FullChunksInOrderThenEnd) {
+    for (uint32_t window : {1u, 5u, 46u, 1024u}) {
+        auto cursor = counting(100, window);
+        std::vector<uint8_t> got;
+        std::vector<size_t> chunks;
+        for (;;) {
+            std::vector<uint8_t> chunk;
+            const uint32_t rc = cursor->pull(chunk, 46 * kSize + 3);
+            if (rc != dpsvc::kDumpContinue) {
+                EXPECT_EQ(rc, 0u);
+                EXPECT_TRUE(chunk.empty());
+                break;
+            }
+            chunks.push_back(chunk.size() / kSize);
+            got.insert(got.end(), chunk.begin(), chunk.end());
+        }
+        ASSERT_EQ(got.size(), 100 * kSize) << "window " << window;
+        for (uint32_t i = 0; i < 100; ++i) EXPECT_EQ(dpsvc::get32(got.data() + i * kSize), i);
+        ASSERT_EQ(chunks.size(), 3u) << "window " << window;
+        EXPECT_EQ(chunks[0], 46u);
+        EXPECT_EQ(chunks[1], 46u);
+        EXPECT_EQ(chunks[2], 8u);
+    }
+}
+
+TEST(PrefetchCursor, EmptyTableAndTinyBuffer) {
+    auto cursor = counting(0, 16);
+    std::vector<uint8_t> chunk;
+    EXPECT_EQ(cursor->pull(chunk, 4096), 0u);
+    EXPECT_TRUE(chunk.empty());
+    auto one = counting(1, 16);
+    EXPECT_EQ(one->pull(chunk, kSize - 1), 0u);  // no whole record fits
+}
+
+// A client that ends the dump early: the producer, blocked on a full
+// window of an endless table, stops and the cursor goes away.
+TEST(PrefetchCursor, EndingEarlyStopsTheProducer) {
+    std::atomic<bool> stopped{false};
+    {
+        dpsvc::nf::PrefetchCursor cursor(kSize, 4, [&stopped](dpsvc::nf::RecordSink &sink) {
+            while (uint8_t *rec = sink.acquire()) {
+                rec[0] = 1;
+                sink.publish();
+            }
+            stopped = true;
+        });
+        std::vector<uint8_t> chunk;
+        EXPECT_EQ(cursor.pull(chunk, 2 * kSize), dpsvc::kDumpContinue);
+        EXPECT_EQ(chunk.size(), 2 * kSize);
+    }
+    EXPECT_TRUE(stopped);
+}
+
+}  // namespace
