@@ -56,19 +56,18 @@ line_for() {
     *.[1-8]) echo ".\\\" $id" ;;
     *)
       # Scripts without a suffix (.ci/run, debian/rules).
-      if [ -f "$path" ] && head -c 2 "$path" | grep -q '^#!'; then echo "# $id"; fi ;;
+      local first=''
+      IFS= read -r first <"$path" || true
+      if [[ $first == '#!'* ]]; then echo "# $id"; fi ;;
   esac
 }
 
 # True when the license line is where it belongs: line 1, or line 2 after #!.
 has_line() {
-  local path=$1 first
-  IFS= read -r first <"$path" || true
-  if [[ $first == '#!'* ]]; then
-    sed -n 2p "$path" | grep -q 'SPDX-License-Identifier:'
-  else
-    printf '%s\n' "$first" | grep -q 'SPDX-License-Identifier:'
-  fi
+  local first='' second=''
+  { IFS= read -r first || true; IFS= read -r second || true; } <"$1"
+  [[ $first == '#!'* ]] && first=$second
+  [[ $first == *SPDX-License-Identifier:* ]]
 }
 
 missing=0
