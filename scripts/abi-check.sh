@@ -48,7 +48,7 @@ fi
 compare() {
   abidiff --headers-dir1 "$abi_headers" --headers-dir1 "$abi_system_headers" \
     --headers-dir2 "$abi_headers" --headers-dir2 "$abi_system_headers" \
-    "$@" "$abi_baseline" "$library"
+    --exported-interfaces-only "$@" "$abi_baseline" "$library"
 }
 
 # abidiff's status is a bit set: 1 error, 2 usage error, 4 some change,

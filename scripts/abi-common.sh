@@ -10,10 +10,11 @@ abi_headers=$abi_root/include/dpmgmt
 # would count as a private change and pass unseen.
 abi_system_headers=${ABI_SYSTEM_HEADERS:-/usr/include}
 
-# Only the types the public headers declare; no build path, no line
-# numbers beyond file names, so that neither the build directory nor the
-# optimisation level shows in the representation.
-abi_public_opts=(--drop-private-types)
+# Only the exported functions and variables and the types the public
+# headers declare; no build path, no line numbers beyond file names, so
+# that neither the build directory nor the optimisation level shows in the
+# representation.
+abi_public_opts=(--drop-private-types --exported-interfaces-only)
 
 abi_need_tools() {
   if ! command -v abidw >/dev/null || ! command -v abidiff >/dev/null; then
