@@ -125,8 +125,12 @@ if [ "$(pkg-config --modversion dpmgmt)" != "$version" ]; then
 fi
 # shellcheck disable=SC2046
 cc -std=c99 -Wall -Werror -o "$work/exchange" tests/install/exchange.c $(pkg-config --cflags --libs dpmgmt)
-mkdir "$work/run"
+mkdir "$work/run" "$work/run2"
 DPMGMT_RUNDIR=$work/run "$work/exchange"
+# The same program through the installed CMake package.
+cmake -S tests/install -B "$work/consumer" >/dev/null
+cmake --build "$work/consumer" >/dev/null
+DPMGMT_RUNDIR=$work/run2 "$work/consumer/exchange_cmake"
 if ldd /usr/bin/dpmgmt | grep -q 'libreadline'; then
   echo "package: warning: the installed dpmgmt links GNU readline" >&2
 fi
