@@ -52,8 +52,8 @@ if [ -z "$version" ] || [ "$upstream" != "$version" ]; then
   exit 1
 fi
 
-# The build runs on a copy of the tree (the files git tracks, as they are
-# now), so that dpkg-buildpackage's output lands beside it in build-deb/.
+# The build runs on a copy of the tree (the files git tracks or would
+# track, as they are now), so that dpkg-buildpackage's output lands beside it in build-deb/.
 out=${DEB_OUT_DIR:-$root/build-deb}
 rm -rf "$out"
 mkdir -p "$out/src"
@@ -86,16 +86,16 @@ if [ "$mode" = symbols ]; then
   # platform library exports as weak symbols, are covered by one pattern:
   # they come and go with the compiler, not with the interface.
   generated=$out/src/debian/libdpmgmt1/DEBIAN/symbols
-  std='^ _Z(ZN|N|NK|TI|TS|TV)?(St|9__gnu_cxx)'
+  std='^_Z(ZN|N|NK|TI|TS|TV)?(St|9__gnu_cxx)'
   awk -v std="$std" -v ver="$version" -v debver="$deb_version" '
     /^[^ *#|]/ {
       print
       print "* Build-Depends-Package: libdpmgmt-dev"
-      if ($1 ~ /^libdpplatform/) print " (regex|optional)\"^_Z(ZN|N|NK|TI|TS|TV)?(St|9__gnu_cxx)\" " ver
+      if ($1 ~ /^libdpplatform/) print " (regex|optional)\"" std "\" " ver
       next
     }
     /^\*/ { next }
-    $0 ~ std { next }
+    substr($0, 2) ~ std { next }
     { sub(" " debver "$", " " ver); print }
   ' "$generated" >debian/libdpmgmt1.symbols
   echo "package: wrote debian/libdpmgmt1.symbols ($(grep -c '^ ' debian/libdpmgmt1.symbols) entries)"
@@ -106,7 +106,7 @@ echo "package: built $deb_version in $out (and the -dbgsym packages):"
 for deb in "$out"/*.deb; do
   case "$deb" in *-dbgsym_*) ;; *) echo "  $(basename "$deb")" ;; esac
 done
-lintian --fail-on error --suppress-tags-from-file /dev/null "$out"/*.changes | tee "$out/lintian.txt"
+lintian --fail-on error "$out"/*.changes | tee "$out/lintian.txt"
 echo "package: lintian: no error ($(grep -c '^W: ' "$out/lintian.txt" || true) warning(s))"
 
 [ "$mode" = install ] || exit 0
@@ -114,7 +114,10 @@ echo "package: lintian: no error ($(grep -c '^W: ' "$out/lintian.txt" || true) w
 # Install, build a C program against the installed library with pkg-config,
 # run it, and remove the packages again.
 names=(libdpmgmt1 libdpmgmt-dev dpmgmt dpservice)
-"${sudo_cmd[@]}" dpkg -i "$out"/{libdpmgmt1,libdpmgmt-dev,dpmgmt,dpservice}_*.deb >/dev/null
+if ! "${sudo_cmd[@]}" dpkg -i "$out"/{libdpmgmt1,libdpmgmt-dev,dpmgmt,dpservice}_*.deb >/dev/null; then
+  # Runtime libraries missing on this system: apt completes the install.
+  "${sudo_cmd[@]}" apt-get install -f -y -qq
+fi
 work=$(mktemp -d /tmp/dpmgmt-package.XXXXXX)
 cleanup() { "${sudo_cmd[@]}" dpkg -r "${names[@]}" >/dev/null || true; rm -rf "$work"; }
 trap cleanup EXIT
@@ -131,7 +134,7 @@ DPMGMT_RUNDIR=$work/run "$work/exchange"
 cmake -S tests/install -B "$work/consumer" >/dev/null
 cmake --build "$work/consumer" >/dev/null
 DPMGMT_RUNDIR=$work/run2 "$work/consumer/exchange_cmake"
-if ldd /usr/bin/dpmgmt | grep -q 'libreadline'; then
+if [[ $(ldd /usr/bin/dpmgmt) == *libreadline* ]]; then
   echo "package: warning: the installed dpmgmt links GNU readline" >&2
 fi
 dpservice --version
