@@ -76,7 +76,8 @@ if [ "$mode" = symbols ]; then
   : >"$out/src/debian/libdpmgmt1.symbols"
 fi
 (cd "$out/src" && dpkg-buildpackage -us -uc -b) >"$out/build.log" 2>&1 || {
-  grep -E -B2 -A30 'dpkg-gensymbols|^dh_[a-z_]+: error|error:' "$out/build.log" | tail -80 >&2
+  grep -E -A40 '^dpkg-gensymbols: (error|warning)' "$out/build.log" >&2 ||
+    grep -E ': error:|undefined reference|^dh_[a-z_]+: error|^dpkg-buildpackage: error' "$out/build.log" | head -30 >&2
   echo "package: dpkg-buildpackage failed; the whole log is $out/build.log" >&2
   exit 1
 }
