@@ -52,7 +52,7 @@ line_for() {
       esac ;;
     *.cpp | *.cc | *.hpp) echo "// $id" ;;
     CMakeLists.txt | *.cmake | *.cmake.in | *.pc.in | Doxyfile.in | *.sh | *.py | *.bash-completion | \
-      *.service) echo "# $id" ;;
+      *.service | *.service.in) echo "# $id" ;;
     *.[1-8]) echo ".\\\" $id" ;;
     *)
       # Scripts without a suffix (.ci/run, debian/rules).
