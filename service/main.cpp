@@ -117,6 +117,9 @@ int main(int argc, char **argv) {
     case dpsvc::ParseResult::kHelp:
         dpsvc::print_usage(stdout);
         return 0;
+    case dpsvc::ParseResult::kVersion:
+        std::printf("dpservice %s\n", DPMGMT_VERSION);
+        return 0;
     case dpsvc::ParseResult::kError:
         dpsvc::print_usage(stderr);
         return 2;

@@ -46,6 +46,7 @@ void print_usage(std::FILE *to) {
                "  --daemon       detach once the sockets are bound\n"
                "  --pidfile PATH write the service's process id to PATH\n"
                "  --help         show this text\n"
+               "  --version      show the version\n"
                "The run directory is $DPMGMT_RUNDIR, or /tmp/dpmgmt-<uid>.\n",
                to);
 }
@@ -56,6 +57,7 @@ ParseResult parse_options(int argc, char **argv, Options &out) {
         const char *value = i + 1 < argc ? argv[i + 1] : nullptr;
         uint64_t n = 0;
         if (arg == "--help") return ParseResult::kHelp;
+        if (arg == "--version") return ParseResult::kVersion;
         if (arg == "--daemon") {
             out.daemon = true;
             continue;

@@ -28,10 +28,11 @@ struct Options {
 const Options &options();
 Options &mutable_options();  // for main only
 
-enum class ParseResult { kRun, kHelp, kError };
+enum class ParseResult { kRun, kHelp, kVersion, kError };
 
 // Parses argv into out.  kError after a message on stderr for an unknown
-// option or a value that is not a whole number in range; kHelp for --help.
+// option or a value that is not a whole number in range; kHelp for --help,
+// kVersion for --version.
 ParseResult parse_options(int argc, char **argv, Options &out);
 
 // The usage text, for --help (stdout) and for errors (stderr).

@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Rewrites the baseline abi/libdpmgmt.abi from a library built with debug
+# information: after a deliberate change of the binary interface, in the
+# same commit, with the reason in the commit message.
+#
+#   scripts/abi-update.sh [--baseline FILE] [--headers DIR] [LIBRARY]
+#
+# Without LIBRARY it builds one in $ABI_BUILD_DIR (default build-abi).
+# --baseline and --headers name another baseline and header directory.
+set -euo pipefail
+# shellcheck source=abi-common.sh
+. "$(dirname "$0")/abi-common.sh"
+
+library=
+while [ $# -gt 0 ]; do
+  case "$1" in
+    --baseline) abi_baseline=$2; shift 2 ;;
+    --headers) abi_headers=$2; shift 2 ;;
+    -*) echo "usage: scripts/abi-update.sh [--baseline FILE] [--headers DIR] [LIBRARY]" >&2; exit 2 ;;
+    *) library=$1; shift ;;
+  esac
+done
+abi_need_tools || exit 2
+[ -n "$library" ] || library=$(abi_build_library)
+if ! abi_has_debug_info "$library"; then
+  echo "abi: $library has no debug information (build it with -g, e.g. RelWithDebInfo)" >&2
+  exit 2
+fi
+mkdir -p "$(dirname "$abi_baseline")"
+abi_dump "$library" "$abi_baseline"
+echo "abi: wrote ${abi_baseline#"$abi_root"/} ($(grep -c '<elf-symbol ' "$abi_baseline") symbols)"
