@@ -89,7 +89,27 @@ dp display sqa h323 call verbose
 dp display sqa sip statistics
 dp display sqa sip debug
 
-echo "== the service dies; the stored configuration comes back"
+echo "== scripts: filters, batch files, exit statuses"
+dp display session table protocol tcp '|' count
+dp display session table ipv4 protocol udp '|' include 53
+printf '# a batch file\ndisplay session limit\n\nsession limt 7000\ndisplay session settings\n' >"$DPMGMT_RUNDIR/batch.txt"
+printf '\n$ dpmgmt -f batch.txt   (the third command is mistyped)\n'
+"$build/dpmgmt" -f "$DPMGMT_RUNDIR/batch.txt" || echo "(exit status $?)"
+dp display sqa sip call verbose call-id nosuch
+
+echo "== metrics for Prometheus"
+port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+"$build/dpmgmt-exporter" --listen "127.0.0.1:$port" &
+exporter=$!
+for _ in $(seq 50); do
+  curl -sf "http://127.0.0.1:$port/metrics" >"$DPMGMT_RUNDIR/metrics.txt" && break
+  sleep 0.1
+done
+printf '\n$ curl http://127.0.0.1:%s/metrics | grep -E "^dpmgmt_(session_service_up|kernel_channel_up|sessions)"\n' "$port"
+grep -E '^dpmgmt_(session_service_up|kernel_channel_up|sessions)\{' "$DPMGMT_RUNDIR/metrics.txt" | head -12
+kill "$exporter"; wait "$exporter" 2>/dev/null || true
+
+echo "== the service dies; dpmgmt starts it again with the stored configuration"
 kill -9 "$(cat "$DPMGMT_RUNDIR/dpservice.pid")"
 dp display connection-limit policy
 dp recover

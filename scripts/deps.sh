@@ -7,6 +7,7 @@ packages+=(libcpp-httplib-dev prometheus jq python3)  # the metrics exporter, it
 packages+=(libedit-dev)  # the interactive shell of dpmgmt (BSD licence, readline-compatible interface)
 packages+=(libnetfilter-conntrack-dev libmnl-dev conntrack nftables iproute2)  # dpservice --data-plane netfilter and its tests
 packages+=(linux-perf)  # bench: profiling
+packages+=(curl)  # the demo scrapes the exporter
 packages+=(abigail-tools doxygen)  # the ABI check and the API reference
 missing=()
 for p in "${packages[@]}"; do
