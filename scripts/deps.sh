@@ -3,6 +3,7 @@
 set -euo pipefail
 packages=(build-essential cmake pkg-config libsqlite3-dev libinih-dev libreadline-dev
           libgtest-dev libgmock-dev libbenchmark-dev sqlite3 netbase)
+packages+=(clang libclang-rt-14-dev)  # libFuzzer builds of the fuzz targets (scripts/fuzz.sh)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
