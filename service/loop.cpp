@@ -107,6 +107,10 @@ bool clear_stale(const std::string &path, int type) {
         std::fprintf(stderr, "dpservice: %s exists and is not a socket\n", path.c_str());
         return false;
     }
+    if (st.st_uid != ::geteuid()) {
+        std::fprintf(stderr, "dpservice: %s belongs to uid %u\n", path.c_str(), static_cast<unsigned>(st.st_uid));
+        return false;
+    }
     sockaddr_un addr{};
     if (!fill_unix_addr(path, addr)) return false;
     Fd probe(::socket(AF_UNIX, type | SOCK_CLOEXEC, 0));
@@ -125,8 +129,18 @@ Fd bind_socket(const std::string &path, int type) {
     sockaddr_un addr{};
     if (!fill_unix_addr(path, addr)) return Fd();
     Fd fd(::socket(AF_UNIX, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    if (!fd || ::bind(fd.get(), reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0) {
-        std::fprintf(stderr, "dpservice: cannot bind %s: %s\n", path.c_str(), std::strerror(errno));
+    if (!fd) {
+        std::fprintf(stderr, "dpservice: socket: %s\n", std::strerror(errno));
+        return Fd();
+    }
+    // The socket file is made by bind with the process's mask: for the
+    // user alone.  The service is still single-threaded here.
+    const mode_t saved = ::umask(0177);
+    const int rc = ::bind(fd.get(), reinterpret_cast<sockaddr *>(&addr), sizeof addr);
+    const int err = errno;
+    ::umask(saved);
+    if (rc != 0) {
+        std::fprintf(stderr, "dpservice: cannot bind %s: %s\n", path.c_str(), std::strerror(err));
         return Fd();
     }
     return fd;
@@ -157,13 +171,9 @@ T load_host(const uint8_t *p) {
 std::string run_directory() { return dpsim::rundir(); }
 
 bool make_run_directory(const std::string &dir) {
-    if (::mkdir(dir.c_str(), 0700) != 0 && errno != EEXIST) {
-        std::fprintf(stderr, "dpservice: cannot create %s: %s\n", dir.c_str(), std::strerror(errno));
-        return false;
-    }
-    struct stat st {};
-    if (::stat(dir.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) {
-        std::fprintf(stderr, "dpservice: %s is not a directory\n", dir.c_str());
+    std::string why;
+    if (!dpsim::check_run_directory(dir, why)) {
+        std::fprintf(stderr, "dpservice: %s\n", why.c_str());
         return false;
     }
     return true;

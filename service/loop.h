@@ -18,12 +18,13 @@
 
 namespace dpsvc {
 
-// $DPMGMT_RUNDIR, or /tmp/dpmgmt-<uid>, as every program of the runtime
-// finds it.
+// $DPMGMT_RUNDIR, or the runtime's default, as every program of the
+// runtime finds it.
 std::string run_directory();
 
-// Creates the run directory (mode 0700) when it is missing; false with a
-// message on stderr when that fails or the path is not a directory.
+// Creates the run directory (mode 0700) when it is missing; false with one
+// line on stderr when that fails, or when the directory is not one of this
+// user's that nobody else may enter.
 bool make_run_directory(const std::string &dir);
 
 constexpr uint32_t kMsgHeaderSize = 8;

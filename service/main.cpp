@@ -18,11 +18,17 @@
 namespace {
 
 // Written under a temporary name and renamed, so that whoever waits for the
-// file never reads half of it.
+// file never reads half of it.  The temporary is a new file of our own
+// (mode 0600), never reached through a link: one left by a predecessor,
+// or planted, is removed (the name, not what it may point to) first.
 bool write_pidfile(const std::string &path) {
     const std::string tmp = path + ".tmp";
-    std::FILE *f = std::fopen(tmp.c_str(), "w");
+    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    int fd = ::open(tmp.c_str(), flags, 0600);
+    if (fd < 0 && errno == EEXIST && ::unlink(tmp.c_str()) == 0) fd = ::open(tmp.c_str(), flags, 0600);
+    std::FILE *f = fd >= 0 ? ::fdopen(fd, "w") : nullptr;
     if (f == nullptr) {
+        if (fd >= 0) ::close(fd);
         std::fprintf(stderr, "dpservice: cannot write %s: %s\n", tmp.c_str(), std::strerror(errno));
         return false;
     }
@@ -38,8 +44,12 @@ bool write_pidfile(const std::string &path) {
 // Removes the pid file only while it still names this process: a successor
 // may have written its own.
 void remove_pidfile(const std::string &path) {
-    std::FILE *f = std::fopen(path.c_str(), "r");
-    if (f == nullptr) return;
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    std::FILE *f = fd >= 0 ? ::fdopen(fd, "r") : nullptr;
+    if (f == nullptr) {
+        if (fd >= 0) ::close(fd);
+        return;
+    }
     int pid = 0;
     const bool ours = std::fscanf(f, "%d", &pid) == 1 && pid == static_cast<int>(::getpid());
     std::fclose(f);

@@ -1,15 +1,23 @@
 // Module files and database handles of the configuration database.
 #include "dbm_store.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstring>
 #include <map>
 #include <utility>
 
 #include "dpsim.h"
+#include "platform/wait.h"
+#include "wait_state.h"
 
 namespace dpsim::detail {
 
 namespace {
+
+using dpsim::detail::record_fault;
 
 constexpr int kBusyTimeoutMs = 10000;
 constexpr int kSchemaRetryMs = 5;
@@ -52,7 +60,23 @@ Registry &registry() {
     return *r;
 }
 
+// The file is made by us, private to the user (its journal files take the
+// same mode), and never reached through a link; one that exists is kept
+// as it is.
+bool create_private_file(const std::string &path) {
+    const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (fd < 0) {
+        const int err = errno;
+        record_fault(PLAT_FAULT_DIRECTORY, err, 0, path, path + ": " + std::strerror(err));
+        errno = err;
+        return false;
+    }
+    ::close(fd);
+    return true;
+}
+
 sqlite3 *open_module_file(const std::string &path) {
+    if (!create_private_file(path)) return nullptr;
     sqlite3 *conn = nullptr;
     const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX;
     if (sqlite3_open_v2(path.c_str(), &conn, flags, nullptr) != SQLITE_OK) {
@@ -92,7 +116,9 @@ std::mutex &dbm_lock() {
 
 uint64_t dbm_open(const std::string &module, const std::string &db) {
     Registry &r = registry();
-    const std::string path = dpsim::datadir() + "/" + module + ".db";
+    std::string dir;
+    if (!dpsim::trusted_datadir(dir)) return DBM_INVALID_HANDLE;
+    const std::string path = dir + "/" + module + ".db";
     for (auto &[handle, open] : r.handles) {
         if (open.path == path && open.db == db) {
             ++open.refs;

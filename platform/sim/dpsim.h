@@ -16,11 +16,28 @@ namespace dpsim {
 
 // ------------------------------------------------------------ directories --
 
-// $DPMGMT_RUNDIR, or /tmp/dpmgmt-<uid>; created with mode 0700 when missing.
-// Read anew on every call, so that a test may point it elsewhere.
+// $DPMGMT_RUNDIR, or by default $XDG_RUNTIME_DIR/dpmgmt (when that is the
+// user's own private directory), /run/dpmgmt for root, /tmp/dpmgmt-<uid>
+// otherwise.  Only the name: nothing is checked or made.  Read anew on
+// every call, so that a test may point it elsewhere.
 DPSIM_API std::string rundir();
-// $DPMGMT_DATADIR, or the run directory; created with mode 0700 when missing.
+// $DPMGMT_DATADIR, or the run directory.  Only the name.
 DPSIM_API std::string datadir();
+// The run directory, made (mode 0700, in a parent that exists) when
+// missing.  An existing one must be a directory of the effective user with
+// no group or other permissions (the default one must not be a symbolic
+// link either).  False when refused, with the fault recorded
+// (PLAT_FAULT_DIRECTORY or PLAT_FAULT_UNTRUSTED) and errno set; dir holds
+// the name either way.
+DPSIM_API bool trusted_rundir(std::string &dir);
+// The data directory: made (mode 0700) when missing in a parent that
+// exists; refused (PLAT_FAULT_DIRECTORY, errno set) when it is not a
+// directory or takes no new files.  Without $DPMGMT_DATADIR, the run
+// directory and its checks.
+DPSIM_API bool trusted_datadir(std::string &dir);
+// The run directory checks for a program that serves the directory
+// (dpservice): false with one line saying why in `why`, nothing recorded.
+DPSIM_API bool check_run_directory(const std::string &dir, std::string &why);
 // <rundir>/svc-<port>.sock: where the session service of a port listens.
 DPSIM_API std::string service_socket_path(uint16_t port);
 // <rundir>/kernel.sock: where the kernel side takes dumps and control calls.

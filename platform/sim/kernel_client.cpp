@@ -3,97 +3,203 @@
 // dump owns one stream connection for its whole life: the service keeps the
 // dump's cursor exactly as long as the connection lives, so closing the
 // connection is what releases it.
+//
+// Every wait on the kernel is bounded: by the process's exchange bound when
+// one is set, else by the system's own time-out of 30 s.  A connection the
+// service closed or reset is a kernel that went away.
 #include "platform/dump.h"
 
+#include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <unordered_map>
-#include <vector>
 
 #include "dpsim.h"
 #include "kernel_wire.h"
+#include "platform/wait.h"
 #include "unix_fd.h"
+#include "wait_state.h"
 
 using dpsim::detail::Fd;
+using dpsim::detail::now_ms;
+using dpsim::detail::record_fault;
 
 namespace {
 
 constexpr uint32_t kFailed = 0x40010001u;
-// A dead or stuck service must not hold a caller forever.
+// Without a bound of the process, a dead or stuck service still must not
+// hold a caller forever.
 constexpr time_t kIoTimeoutSeconds = 30;
+// A kernel that keeps answering "more" without a byte is not making
+// progress: the pull after this many such answers in a row fails.
+constexpr uint32_t kMaxEmptyMore = 64;
 
-bool send_all(int fd, const void *data, size_t len) {
-    const auto *p = static_cast<const uint8_t *>(data);
-    while (len > 0) {
-        const ssize_t n = ::send(fd, p, len, MSG_NOSIGNAL);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        p += n;
-        len -= static_cast<size_t>(n);
+// One stream connection to the kernel side: frames out, reply frames in.
+class KernelChannel {
+public:
+    // Connects; false with the fault recorded.
+    bool open() {
+        std::string dir;
+        if (!dpsim::trusted_rundir(dir)) return false;
+        path_ = dir + "/kernel.sock";
+        const uint32_t bound = dpsim::detail::exchange_bound_ms();
+        bounded_ = bound != 0;
+        const int64_t start = now_ms();
+        deadline_ = bounded_ ? start + bound : 0;
+        fd_ = Fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        if (!fd_.valid()) return false;
+        // The system's time-outs bound what poll does not: the connect of a
+        // full backlog, a send into a full buffer, and the unbounded case.
+        const timeval tv = bounded_ ? timeval{static_cast<time_t>(bound / 1000), static_cast<suseconds_t>(bound % 1000) * 1000}
+                                    : timeval{kIoTimeoutSeconds, 0};
+        ::setsockopt(fd_.get(), SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+        ::setsockopt(fd_.get(), SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
+        sockaddr_un addr{};
+        socklen_t len = 0;
+        if (!dpsim::detail::make_unix_addr(path_, addr, len)) return false;
+        struct stat st {};
+        if (::lstat(path_.c_str(), &st) == 0 && (!S_ISSOCK(st.st_mode) || st.st_uid != ::geteuid())) {
+            record_fault(PLAT_FAULT_UNTRUSTED, EPERM, 0, path_,
+                         path_ + (S_ISSOCK(st.st_mode) ? " belongs to uid " + std::to_string(st.st_uid) : " is not a socket"));
+            fd_.reset();
+            return false;
+        }
+        if (::connect(fd_.get(), reinterpret_cast<const sockaddr *>(&addr), len) != 0) {
+            const int err = errno;
+            if (err == EAGAIN || err == EINPROGRESS)
+                record_fault(PLAT_FAULT_TIMEOUT, ETIMEDOUT, now_ms() - start, path_,
+                             path_ + ": no answer within " + std::to_string(bound) + " ms");
+            else
+                record_fault(PLAT_FAULT_UNREACHABLE, err, 0, path_, path_ + ": " + std::strerror(err));
+            fd_.reset();
+            return false;
+        }
+        return true;
     }
-    return true;
-}
 
-bool recv_all(int fd, void *data, size_t len) {
-    auto *p = static_cast<uint8_t *>(data);
-    while (len > 0) {
-        const ssize_t n = ::recv(fd, p, len, 0);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;  // closed, timed out or broken
-        p += n;
-        len -= static_cast<size_t>(n);
+    bool valid() const { return fd_.valid(); }
+    void close() { fd_.reset(); }
+
+    // Starts the wait of one exchange: its bound counts from here.
+    void begin() {
+        start_ = now_ms();
+        if (bounded_) deadline_ = start_ + dpsim::detail::exchange_bound_ms();
     }
-    return true;
-}
 
-Fd connect_kernel() {
-    Fd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    if (!fd.valid()) return {};
-    const timeval tv{kIoTimeoutSeconds, 0};
-    ::setsockopt(fd.get(), SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-    ::setsockopt(fd.get(), SOL_SOCKET, SO_SNDTIMEO, &tv, sizeof tv);
-    sockaddr_un addr{};
-    socklen_t len = 0;
-    if (!dpsim::detail::make_unix_addr(dpsim::kernel_socket_path(), addr, len)) return {};
-    if (::connect(fd.get(), reinterpret_cast<const sockaddr *>(&addr), len) != 0) return {};
-    return fd;
-}
+    bool send_frame(uint32_t op, const void *a, uint32_t aLen, const void *b = nullptr, uint32_t bLen = 0) {
+        const dpsim::FrameHeader header{op, aLen + bLen};
+        iovec iov[3] = {{const_cast<dpsim::FrameHeader *>(&header), sizeof header},
+                        {const_cast<void *>(a), aLen},
+                        {const_cast<void *>(b), bLen}};
+        msghdr mh{};
+        mh.msg_iov = iov;
+        mh.msg_iovlen = 3;
+        size_t left = sizeof header + aLen + bLen;
+        while (left > 0) {
+            const ssize_t n = ::sendmsg(fd_.get(), &mh, MSG_NOSIGNAL);
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) return broken(n < 0 ? errno : ECONNRESET);
+            left -= static_cast<size_t>(n);
+            // Skip what went out.
+            size_t done = static_cast<size_t>(n);
+            while (done > 0 && mh.msg_iovlen > 0) {
+                const size_t take = std::min(done, mh.msg_iov->iov_len);
+                mh.msg_iov->iov_base = static_cast<uint8_t *>(mh.msg_iov->iov_base) + take;
+                mh.msg_iov->iov_len -= take;
+                done -= take;
+                if (mh.msg_iov->iov_len == 0) {
+                    ++mh.msg_iov;
+                    --mh.msg_iovlen;
+                }
+            }
+        }
+        return true;
+    }
 
-bool send_frame(int fd, uint32_t op, const std::vector<uint8_t> &payload) {
-    const dpsim::FrameHeader header{op, static_cast<uint32_t>(payload.size())};
-    return send_all(fd, &header, sizeof header) && (payload.empty() || send_all(fd, payload.data(), payload.size()));
-}
+    // Reads one reply frame: its result word and the rest of the payload
+    // into out (at most `cap` bytes, else the reply is refused).
+    bool recv_reply(uint32_t &result, uint8_t *out, uint32_t cap, uint32_t &got) {
+        dpsim::FrameHeader header{};
+        if (!recv_all(&header, sizeof header)) return false;
+        if (header.length < 4 || header.length > dpsim::kKernelMaxFrame) return malformed();
+        if (!recv_all(&result, 4)) return false;
+        const uint32_t rest = header.length - 4;
+        if (rest > cap) return malformed();
+        if (rest > 0 && !recv_all(out, rest)) return false;
+        got = rest;
+        return true;
+    }
 
-// Reads one reply frame: its result word, and the rest of the payload into
-// out (at most `cap` bytes, else the reply is refused).
-bool recv_reply(int fd, uint32_t &result, uint8_t *out, uint32_t cap, uint32_t &got) {
-    dpsim::FrameHeader header{};
-    if (!recv_all(fd, &header, sizeof header)) return false;
-    if (header.length < 4 || header.length > dpsim::kKernelMaxFrame) return false;
-    if (!recv_all(fd, &result, 4)) return false;
-    const uint32_t rest = header.length - 4;
-    if (rest > cap) return false;
-    if (rest > 0 && !recv_all(fd, out, rest)) return false;
-    got = rest;
-    return true;
-}
+    const std::string &path() const { return path_; }
 
-void put16(std::vector<uint8_t> &v, uint16_t x) { v.insert(v.end(), reinterpret_cast<uint8_t *>(&x), reinterpret_cast<uint8_t *>(&x) + 2); }
-void put32(std::vector<uint8_t> &v, uint32_t x) { v.insert(v.end(), reinterpret_cast<uint8_t *>(&x), reinterpret_cast<uint8_t *>(&x) + 4); }
+private:
+    bool broken(int err) {
+        const bool timedOut = err == EAGAIN || err == EWOULDBLOCK || err == ETIMEDOUT;
+        if (timedOut)
+            record_fault(PLAT_FAULT_TIMEOUT, ETIMEDOUT, now_ms() - start_, path_,
+                         path_ + ": no answer within " +
+                             std::to_string(bounded_ ? dpsim::detail::exchange_bound_ms() : kIoTimeoutSeconds * 1000) +
+                             " ms");
+        else
+            record_fault(PLAT_FAULT_GONE, err, now_ms() - start_, path_, path_ + ": the kernel channel was cut");
+        fd_.reset();
+        return false;
+    }
+
+    // A reply we do not believe ends the channel: what follows it cannot be
+    // framed any more.
+    bool malformed() {
+        record_fault(PLAT_FAULT_GONE, EPROTO, now_ms() - start_, path_,
+                     path_ + ": the kernel sent a malformed reply");
+        fd_.reset();
+        return false;
+    }
+
+    bool recv_all(void *data, size_t len) {
+        auto *p = static_cast<uint8_t *>(data);
+        while (len > 0) {
+            if (bounded_) {
+                const int64_t left = deadline_ - now_ms();
+                if (left <= 0) return broken(ETIMEDOUT);
+                pollfd pfd{fd_.get(), POLLIN, 0};
+                const int r = ::poll(&pfd, 1, static_cast<int>(std::min<int64_t>(left, 60000)));
+                if (r < 0 && errno != EINTR) return broken(errno);
+                if (r <= 0) continue;
+            }
+            const ssize_t n = ::recv(fd_.get(), p, len, bounded_ ? MSG_DONTWAIT : 0);
+            if (n < 0 && errno == EINTR) continue;
+            if (n < 0 && bounded_ && (errno == EAGAIN || errno == EWOULDBLOCK)) continue;
+            if (n == 0) return broken(ECONNRESET);  // the service closed its end
+            if (n < 0) return broken(errno);
+            p += n;
+            len -= static_cast<size_t>(n);
+        }
+        return true;
+    }
+
+    Fd fd_;
+    std::string path_;
+    bool bounded_ = false;
+    int64_t start_ = 0;
+    int64_t deadline_ = 0;
+};
 
 // One open dump.  Its own lock orders pulls on the one stream; the table's
 // lock only guards the map.
 struct DumpConn {
     std::mutex lock;
-    Fd fd;
-    bool broken = false;
+    KernelChannel channel;
+    uint32_t emptyMore = 0;  // "more" answers without a byte, in a row
 };
 
 class DumpTable {
@@ -131,19 +237,22 @@ DumpTable &dumps() {
     return *table;
 }
 
-std::vector<uint8_t> control_request(uint16_t node, uint32_t cmd, uint32_t cap, uint32_t reqLen, const void *req) {
-    std::vector<uint8_t> payload;
-    payload.reserve(12 + reqLen);
-    put16(payload, node);
-    put16(payload, 0);
-    put32(payload, cmd);
-    put32(payload, cap);
-    if (reqLen > 0 && req != nullptr) {
-        const auto *p = static_cast<const uint8_t *>(req);
-        payload.insert(payload.end(), p, p + reqLen);
-    }
-    return payload;
-}
+// The head of a control request: u16 node, u16 0, u32 command, u32 reply
+// capacity (host order, as kernel_wire.h says).
+struct ControlHead {
+    uint16_t node;
+    uint16_t zero;
+    uint32_t cmd;
+    uint32_t cap;
+};
+static_assert(sizeof(ControlHead) == 12);
+
+struct DumpHead {
+    uint16_t node;
+    uint16_t zero;
+    uint32_t type;
+};
+static_assert(sizeof(DumpHead) == 8);
 
 }  // namespace
 
@@ -153,18 +262,14 @@ PLAT_API uint32_t DUMP_Request(uint16_t node, uint32_t dumpType, const void *key
     if (keyLen > 0 && key == nullptr) return DUMP_INVALID_HANDLE;
     if (keyLen > dpsim::kKernelMaxFrame - 8) return DUMP_INVALID_HANDLE;
     auto conn = std::make_shared<DumpConn>();
-    conn->fd = connect_kernel();
-    if (!conn->fd.valid()) return DUMP_INVALID_HANDLE;
-    std::vector<uint8_t> payload;
-    payload.reserve(8 + keyLen);
-    put16(payload, node);
-    put16(payload, 0);
-    put32(payload, dumpType);
-    if (keyLen > 0) payload.insert(payload.end(), static_cast<const uint8_t *>(key), static_cast<const uint8_t *>(key) + keyLen);
-    if (!send_frame(conn->fd.get(), dpsim::kOpDumpRequest, payload)) return DUMP_INVALID_HANDLE;
+    KernelChannel &ch = conn->channel;
+    if (!ch.open()) return DUMP_INVALID_HANDLE;
+    ch.begin();
+    const DumpHead head{node, 0, dumpType};
+    if (!ch.send_frame(dpsim::kOpDumpRequest, &head, sizeof head, key, keyLen)) return DUMP_INVALID_HANDLE;
     uint32_t status = 1;
     uint32_t got = 0;
-    if (!recv_reply(conn->fd.get(), status, nullptr, 0, got) || status != 0) return DUMP_INVALID_HANDLE;
+    if (!ch.recv_reply(status, nullptr, 0, got) || status != 0) return DUMP_INVALID_HANDLE;
     return dumps().add(std::move(conn));
 }
 
@@ -174,19 +279,29 @@ PLAT_API uint32_t DUMP_Pull(uint32_t handle, uint32_t bufLen, void *buf, uint32_
     const auto conn = dumps().find(handle);
     if (!conn) return kFailed;
     std::lock_guard guard(conn->lock);
-    if (conn->broken) return kFailed;
-    std::vector<uint8_t> payload;
-    put32(payload, bufLen);
+    KernelChannel &ch = conn->channel;
+    if (!ch.valid()) return kFailed;
+    ch.begin();
     uint32_t result = kFailed;
     uint32_t got = 0;
     // A service that answers with more than was asked is not believed: the
     // pull fails before a byte of the chunk is read, and the dump is over.
     const uint32_t cap = bufLen < dpsim::kKernelMaxFrame ? bufLen : dpsim::kKernelMaxFrame;
-    if (!send_frame(conn->fd.get(), dpsim::kOpDumpPull, payload) ||
-        !recv_reply(conn->fd.get(), result, static_cast<uint8_t *>(buf), cap, got)) {
-        conn->broken = true;
-        conn->fd.reset();
+    if (!ch.send_frame(dpsim::kOpDumpPull, &bufLen, 4) ||
+        !ch.recv_reply(result, static_cast<uint8_t *>(buf), cap, got)) {
+        ch.close();
         return kFailed;
+    }
+    if (result == DUMP_CONTINUE && got == 0) {
+        if (++conn->emptyMore >= kMaxEmptyMore) {
+            record_fault(PLAT_FAULT_STALLED, EPROTO, 0, ch.path(),
+                         ch.path() + ": the kernel answered \"more\" with nothing " + std::to_string(kMaxEmptyMore) +
+                             " times");
+            ch.close();
+            return kFailed;
+        }
+    } else {
+        conn->emptyMore = 0;
     }
     if (delivered != nullptr) *delivered = got;
     return result;
@@ -203,13 +318,15 @@ PLAT_API uint32_t CIOCTL(uint16_t node, uint32_t cmd, uint32_t reqLen, const voi
     if (replyLen != nullptr) *replyLen = 0;
     if ((reqLen > 0 && req == nullptr) || (replyCap > 0 && reply == nullptr)) return kFailed;
     if (reqLen > dpsim::kKernelMaxFrame - 16) return kFailed;
-    Fd fd = connect_kernel();
-    if (!fd.valid()) return kFailed;
-    if (!send_frame(fd.get(), dpsim::kOpControl, control_request(node, cmd, replyCap, reqLen, req))) return kFailed;
+    KernelChannel ch;
+    if (!ch.open()) return kFailed;
+    ch.begin();
+    const ControlHead head{node, 0, cmd, replyCap};
+    if (!ch.send_frame(dpsim::kOpControl, &head, sizeof head, req, reqLen)) return kFailed;
     const uint32_t cap = replyCap < dpsim::kKernelMaxFrame ? replyCap : dpsim::kKernelMaxFrame;
     uint32_t result = kFailed;
     uint32_t got = 0;
-    if (!recv_reply(fd.get(), result, static_cast<uint8_t *>(reply), cap, got)) return kFailed;
+    if (!ch.recv_reply(result, static_cast<uint8_t *>(reply), cap, got)) return kFailed;
     if (replyLen != nullptr) *replyLen = got;
     return result;
 }
@@ -217,11 +334,13 @@ PLAT_API uint32_t CIOCTL(uint16_t node, uint32_t cmd, uint32_t reqLen, const voi
 PLAT_API uint32_t CIOCTL_Async(uint16_t node, uint32_t cmd, uint32_t reqLen, const void *req) {
     if (reqLen > 0 && req == nullptr) return kFailed;
     if (reqLen > dpsim::kKernelMaxFrame - 16) return kFailed;
-    Fd fd = connect_kernel();
-    if (!fd.valid()) return kFailed;
+    KernelChannel ch;
+    if (!ch.open()) return kFailed;
+    ch.begin();
     // The service reads the whole frame even after we hang up: a Unix stream
     // keeps what was sent.
-    return send_frame(fd.get(), dpsim::kOpControlAsync, control_request(node, cmd, 0, reqLen, req)) ? 0 : kFailed;
+    const ControlHead head{node, 0, cmd, 0};
+    return ch.send_frame(dpsim::kOpControlAsync, &head, sizeof head, req, reqLen) ? 0 : kFailed;
 }
 
 }  // extern "C"

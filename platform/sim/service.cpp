@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <time.h>
@@ -18,7 +19,9 @@
 #include <string>
 
 #include "dpsim.h"
+#include "platform/wait.h"
 #include "unix_fd.h"
+#include "wait_state.h"
 
 extern char **environ;
 
@@ -35,11 +38,17 @@ bool known_service(uint16_t node, const char *name) {
 }
 
 bool service_answers() {
+    std::string dir;
+    if (!dpsim::trusted_rundir(dir)) return false;
+    const std::string path = dir + "/svc-" + std::to_string(dpsim::kSessionServicePort) + ".sock";
+    // A socket of another user is not our service, whoever answers on it.
+    struct stat st {};
+    if (::lstat(path.c_str(), &st) != 0 || !S_ISSOCK(st.st_mode) || st.st_uid != ::geteuid()) return false;
     Fd fd(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     if (!fd.valid()) return false;
     sockaddr_un addr{};
     socklen_t len = 0;
-    if (!dpsim::detail::make_unix_addr(dpsim::service_socket_path(dpsim::kSessionServicePort), addr, len)) return false;
+    if (!dpsim::detail::make_unix_addr(path, addr, len)) return false;
     return ::connect(fd.get(), reinterpret_cast<const sockaddr *>(&addr), len) == 0;
 }
 
@@ -58,18 +67,27 @@ void sleep_ms(int ms) {
     }
 }
 
+void start_fault(const std::string &binary, int err, const std::string &line) {
+    dpsim::detail::record_fault(PLAT_FAULT_START, err, 0, binary, line);
+}
+
 // Starts dpservice detached: it forks away once its sockets are bound.  Its
 // standard input and output go to /dev/null, so that it keeps no pipe of
-// its starter open; its complaints go to <rundir>/dpservice.log.
-pid_t spawn_service() {
-    const std::string binary = service_binary();
-    const std::string pidfile = dpsim::service_pidfile_path();
-    const std::string log = dpsim::rundir() + "/dpservice.log";
+// its starter open; its complaints go to <rundir>/dpservice.log, a file of
+// our own that is never reached through a link.
+pid_t spawn_service(const std::string &dir, const std::string &binary) {
+    const std::string pidfile = dir + "/dpservice.pid";
+    const std::string log = dir + "/dpservice.log";
+    struct stat st {};
+    if (::lstat(log.c_str(), &st) == 0 && (!S_ISREG(st.st_mode) || st.st_uid != ::geteuid())) {
+        dpsim::detail::record_fault(PLAT_FAULT_UNTRUSTED, EPERM, 0, log, log + " is not a file of our own");
+        return -1;
+    }
     posix_spawn_file_actions_t actions;
     if (posix_spawn_file_actions_init(&actions) != 0) return -1;
     posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    posix_spawn_file_actions_addopen(&actions, 2, log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW, 0600);
     posix_spawnattr_t attr;
     posix_spawnattr_init(&attr);
     // Its own session: the starter's terminal signals are not its business.
@@ -82,7 +100,11 @@ pid_t spawn_service() {
                        : posix_spawnp(&pid, binary.c_str(), &actions, &attr, argv, environ);
     posix_spawnattr_destroy(&attr);
     posix_spawn_file_actions_destroy(&actions);
-    return rc == 0 ? pid : -1;
+    if (rc != 0) {
+        start_fault(binary, rc, "cannot start " + binary + ": " + std::strerror(rc));
+        return -1;
+    }
+    return pid;
 }
 
 }  // namespace
@@ -101,8 +123,12 @@ PLAT_API uint32_t SERVICE_Start(uint16_t node, const char *name, uint32_t reserv
     (void)reserved2;
     if (!known_service(node, name)) return kFailed;
     if (service_answers()) return 0;
-    const pid_t pid = spawn_service();
+    std::string dir;
+    if (!dpsim::trusted_rundir(dir)) return kFailed;
+    const std::string binary = service_binary();
+    const pid_t pid = spawn_service(dir, binary);
     if (pid < 0) return kFailed;
+    const std::string log = dir + "/dpservice.log";
     bool reaped = false;
     for (int waited = 0; waited <= kStartWaitMs; waited += kPollMs) {
         if (service_answers()) {
@@ -121,11 +147,17 @@ PLAT_API uint32_t SERVICE_Start(uint16_t node, const char *name, uint32_t reserv
                 reaped = true;
                 // The daemon's first process leaves once it has forked; a
                 // failure status means it never got that far.
-                if (!WIFEXITED(st) || WEXITSTATUS(st) != 0) return kFailed;
+                if (!WIFEXITED(st) || WEXITSTATUS(st) != 0) {
+                    const std::string how = WIFEXITED(st) ? "exited with status " + std::to_string(WEXITSTATUS(st))
+                                                          : "was killed by signal " + std::to_string(WTERMSIG(st));
+                    start_fault(binary, 0, binary + " " + how + " (see " + log + ")");
+                    return kFailed;
+                }
             }
         }
         sleep_ms(kPollMs);
     }
+    start_fault(binary, ETIMEDOUT, binary + " did not answer within " + std::to_string(kStartWaitMs) + " ms (see " + log + ")");
     return kFailed;
 }
 

@@ -17,7 +17,13 @@
  * that went away (the service exited, the kernel channel was cut in the
  * middle of a dump), or no peer at all.  A peer that went away ends a
  * receive with ECONNRESET and a pull with a failure, never with EAGAIN, so
- * that no loop waits on a dead service. */
+ * that no loop waits on a dead service.
+ *
+ * With a bound set, a receive on a service socket also watches the service
+ * while it waits (every 100 ms): a socket file that is gone, replaced, or
+ * that nobody is bound to any more means the service went away.  A dump
+ * pull ends with a failure when the kernel answers "more" with an empty
+ * chunk 64 times in a row (PLAT_FAULT_STALLED). */
 #ifndef PLATFORM_WAIT_H
 #define PLATFORM_WAIT_H
 
@@ -30,6 +36,7 @@
 #define PLAT_FAULT_UNTRUSTED 4u   /* the endpoint or its directory belongs to another user */
 #define PLAT_FAULT_START 5u       /* the service could not be started (endpoint: its binary) */
 #define PLAT_FAULT_DIRECTORY 6u   /* the run or data directory was refused (endpoint: its path) */
+#define PLAT_FAULT_STALLED 7u     /* the kernel kept answering "more" with nothing (endpoint: its socket) */
 
 #define PLAT_ENDPOINT_SIZE 108u
 
@@ -47,6 +54,10 @@ PLAT_API void PLAT_SetWaitBounds(uint32_t exchangeMs, uint32_t patientMs);
  * when there is none, and then *fault is zeroed). fault may be null. */
 PLAT_API uint32_t PLAT_GetFault(PLAT_FAULT_S *fault);
 PLAT_API void PLAT_ClearFault(void);
+/* One line (no line end) describing the first fault since the last clear,
+ * for the operator: what was refused or did not answer, and why.  Empty
+ * when there is none.  Returns the fault's kind. */
+PLAT_API uint32_t PLAT_DescribeFault(char *line, uint32_t size);
 
 PLAT_EXTERN_C_END
 

@@ -1,0 +1,195 @@
+// What the platform reports when a peer fails it: a kernel that answers
+// "more" with nothing for ever, a service binary that cannot be started.
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "kernel_wire.h"
+#include "platform/dump.h"
+#include "platform/service.h"
+#include "platform/wait.h"
+#include "support/test_env.h"
+
+namespace {
+
+using dptest::ScopedEnv;
+using dptest::TempDir;
+
+constexpr uint32_t kFailed = 0x40010001u;
+
+struct Answer {
+    uint32_t code;
+    uint32_t chunk;  // bytes of chunk
+};
+
+// A kernel side on <dir>/kernel.sock that opens every dump and answers
+// the pulls from a script, then "more" with an empty chunk for ever.
+class ScriptedKernel {
+public:
+    ScriptedKernel(const std::string &dir, std::vector<Answer> script) : script_(std::move(script)) {
+        listener_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_un addr{};
+        addr.sun_family = AF_UNIX;
+        std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s/kernel.sock", dir.c_str());
+        if (::bind(listener_, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0 || ::listen(listener_, 4) != 0)
+            ADD_FAILURE() << "cannot serve " << addr.sun_path << ": " << std::strerror(errno);
+        thread_ = std::thread([this] { serve(); });
+    }
+    ~ScriptedKernel() {
+        stop_ = true;
+        thread_.join();
+        ::close(listener_);
+    }
+    int pulls() const { return pulls_; }
+
+private:
+    bool wait_readable(int fd) {
+        pollfd pfd{fd, POLLIN, 0};
+        while (!stop_)
+            if (::poll(&pfd, 1, 20) > 0) return true;
+        return false;
+    }
+    bool read_exact(int fd, void *buf, size_t n) {
+        auto *p = static_cast<uint8_t *>(buf);
+        while (n > 0) {
+            if (!wait_readable(fd)) return false;
+            const ssize_t got = ::recv(fd, p, n, 0);
+            if (got <= 0) return false;
+            p += got;
+            n -= static_cast<size_t>(got);
+        }
+        return true;
+    }
+    void serve() {
+        while (wait_readable(listener_)) {
+            const int fd = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+            dpsim::FrameHeader h{};
+            std::vector<uint8_t> payload;
+            size_t next = 0;
+            while (read_exact(fd, &h, sizeof h)) {
+                payload.resize(h.length);
+                if (!read_exact(fd, payload.data(), h.length)) break;
+                Answer a{0, 0};  // a dump request: opened
+                if (h.op == dpsim::kOpDumpPull) {
+                    ++pulls_;
+                    a = next < script_.size() ? script_[next++] : Answer{DUMP_CONTINUE, 0};
+                }
+                std::vector<uint8_t> reply(12 + a.chunk, 0x5A);
+                const dpsim::FrameHeader rh{h.op, 4 + a.chunk};
+                std::memcpy(reply.data(), &rh, 8);
+                std::memcpy(reply.data() + 8, &a.code, 4);
+                if (::send(fd, reply.data(), reply.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(reply.size())) break;
+            }
+            ::close(fd);
+        }
+    }
+
+    std::vector<Answer> script_;
+    int listener_ = -1;
+    std::atomic<bool> stop_{false};
+    std::atomic<int> pulls_{0};
+    std::thread thread_;
+};
+
+class PeerFaultTest : public ::testing::Test {
+protected:
+    void SetUp() override { PLAT_ClearFault(); }
+    void TearDown() override { PLAT_ClearFault(); }
+    TempDir dir_;
+    ScopedEnv run_{"DPMGMT_RUNDIR", dir_.path().c_str()};
+};
+
+// Pulls until a result other than "more" (at most 1000 times): the
+// results in order.
+std::vector<uint32_t> walk() {
+    std::vector<uint32_t> results;
+    const uint32_t h = DUMP_Request(1, 0x14000B, nullptr, 0);
+    EXPECT_NE(h, DUMP_INVALID_HANDLE);
+    std::vector<uint8_t> buf(64);
+    uint32_t rc = DUMP_CONTINUE;
+    while (rc == DUMP_CONTINUE && results.size() < 1000) {
+        uint32_t got = 0;
+        rc = DUMP_Pull(h, static_cast<uint32_t>(buf.size()), buf.data(), &got);
+        results.push_back(rc);
+    }
+    DUMP_Terminate(h);
+    return results;
+}
+
+TEST_F(PeerFaultTest, KernelAnsweringMoreWithNothingEndsThePull) {
+    struct Case {
+        const char *name;
+        std::vector<Answer> script;
+        size_t pulls;   // how many pulls the walk makes
+        uint32_t last;  // the result that ends it
+        uint32_t fault;
+    };
+    std::vector<Answer> chunkAfter63(63, Answer{DUMP_CONTINUE, 0});
+    chunkAfter63.push_back({DUMP_CONTINUE, 8});
+    std::vector<Answer> endAfter63(63, Answer{DUMP_CONTINUE, 0});
+    endAfter63.push_back({0, 0});
+    const Case cases[] = {
+        {"for ever", {}, 64, kFailed, PLAT_FAULT_STALLED},
+        // A chunk starts the count again.
+        {"with a chunk after 63", chunkAfter63, 64 + 64, kFailed, PLAT_FAULT_STALLED},
+        {"until the end after 63", endAfter63, 64, 0, PLAT_FAULT_NONE},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        {
+            ScriptedKernel kernel(dir_.path(), c.script);
+            const std::vector<uint32_t> results = walk();
+            EXPECT_EQ(results.size(), c.pulls);
+            EXPECT_EQ(results.back(), c.last);
+            EXPECT_EQ(kernel.pulls(), static_cast<int>(c.pulls)) << "the failed pull still asked";
+        }
+        PLAT_FAULT_S f{};
+        EXPECT_EQ(PLAT_GetFault(&f), c.fault);
+        if (c.fault != PLAT_FAULT_NONE) {
+            EXPECT_EQ(std::string(f.endpoint), dir_.path() + "/kernel.sock");
+        }
+        PLAT_ClearFault();
+        ::unlink((dir_.path() + "/kernel.sock").c_str());
+    }
+}
+
+TEST_F(PeerFaultTest, ServiceThatCannotStartIsReportedWithItsBinary) {
+    const std::string notExecutable = dir_.path() + "/dpservice";
+    ::close(::creat(notExecutable.c_str(), 0600));
+    struct Case {
+        std::string binary;
+        int err;
+        std::string line;
+    };
+    const Case cases[] = {
+        {"/nonexistent/dpservice", ENOENT, "cannot start /nonexistent/dpservice: No such file or directory"},
+        {notExecutable, EACCES, "cannot start " + notExecutable + ": Permission denied"},
+        {"/bin/false", 0, "/bin/false exited with status 1 (see " + dir_.path() + "/dpservice.log)"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.binary);
+        ScopedEnv service("DPMGMT_SERVICE", c.binary.c_str());
+        EXPECT_NE(SERVICE_Start(1, "SESSION", 0, 0), 0u);
+        PLAT_FAULT_S f{};
+        char line[256];
+        EXPECT_EQ(PLAT_GetFault(&f), PLAT_FAULT_START);
+        EXPECT_EQ(f.sysErrno, c.err);
+        EXPECT_EQ(std::string(f.endpoint), c.binary);
+        PLAT_DescribeFault(line, sizeof line);
+        EXPECT_EQ(line, c.line);
+        PLAT_ClearFault();
+    }
+}
+
+}  // namespace

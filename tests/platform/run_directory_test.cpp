@@ -1,0 +1,281 @@
+// Whom the runtime trusts: run directories of another user or open to
+// others are refused, files are never reached through planted links, the
+// configuration database is private, and a data directory is never made
+// where its parent is missing.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "dpsim.h"
+#include "platform/dbm.h"
+#include "platform/service.h"
+#include "platform/socket.h"
+#include "platform/wait.h"
+#include "support/test_env.h"
+
+namespace {
+
+using dptest::ScopedEnv;
+using dptest::TempDir;
+
+constexpr uid_t kNobody = 65534;
+const DBM_OPEN_DESC_S kDesc = {{1, 0, 1, 0, 0, 0, 0, 0}};
+
+struct Fault {
+    uint32_t kind;
+    int err;
+    std::string endpoint;
+    std::string line;
+};
+
+Fault take_fault() {
+    PLAT_FAULT_S f{};
+    char line[512];
+    PLAT_GetFault(&f);
+    PLAT_DescribeFault(line, sizeof line);
+    PLAT_ClearFault();
+    return Fault{f.kind, f.sysErrno, f.endpoint, line};
+}
+
+std::string read_file(const std::string &path) {
+    std::ifstream in(path);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+void write_file(const std::string &path, const std::string &text, mode_t mode) {
+    std::ofstream(path) << text;
+    ::chmod(path.c_str(), mode);
+}
+
+mode_t mode_of(const std::string &path) {
+    struct stat st {};
+    return ::lstat(path.c_str(), &st) == 0 ? st.st_mode & 07777 : 0;
+}
+
+// A client socket connected (or not) to the session service of the run
+// directory the environment names.
+int connect_service(int &err) {
+    const int fd = SOCK_Socket(PLAT_AF_SERVICE, PLAT_SOCK_DGRAM, 0);
+    uint8_t addr[PLAT_SOCKADDR_SIZE] = {PLAT_SOCKADDR_SIZE, PLAT_AF_SERVICE, 0x0C, 0x70};
+    const int rc = SOCK_Connect(fd, addr, sizeof addr);
+    err = errno;
+    SOCK_Close(fd);
+    return rc;
+}
+
+class RunDirectoryTest : public ::testing::Test {
+protected:
+    void SetUp() override { PLAT_ClearFault(); }
+    void TearDown() override { PLAT_ClearFault(); }
+    TempDir base_;
+};
+
+// Every refusal names the directory, says why in one line, and reaches
+// neither the socket nor the service manager's start.
+TEST_F(RunDirectoryTest, ForeignOpenOrMissingRunDirectoriesAreRefused) {
+    struct Case {
+        const char *name;
+        bool needsRoot;
+        std::function<void(const std::string &)> make;
+        uint32_t kind;
+        int err;
+        const char *why;
+    };
+    const Case cases[] = {
+        {"another user's", true, [](const std::string &d) { ::mkdir(d.c_str(), 0700), (void)!::chown(d.c_str(), kNobody, kNobody); },
+         PLAT_FAULT_UNTRUSTED, EPERM, " belongs to uid 65534, not 0"},
+        {"open to all", false, [](const std::string &d) { ::mkdir(d.c_str(), 0700), ::chmod(d.c_str(), 0777); },
+         PLAT_FAULT_UNTRUSTED, EPERM, " is open to other users (mode 0777)"},
+        {"open to the group", false, [](const std::string &d) { ::mkdir(d.c_str(), 0700), ::chmod(d.c_str(), 0750); },
+         PLAT_FAULT_UNTRUSTED, EPERM, " is open to other users (mode 0750)"},
+        {"a file", false, [](const std::string &d) { write_file(d, "x", 0600); }, PLAT_FAULT_DIRECTORY, ENOTDIR,
+         " is not a directory"},
+        {"in a missing parent", false, [](const std::string &) {}, PLAT_FAULT_DIRECTORY, ENOENT,
+         ": No such file or directory"},
+    };
+    int n = 0;
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        if (c.needsRoot && ::geteuid() != 0) continue;
+        const std::string dir = base_.path() + "/run" + std::to_string(++n) + (c.err == ENOENT ? "/missing/run" : "");
+        c.make(dir);
+        ScopedEnv run("DPMGMT_RUNDIR", dir.c_str());
+        int err = 0;
+        EXPECT_EQ(connect_service(err), -1);
+        EXPECT_EQ(err, c.err);
+        Fault f = take_fault();
+        EXPECT_EQ(f.kind, c.kind);
+        EXPECT_EQ(f.err, c.err);
+        EXPECT_EQ(f.endpoint, dir);
+        EXPECT_NE(f.line.find(dir + c.why), std::string::npos) << f.line;
+        EXPECT_EQ(f.line.find('\n'), std::string::npos);
+        EXPECT_NE(SERVICE_Start(1, "SESSION", 0, 0), 0u);
+        EXPECT_EQ(take_fault().kind, c.kind);
+        if (c.err == ENOENT) {
+            EXPECT_EQ(::access(dir.substr(0, dir.rfind('/')).c_str(), F_OK), -1) << "parent made";
+        }
+    }
+}
+
+// Another local user made the default-looking directory first, with a link
+// where the pid file's temporary goes and a fake service socket: nothing
+// of ours is written through it and the fake service hears nothing.
+TEST_F(RunDirectoryTest, SquattedRunDirectoryIsNeitherWrittenNorBelieved) {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to make a directory of another user";
+    const std::string victim = base_.path() + "/victim";
+    write_file(victim, "secret\n", 0600);
+    const std::string dir = base_.path() + "/squatted";
+    ASSERT_EQ(::mkdir(dir.c_str(), 0777), 0);
+    ::chmod(dir.c_str(), 0777);
+    ASSERT_EQ(::symlink(victim.c_str(), (dir + "/dpservice.pid.tmp").c_str()), 0);
+    ASSERT_EQ(::symlink(victim.c_str(), (dir + "/dpservice.log").c_str()), 0);
+    const int fake = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s/svc-3184.sock", dir.c_str());
+    ASSERT_EQ(::bind(fake, reinterpret_cast<sockaddr *>(&addr), sizeof addr), 0);
+    for (const char *entry : {"", "/svc-3184.sock", "/dpservice.pid.tmp", "/dpservice.log"})
+        ASSERT_EQ(::lchown((dir + entry).c_str(), kNobody, kNobody), 0);
+
+    ScopedEnv run("DPMGMT_RUNDIR", dir.c_str());
+    ScopedEnv service("DPMGMT_SERVICE", DPSERVICE_PATH);
+    uint32_t status = 99;
+    EXPECT_EQ(SERVICE_GetStatus(1, "SESSION", 0, &status), 0u);
+    EXPECT_EQ(status, 0u) << "a fake service counts as ours";
+    EXPECT_NE(SERVICE_Start(1, "SESSION", 0, 0), 0u);
+    int err = 0;
+    EXPECT_EQ(connect_service(err), -1);
+    EXPECT_EQ(err, EPERM);
+    EXPECT_EQ(take_fault().kind, PLAT_FAULT_UNTRUSTED);
+    char buf[64];
+    EXPECT_EQ(::recv(fake, buf, sizeof buf, MSG_DONTWAIT), -1) << "the fake service was spoken to";
+    ::close(fake);
+    EXPECT_EQ(read_file(victim), "secret\n");
+    EXPECT_EQ(mode_of(victim), 0600u);
+    EXPECT_EQ(::access((dir + "/dpservice.pid").c_str(), F_OK), -1);
+}
+
+// In a directory of our own, a planted link where the pid file's temporary
+// goes is replaced, not followed; one where the log goes stops the start.
+// What the service makes is for the user alone.
+TEST_F(RunDirectoryTest, PlantedLinksInOurOwnDirectoryAreNotFollowed) {
+    const std::string victim = base_.path() + "/victim";
+    write_file(victim, "secret\n", 0600);
+    TempDir run;
+    ScopedEnv runEnv("DPMGMT_RUNDIR", run.path().c_str());
+    ScopedEnv service("DPMGMT_SERVICE", DPSERVICE_PATH);
+    const std::string log = run.path() + "/dpservice.log";
+    ASSERT_EQ(::symlink(victim.c_str(), log.c_str()), 0);
+    EXPECT_NE(SERVICE_Start(1, "SESSION", 0, 0), 0u);
+    EXPECT_EQ(take_fault().kind, PLAT_FAULT_UNTRUSTED);
+    ::unlink(log.c_str());
+
+    ASSERT_EQ(::symlink(victim.c_str(), (run.path() + "/dpservice.pid.tmp").c_str()), 0);
+    ASSERT_EQ(SERVICE_Start(1, "SESSION", 0, 0), 0u);
+    pid_t pid = 0;
+    std::istringstream(read_file(run.path() + "/dpservice.pid")) >> pid;
+    ASSERT_GT(pid, 0);
+    EXPECT_EQ(read_file(victim), "secret\n");
+    for (const char *file : {"/dpservice.pid", "/dpservice.log", "/svc-3184.sock", "/kernel.sock"})
+        EXPECT_EQ(mode_of(run.path() + file), 0600u) << file;
+    EXPECT_EQ(::access((run.path() + "/dpservice.pid.tmp").c_str(), F_OK), -1);
+    ASSERT_EQ(::kill(pid, SIGTERM), 0);
+    EXPECT_TRUE(dptest::wait_until([pid] { return ::kill(pid, 0) != 0; }));
+}
+
+// A socket in our directory that another user made is not our service.
+TEST_F(RunDirectoryTest, ServiceSocketOfAnotherUserIsRefused) {
+    if (::geteuid() != 0) GTEST_SKIP() << "needs root to make a socket of another user";
+    TempDir run;
+    ScopedEnv runEnv("DPMGMT_RUNDIR", run.path().c_str());
+    const int fake = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s/svc-3184.sock", run.path().c_str());
+    ASSERT_EQ(::bind(fake, reinterpret_cast<sockaddr *>(&addr), sizeof addr), 0);
+    ASSERT_EQ(::chown(addr.sun_path, kNobody, kNobody), 0);
+    int err = 0;
+    EXPECT_EQ(connect_service(err), -1);
+    EXPECT_EQ(err, EPERM);
+    const Fault f = take_fault();
+    EXPECT_EQ(f.kind, PLAT_FAULT_UNTRUSTED);
+    EXPECT_EQ(f.endpoint, addr.sun_path);
+    EXPECT_EQ(f.line, std::string(addr.sun_path) + " belongs to uid 65534");
+    ::close(fake);
+}
+
+TEST_F(RunDirectoryTest, DefaultRunDirectoryFollowsThePlatformConventions) {
+    ScopedEnv noRun("DPMGMT_RUNDIR", nullptr);
+    const std::string fallback = ::geteuid() == 0 ? "/run/dpmgmt" : "/tmp/dpmgmt-" + std::to_string(::geteuid());
+    TempDir xdg;  // mkdtemp: ours, mode 0700
+    {
+        ScopedEnv env("XDG_RUNTIME_DIR", xdg.path().c_str());
+        EXPECT_EQ(dpsim::rundir(), xdg.path() + "/dpmgmt");
+    }
+    ::chmod(xdg.path().c_str(), 0755);
+    {
+        ScopedEnv env("XDG_RUNTIME_DIR", xdg.path().c_str());
+        EXPECT_EQ(dpsim::rundir(), fallback) << "a runtime directory open to others is not used";
+    }
+    ScopedEnv env("XDG_RUNTIME_DIR", nullptr);
+    EXPECT_EQ(dpsim::rundir(), fallback);
+}
+
+TEST_F(RunDirectoryTest, DataDirectoryIsRefusedUnlessItCanHoldTheDatabase) {
+    struct Case {
+        const char *name;
+        std::string dir;
+        int err;
+    };
+    write_file(base_.path() + "/file", "x", 0600);
+    const Case cases[] = {
+        {"a file", base_.path() + "/file", ENOTDIR},
+        {"in a missing parent", base_.path() + "/missing/data", ENOENT},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        ScopedEnv data("DPMGMT_DATADIR", c.dir.c_str());
+        uint64_t h = DBM_INVALID_HANDLE;
+        EXPECT_NE(DBM_Open("gTest", "testmod", 7, &kDesc, &h, 1), 0u);
+        const Fault f = take_fault();
+        EXPECT_EQ(f.kind, PLAT_FAULT_DIRECTORY);
+        EXPECT_EQ(f.err, c.err);
+        EXPECT_EQ(f.endpoint, c.dir);
+        EXPECT_NE(f.line.find(c.dir), std::string::npos) << f.line;
+    }
+    EXPECT_EQ(::access((base_.path() + "/missing").c_str(), F_OK), -1) << "the missing parent was made";
+}
+
+// The database and its journal are private, even under a permissive mask
+// and in a shared directory.
+TEST_F(RunDirectoryTest, DatabaseFilesAreForTheUserAlone) {
+    ::chmod(base_.path().c_str(), 0777);
+    const std::string dir = base_.path() + "/data";
+    ScopedEnv data("DPMGMT_DATADIR", dir.c_str());
+    const mode_t saved = ::umask(0);
+    uint64_t h = DBM_INVALID_HANDLE;
+    ASSERT_EQ(DBM_Open("gTest", "testmod", 7, &kDesc, &h, 1), 0u);
+    const uint32_t value = 7;
+    EXPECT_EQ(DBM_SetBinary(h, "k", 2, 0, sizeof value, &value, 0), 0);
+    ::umask(saved);
+    EXPECT_EQ(mode_of(dir), 0700u);
+    EXPECT_EQ(mode_of(dir + "/testmod.db"), 0600u);
+    EXPECT_EQ(mode_of(dir + "/testmod.db-wal"), 0600u);
+    DBM_Close(h);
+}
+
+}  // namespace
