@@ -2,8 +2,8 @@
 // apply-list replies of the session service, and statistic-node dumps.
 //
 // The first byte picks the reader; the rest is the reply payload, or a
-// series of dump chunks (u16 length, one byte choosing the pull result,
-// then the bytes).  A reader that reports success with a count beyond its
+// series of dump chunks (one byte choosing the pull result, then a chunk
+// body as fuzz_support.h reads it).  A reader that reports success with a count beyond its
 // record is a fault as much as a bad read is.
 #include <cstring>
 #include <vector>
@@ -23,9 +23,8 @@ void stat_nodes(fuzz::Input &in) {
     const uint16_t mode = in.byte() % 3;
     std::vector<fake::Pull> pulls;
     while (!in.empty() && pulls.size() < 16) {
-        const size_t len = in.u16() % 8100;
         const uint32_t result = in.byte() % 8 == 0 ? 0 : DPMGMT_DUMP_CONTINUE;
-        pulls.push_back({result, in.take(len)});
+        pulls.push_back({result, in.body(fuzz::kMaxChunk)});
     }
     fake::script_dump(CONNLMT_STATNODE_DUMP_TYPE, pulls);
     fake::hooks().APR_GetProtoNameByID = [](uint32_t, char *name) -> uint32_t {

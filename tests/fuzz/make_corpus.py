@@ -73,7 +73,8 @@ def connlmt_policy():
         "apply-list": bytes([4]) + be32(3) + be32(11) + be32(12) + be32(13),
         "apply-list-bogus": bytes([4]) + be32(5000) + be32(11),
         "rule": bytes([5]) + bytes(8) + be32(1) + bytes(4) + rule(4),
-        "stat-nodes": bytes([6, 0, 0]) + be16(160) + bytes([1]) + record(80, 1) + record(80, 2) + be16(0) + bytes([0]),
+        "stat-nodes": bytes([6, 0, 0, 1]) + raw_body(record(80, 1) + record(80, 2)) + bytes([0]) + raw_body(b""),
+        "stat-nodes-full": bytes([6, 1, 0, 1]) + pattern_body(8000, record(80, 3)) + bytes([1]) + raw_body(record(80, 4)) + bytes([8]) + raw_body(b""),
     }
 
 

@@ -54,7 +54,12 @@ void policy_rules(fuzz::Input &in) {
         CONNLMT_DB_GetPolicyKeyAndLen(family, policyId, sizeof key, key, &keyLen);
         if (fake::DbEntry *list = fake::db_entry(g_hConnlmtGlobalCfgHandle, key)) {
             const unsigned elements = in.byte() % 16;
-            for (unsigned i = 0; i < elements && !in.empty(); ++i) list->elements.push_back(in.body(300));
+            // The store never holds an element of no bytes.
+            for (unsigned i = 0; i < elements && !in.empty(); ++i) {
+                fake::Bytes element = in.body(300);
+                if (element.empty()) element.push_back(0);
+                list->elements.push_back(std::move(element));
+            }
         }
     }
     fuzz::Canary rules(capacity * sizeof(CONNLMT_RULE_S));
