@@ -52,9 +52,6 @@ public:
     // Requests seen so far: service datagrams, kernel frames.
     uint32_t service_requests() const { return serviceRequests_; }
     uint32_t kernel_requests() const { return kernelRequests_; }
-    // Kernel connections the peer still holds (the client hangs up on a
-    // dump when it ends it).
-    uint32_t kernel_connections() const { return kernelConnections_; }
 
 private:
     void serve();
@@ -68,7 +65,6 @@ private:
     int stop_[2] = {-1, -1};
     std::atomic<uint32_t> serviceRequests_{0};
     std::atomic<uint32_t> kernelRequests_{0};
-    std::atomic<uint32_t> kernelConnections_{0};
     std::thread thread_;
 };
 
