@@ -47,30 +47,30 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     static const uint32_t kTypes[6] = {35, 36, 42, 43, 38, 29};
     if (which < 6) fake::reply(kTypes[which], in.take(in.left()));
     switch (which) {
-    case 0:
-        if (CONNLMT_ipc_GetPolicy(1, 0, &g_policy) == 0) fuzz::check(g_policy.uiRuleNum <= 257);
-        break;
-    case 1:
-        if (CONNLMT_ipc_GetNextPolicy(1, 1, &g_policy) == 0) fuzz::check(g_policy.uiRuleNum <= 257);
-        break;
-    case 2:
-        if (CONNLMT_ipc_GetPolicyInfo(1, 0, max, &g_info) == 0 && g_info.uiRuleNum != 0)
-            fuzz::check(max >= 144 && g_info.uiRuleNum <= (max - 144) / 96);
-        break;
-    case 3:
-        if (CONNLMT_ipc_GetNextPolicyInfo(1, 0, &g_info) == 0) fuzz::check(g_info.uiRuleNum <= 257);
-        break;
-    case 4:
-        if (CONNLMT_ipc_GetPolicyApplyList(1, 0, &g_list) == 0) fuzz::check(g_list.uiApplyNum <= 2048);
-        break;
-    case 5: {
-        CONNLMT_RULE_S rule;
-        (void)CONNLMT_ipc_GetRule(1, 1, 0, &rule);
-        break;
-    }
-    default:
-        stat_nodes(in);
-        break;
+        case 0:
+            if (CONNLMT_ipc_GetPolicy(1, 0, &g_policy) == 0) fuzz::check(g_policy.uiRuleNum <= 257);
+            break;
+        case 1:
+            if (CONNLMT_ipc_GetNextPolicy(1, 1, &g_policy) == 0) fuzz::check(g_policy.uiRuleNum <= 257);
+            break;
+        case 2:
+            if (CONNLMT_ipc_GetPolicyInfo(1, 0, max, &g_info) == 0 && g_info.uiRuleNum != 0)
+                fuzz::check(max >= 144 && g_info.uiRuleNum <= (max - 144) / 96);
+            break;
+        case 3:
+            if (CONNLMT_ipc_GetNextPolicyInfo(1, 0, &g_info) == 0) fuzz::check(g_info.uiRuleNum <= 257);
+            break;
+        case 4:
+            if (CONNLMT_ipc_GetPolicyApplyList(1, 0, &g_list) == 0) fuzz::check(g_list.uiApplyNum <= 2048);
+            break;
+        case 5: {
+            CONNLMT_RULE_S rule;
+            (void)CONNLMT_ipc_GetRule(1, 1, 0, &rule);
+            break;
+        }
+        default:
+            stat_nodes(in);
+            break;
     }
     return 0;
 }

@@ -118,7 +118,8 @@ inline void script_dumps(Input &in, std::initializer_list<uint32_t> dumps, size_
         ++pulls;
     }
     size_t i = 0;
-    for (const uint32_t type : dumps) fake::script_dump(type, i < scripts.size() ? scripts[i++] : std::vector<fake::Pull>{});
+    for (const uint32_t type : dumps)
+        fake::script_dump(type, i < scripts.size() ? scripts[i++] : std::vector<fake::Pull>{});
 }
 
 // A buffer of the size a caller hands the library, with guard bytes behind

@@ -21,7 +21,9 @@ namespace {
 
 constexpr uint32_t kFailed = 0x40010001u;
 
-uint32_t be32(const uint8_t *p) { return uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3]; }
+uint32_t be32(const uint8_t *p) {
+    return uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3];
+}
 
 // The message check on raw bytes.
 void general_check(fuzz::Input &in) {
@@ -41,16 +43,22 @@ void general_check(fuzz::Input &in) {
 // One scripted receive; datagrams go in with or without a true header.
 fake::Recv receive(fuzz::Input &in) {
     switch (in.byte() % 7) {
-        case 0: return {1, 0, in.body(fuzz::kMaxChunk)};
+        case 0:
+            return {1, 0, in.body(fuzz::kMaxChunk)};
         case 1: {
             const uint32_t type = in.byte() & 1 ? 0xFFFFFFFFu : in.u32();
             return {1, 0, fake::datagram(type, in.body(fuzz::kMaxChunk))};
         }
-        case 2: return {0, 0, {}};
-        case 3: return {-1, EAGAIN, {}};
-        case 4: return {-1, EINTR, {}};
-        case 5: return {-1, ECONNRESET, {}};
-        default: return {-1, ETIMEDOUT, {}};
+        case 2:
+            return {0, 0, {}};
+        case 3:
+            return {-1, EAGAIN, {}};
+        case 4:
+            return {-1, EINTR, {}};
+        case 5:
+            return {-1, ECONNRESET, {}};
+        default:
+            return {-1, ETIMEDOUT, {}};
     }
 }
 
@@ -101,10 +109,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     {
         const fuzz::QuietStdout quiet;
         switch (op) {
-            case 1: rc = SESSION_MSG_RecvMsg(7, replyMax, reply.data()); break;
-            case 2: rc = SESSION_MSG_RecvMsg_DontWait(7, replyMax, reply.data()); break;
-            case 3: rc = SESSION_MSG_SendRecvMsg(3184, 9, 4, "abcd", replyMax, reply.data()); break;
-            default: rc = SESSION_MSG_SendRecvMsg_DontWait(3184, 9, 4, "abcd", replyMax, reply.data()); break;
+            case 1:
+                rc = SESSION_MSG_RecvMsg(7, replyMax, reply.data());
+                break;
+            case 2:
+                rc = SESSION_MSG_RecvMsg_DontWait(7, replyMax, reply.data());
+                break;
+            case 3:
+                rc = SESSION_MSG_SendRecvMsg(3184, 9, 4, "abcd", replyMax, reply.data());
+                break;
+            default:
+                rc = SESSION_MSG_SendRecvMsg_DontWait(3184, 9, 4, "abcd", replyMax, reply.data());
+                break;
         }
     }
     fuzz::check(rc == (expectOk ? 0u : kFailed));

@@ -37,8 +37,10 @@ void history(fuzz::Input &in) {
     std::vector<uint8_t> buffer(bufferSize);
     uint32_t count = 0xA5A5A5A5u;
     const uint32_t rc = SESSION_GetHisStatics(1, &query, bufferSize, buffer.data(), &count);
-    if (rc == 0) fuzz::check(static_cast<uint64_t>(count) * 12 <= bufferSize);
-    else fuzz::check(count == 0xA5A5A5A5u);
+    if (rc == 0)
+        fuzz::check(static_cast<uint64_t>(count) * 12 <= bufferSize);
+    else
+        fuzz::check(count == 0xA5A5A5A5u);
 }
 
 // Three nodes' top statistics into a buffer of exactly 49152 bytes each.
@@ -69,15 +71,41 @@ void hot_backup(fuzz::Input &in) {
 
 void display(uint8_t which, fuzz::Input &in) {
     switch (which % 12) {
-        case 0: fuzz::script_dumps(in, {kSession}); (void)SESSION_DisplaySession(1, &kDumpKey, which & 0x80 ? 1 : 0); break;
-        case 1: fuzz::script_dumps(in, {kFastforward}); (void)SESSION_DisplayFastforwardSession(1, &kTableKey, which & 0x80 ? 1 : 0); break;
-        case 2: fuzz::script_dumps(in, {kMcfs}); (void)SESSION_DisplayMcfsTable(1, &kDumpKey, which & 0x80 ? 1 : 0); break;
-        case 3: fuzz::script_dumps(in, {kRelation}); (void)SESSION_DisplayRelation(1, &kRelationByte); break;
-        case 4: fuzz::script_dumps(in, {kKernel}); (void)SESSION_DisplaySessionKernel(1, &kDumpKey); break;
-        case 5: fuzz::script_dumps(in, {kRelationInfo}); (void)SESSION_DisplayRelationInfo(1, &kRelationKey); break;
-        case 6: fuzz::script_dumps(in, {kSession}); (void)SESSION_DisplayStatistics(1, &kDumpKey); break;
-        case 7: fuzz::script_dumps(in, {kAging}); (void)SESSION_GetAgingqueueState(1); break;
-        case 8: history(in); break;
+        case 0:
+            fuzz::script_dumps(in, {kSession});
+            (void)SESSION_DisplaySession(1, &kDumpKey, which & 0x80 ? 1 : 0);
+            break;
+        case 1:
+            fuzz::script_dumps(in, {kFastforward});
+            (void)SESSION_DisplayFastforwardSession(1, &kTableKey, which & 0x80 ? 1 : 0);
+            break;
+        case 2:
+            fuzz::script_dumps(in, {kMcfs});
+            (void)SESSION_DisplayMcfsTable(1, &kDumpKey, which & 0x80 ? 1 : 0);
+            break;
+        case 3:
+            fuzz::script_dumps(in, {kRelation});
+            (void)SESSION_DisplayRelation(1, &kRelationByte);
+            break;
+        case 4:
+            fuzz::script_dumps(in, {kKernel});
+            (void)SESSION_DisplaySessionKernel(1, &kDumpKey);
+            break;
+        case 5:
+            fuzz::script_dumps(in, {kRelationInfo});
+            (void)SESSION_DisplayRelationInfo(1, &kRelationKey);
+            break;
+        case 6:
+            fuzz::script_dumps(in, {kSession});
+            (void)SESSION_DisplayStatistics(1, &kDumpKey);
+            break;
+        case 7:
+            fuzz::script_dumps(in, {kAging});
+            (void)SESSION_GetAgingqueueState(1);
+            break;
+        case 8:
+            history(in);
+            break;
         case 9: {
             fuzz::script_dumps(in, {kHistory, kHistory, kHistory});
             SESSION_HISAVG_S averages{};
@@ -85,8 +113,12 @@ void display(uint8_t which, fuzz::Input &in) {
             SESSION_HisCom_DisplayStatics(&averages);
             break;
         }
-        case 10: top_statistics(in); break;
-        default: hot_backup(in); break;
+        case 10:
+            top_statistics(in);
+            break;
+        default:
+            hot_backup(in);
+            break;
     }
 }
 

@@ -28,10 +28,18 @@ void serve_value(fuzz::Input &in) {
     g_value = in.body(512);
     // Mostly the truth; sometimes more than the buffer, nothing or an error.
     switch ((how >> 2) % 4) {
-        case 0: g_claimed = -1; break;  // replaced by the truth below
-        case 1: g_claimed = static_cast<int32_t>(g_value.size()); break;
-        case 2: g_claimed = static_cast<int32_t>(in.u16()); break;
-        default: g_claimed = -static_cast<int32_t>(in.byte()); break;
+        case 0:
+            g_claimed = -1;
+            break;  // replaced by the truth below
+        case 1:
+            g_claimed = static_cast<int32_t>(g_value.size());
+            break;
+        case 2:
+            g_claimed = static_cast<int32_t>(in.u16());
+            break;
+        default:
+            g_claimed = -static_cast<int32_t>(in.byte());
+            break;
     }
     const bool truth = (how >> 2) % 4 == 0;
     fake::hooks().DBM_IsKeyExist = [](uint64_t, const std::string &) { return g_exists; };
@@ -92,7 +100,8 @@ void applied(fuzz::Input &in) {
 }
 
 template <class Record>
-void settings(fuzz::Input &in, int32_t (*read)(uint64_t, Record *), int32_t (*readKey)(uint64_t, const void *, uint64_t, Record *)) {
+void settings(fuzz::Input &in, int32_t (*read)(uint64_t, Record *),
+              int32_t (*readKey)(uint64_t, const void *, uint64_t, Record *)) {
     const uint8_t how = in.byte();
     serve_value(in);
     fuzz::Canary record(sizeof(Record));
@@ -108,11 +117,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     fake::reset();
     fuzz::Input in(data, size);
     switch (in.byte() % 5) {
-        case 0: policy_rules(in); break;
-        case 1: description(in); break;
-        case 2: applied(in); break;
-        case 3: settings<SQA_SIP_DBVALUE_S>(in, SQA_DB_GetSipDBValue, SQA_DB_GetSipValue); break;
-        default: settings<SQA_H323_DBVALUE_S>(in, SQA_DB_GetH323DBValue, SQA_DB_GetH323Value); break;
+        case 0:
+            policy_rules(in);
+            break;
+        case 1:
+            description(in);
+            break;
+        case 2:
+            applied(in);
+            break;
+        case 3:
+            settings<SQA_SIP_DBVALUE_S>(in, SQA_DB_GetSipDBValue, SQA_DB_GetSipValue);
+            break;
+        default:
+            settings<SQA_H323_DBVALUE_S>(in, SQA_DB_GetH323DBValue, SQA_DB_GetH323Value);
+            break;
     }
     return 0;
 }

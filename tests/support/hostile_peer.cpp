@@ -25,7 +25,9 @@ constexpr uint8_t kGarbage = 0xA5;
 constexpr size_t kOversizedDatagram = 65000;
 constexpr size_t kServiceBuffer = 1 << 17;
 
-void put32(Bytes &b, uint32_t v) { b.insert(b.end(), reinterpret_cast<uint8_t *>(&v), reinterpret_cast<uint8_t *>(&v) + 4); }
+void put32(Bytes &b, uint32_t v) {
+    b.insert(b.end(), reinterpret_cast<uint8_t *>(&v), reinterpret_cast<uint8_t *>(&v) + 4);
+}
 void put_be32(Bytes &b, uint32_t v) {
     for (int shift = 24; shift >= 0; shift -= 8) b.push_back(static_cast<uint8_t>(v >> shift));
 }
@@ -50,9 +52,13 @@ int bound_socket(int type, const std::string &path) {
 bool service_reply(Hostility how, Bytes &out) {
     out.clear();
     switch (how) {
-        case Hostility::Silent: return false;
-        case Hostility::Short: out = {0, 0, 0, 1, 0}; break;
-        case Hostility::Empty: break;
+        case Hostility::Silent:
+            return false;
+        case Hostility::Short:
+            out = {0, 0, 0, 1, 0};
+            break;
+        case Hostility::Empty:
+            break;
         case Hostility::Oversized:
             put_be32(out, 1);
             put_be32(out, kOversizedDatagram);
@@ -63,7 +69,9 @@ bool service_reply(Hostility how, Bytes &out) {
             put_be32(out, 13);
             put_be32(out, 0);
             break;
-        case Hostility::Garbage: out.assign(23, kGarbage); break;
+        case Hostility::Garbage:
+            out.assign(23, kGarbage);
+            break;
         case Hostility::MoreWithNothing:
             put_be32(out, 1);
             put_be32(out, 8);
@@ -109,13 +117,23 @@ After kernel_answer(Hostility how, KernelConn &conn, uint32_t op, const uint8_t 
     const bool pull = op == dpsim::kOpDumpPull;
     switch (how) {
         case Hostility::Short:
-            if (pull && conn.pulls++ > 0) out = frame(op, 0, {});  // the dump is over
-            else out = frame(op, pull ? kMore : 0, {'a', 'b', 'c'});
+            if (pull && conn.pulls++ > 0)
+                out = frame(op, 0, {});  // the dump is over
+            else
+                out = frame(op, pull ? kMore : 0, {'a', 'b', 'c'});
             return After::Keep;
-        case Hostility::Oversized: out = frame(op, pull ? kMore : 0, Bytes(asked + 64, 0x11)); return After::Keep;
-        case Hostility::WrongLength: out = frame(op, pull ? kMore : 0, Bytes(8, 0x22), 100); return After::HangUp;
-        case Hostility::Garbage: out.assign(64, kGarbage); return After::Keep;
-        default: out = frame(op, kMore, {}); return After::Keep;  // "more", and nothing
+        case Hostility::Oversized:
+            out = frame(op, pull ? kMore : 0, Bytes(asked + 64, 0x11));
+            return After::Keep;
+        case Hostility::WrongLength:
+            out = frame(op, pull ? kMore : 0, Bytes(8, 0x22), 100);
+            return After::HangUp;
+        case Hostility::Garbage:
+            out.assign(64, kGarbage);
+            return After::Keep;
+        default:
+            out = frame(op, kMore, {});
+            return After::Keep;  // "more", and nothing
     }
 }
 
@@ -133,13 +151,20 @@ void send_quietly(int fd, const Bytes &b) {
 
 const char *hostility_name(Hostility how) {
     switch (how) {
-        case Hostility::Silent: return "Silent";
-        case Hostility::Short: return "Short";
-        case Hostility::Empty: return "Empty";
-        case Hostility::Oversized: return "Oversized";
-        case Hostility::WrongLength: return "WrongLength";
-        case Hostility::Garbage: return "Garbage";
-        case Hostility::MoreWithNothing: return "MoreWithNothing";
+        case Hostility::Silent:
+            return "Silent";
+        case Hostility::Short:
+            return "Short";
+        case Hostility::Empty:
+            return "Empty";
+        case Hostility::Oversized:
+            return "Oversized";
+        case Hostility::WrongLength:
+            return "WrongLength";
+        case Hostility::Garbage:
+            return "Garbage";
+        case Hostility::MoreWithNothing:
+            return "MoreWithNothing";
     }
     return "?";
 }
