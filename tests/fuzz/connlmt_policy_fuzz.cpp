@@ -2,8 +2,8 @@
 // apply-list replies of the session service, and statistic-node dumps.
 //
 // The first byte picks the reader; the rest is the reply payload, or a
-// series of dump chunks (u16 length, one byte choosing the pull result,
-// then the bytes).  A reader that reports success with a count beyond its
+// series of dump chunks (one byte choosing the pull result, then a chunk
+// body as fuzz_support.h reads it).  A reader that reports success with a count beyond its
 // record is a fault as much as a bad read is.
 #include <cstring>
 #include <vector>
@@ -23,9 +23,8 @@ void stat_nodes(fuzz::Input &in) {
     const uint16_t mode = in.byte() % 3;
     std::vector<fake::Pull> pulls;
     while (!in.empty() && pulls.size() < 16) {
-        const size_t len = in.u16() % 8100;
         const uint32_t result = in.byte() % 8 == 0 ? 0 : DPMGMT_DUMP_CONTINUE;
-        pulls.push_back({result, in.take(len)});
+        pulls.push_back({result, in.body(fuzz::kMaxChunk)});
     }
     fake::script_dump(CONNLMT_STATNODE_DUMP_TYPE, pulls);
     fake::hooks().APR_GetProtoNameByID = [](uint32_t, char *name) -> uint32_t {
@@ -48,30 +47,30 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     static const uint32_t kTypes[6] = {35, 36, 42, 43, 38, 29};
     if (which < 6) fake::reply(kTypes[which], in.take(in.left()));
     switch (which) {
-    case 0:
-        if (CONNLMT_ipc_GetPolicy(1, 0, &g_policy) == 0) fuzz::check(g_policy.uiRuleNum <= 257);
-        break;
-    case 1:
-        if (CONNLMT_ipc_GetNextPolicy(1, 1, &g_policy) == 0) fuzz::check(g_policy.uiRuleNum <= 257);
-        break;
-    case 2:
-        if (CONNLMT_ipc_GetPolicyInfo(1, 0, max, &g_info) == 0 && g_info.uiRuleNum != 0)
-            fuzz::check(max >= 144 && g_info.uiRuleNum <= (max - 144) / 96);
-        break;
-    case 3:
-        if (CONNLMT_ipc_GetNextPolicyInfo(1, 0, &g_info) == 0) fuzz::check(g_info.uiRuleNum <= 257);
-        break;
-    case 4:
-        if (CONNLMT_ipc_GetPolicyApplyList(1, 0, &g_list) == 0) fuzz::check(g_list.uiApplyNum <= 2048);
-        break;
-    case 5: {
-        CONNLMT_RULE_S rule;
-        (void)CONNLMT_ipc_GetRule(1, 1, 0, &rule);
-        break;
-    }
-    default:
-        stat_nodes(in);
-        break;
+        case 0:
+            if (CONNLMT_ipc_GetPolicy(1, 0, &g_policy) == 0) fuzz::check(g_policy.uiRuleNum <= 257);
+            break;
+        case 1:
+            if (CONNLMT_ipc_GetNextPolicy(1, 1, &g_policy) == 0) fuzz::check(g_policy.uiRuleNum <= 257);
+            break;
+        case 2:
+            if (CONNLMT_ipc_GetPolicyInfo(1, 0, max, &g_info) == 0 && g_info.uiRuleNum != 0)
+                fuzz::check(max >= 144 && g_info.uiRuleNum <= (max - 144) / 96);
+            break;
+        case 3:
+            if (CONNLMT_ipc_GetNextPolicyInfo(1, 0, &g_info) == 0) fuzz::check(g_info.uiRuleNum <= 257);
+            break;
+        case 4:
+            if (CONNLMT_ipc_GetPolicyApplyList(1, 0, &g_list) == 0) fuzz::check(g_list.uiApplyNum <= 2048);
+            break;
+        case 5: {
+            CONNLMT_RULE_S rule;
+            (void)CONNLMT_ipc_GetRule(1, 1, 0, &rule);
+            break;
+        }
+        default:
+            stat_nodes(in);
+            break;
     }
     return 0;
 }

@@ -1,0 +1,251 @@
+#include "support/hostile_peer.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <map>
+#include <stdexcept>
+#include <vector>
+
+#include "kernel_wire.h"
+
+namespace dptest {
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+constexpr uint32_t kMore = 0x40010009u;  // the dump continuation code
+constexpr uint8_t kGarbage = 0xA5;
+constexpr size_t kOversizedDatagram = 65000;
+constexpr size_t kServiceBuffer = 1 << 17;
+
+void put32(Bytes &b, uint32_t v) {
+    b.insert(b.end(), reinterpret_cast<uint8_t *>(&v), reinterpret_cast<uint8_t *>(&v) + 4);
+}
+void put_be32(Bytes &b, uint32_t v) {
+    for (int shift = 24; shift >= 0; shift -= 8) b.push_back(static_cast<uint8_t>(v >> shift));
+}
+
+int bound_socket(int type, const std::string &path) {
+    const int fd = ::socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
+    if (fd < 0) throw std::runtime_error("socket: " + std::string(std::strerror(errno)));
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    if (path.size() >= sizeof addr.sun_path) throw std::runtime_error("socket path too long: " + path);
+    std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
+    if (::bind(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0 ||
+        (type == SOCK_STREAM && ::listen(fd, 16) != 0)) {
+        const std::string why = std::strerror(errno);
+        ::close(fd);
+        throw std::runtime_error("bind " + path + ": " + why);
+    }
+    return fd;
+}
+
+// The datagram the service answers every request with; none when silent.
+bool service_reply(Hostility how, Bytes &out) {
+    out.clear();
+    switch (how) {
+        case Hostility::Silent:
+            return false;
+        case Hostility::Short:
+            out = {0, 0, 0, 1, 0};
+            break;
+        case Hostility::Empty:
+            break;
+        case Hostility::Oversized:
+            put_be32(out, 1);
+            put_be32(out, kOversizedDatagram);
+            out.resize(kOversizedDatagram, 0);
+            break;
+        case Hostility::WrongLength:  // 12 bytes that claim 13
+            put_be32(out, 1);
+            put_be32(out, 13);
+            put_be32(out, 0);
+            break;
+        case Hostility::Garbage:
+            out.assign(23, kGarbage);
+            break;
+        case Hostility::MoreWithNothing:
+            put_be32(out, 1);
+            put_be32(out, 8);
+            break;
+    }
+    return true;
+}
+
+// One kernel connection: what has arrived of the current frame, and how
+// many pulls it has answered.
+struct KernelConn {
+    Bytes in;
+    uint32_t pulls = 0;
+};
+
+enum class After { Keep, HangUp };
+
+Bytes frame(uint32_t op, uint32_t result, const Bytes &body, uint32_t claimedExtra = 0) {
+    Bytes out;
+    put32(out, op);
+    put32(out, static_cast<uint32_t>(4 + body.size()) + claimedExtra);
+    put32(out, result);
+    out.insert(out.end(), body.begin(), body.end());
+    return out;
+}
+
+// The answer to one complete request frame: what to send, and whether to
+// hang up afterwards.
+After kernel_answer(Hostility how, KernelConn &conn, uint32_t op, const uint8_t *payload, uint32_t len, Bytes &out) {
+    out.clear();
+    if (how == Hostility::Silent || op == dpsim::kOpControlAsync) return After::Keep;
+    if (how == Hostility::Empty) return After::HangUp;
+    if (op == dpsim::kOpDumpRequest || op == dpsim::kOpCursorCount) {
+        out = frame(op, 0, {});  // the dump opens (no cursors to count)
+        return After::Keep;
+    }
+    // How much the client asked for: a pull names its buffer, a control
+    // call its reply capacity (after node, 0 and the command).
+    uint32_t asked = 0;
+    if (op == dpsim::kOpDumpPull && len >= 4) std::memcpy(&asked, payload, 4);
+    if (op == dpsim::kOpControl && len >= 12) std::memcpy(&asked, payload + 8, 4);
+    asked = std::min<uint32_t>(asked, dpsim::kKernelMaxFrame);
+    const bool pull = op == dpsim::kOpDumpPull;
+    switch (how) {
+        case Hostility::Short:
+            if (pull && conn.pulls++ > 0)
+                out = frame(op, 0, {});  // the dump is over
+            else
+                out = frame(op, pull ? kMore : 0, {'a', 'b', 'c'});
+            return After::Keep;
+        case Hostility::Oversized:
+            out = frame(op, pull ? kMore : 0, Bytes(asked + 64, 0x11));
+            return After::Keep;
+        case Hostility::WrongLength:
+            out = frame(op, pull ? kMore : 0, Bytes(8, 0x22), 100);
+            return After::HangUp;
+        case Hostility::Garbage:
+            out.assign(64, kGarbage);
+            return After::Keep;
+        default:
+            out = frame(op, kMore, {});
+            return After::Keep;  // "more", and nothing
+    }
+}
+
+void send_quietly(int fd, const Bytes &b) {
+    size_t done = 0;
+    while (done < b.size()) {
+        const ssize_t n = ::send(fd, b.data() + done, b.size() - done, MSG_NOSIGNAL);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return;  // the client gave up on us: its business
+        done += static_cast<size_t>(n);
+    }
+}
+
+}  // namespace
+
+const char *hostility_name(Hostility how) {
+    switch (how) {
+        case Hostility::Silent:
+            return "Silent";
+        case Hostility::Short:
+            return "Short";
+        case Hostility::Empty:
+            return "Empty";
+        case Hostility::Oversized:
+            return "Oversized";
+        case Hostility::WrongLength:
+            return "WrongLength";
+        case Hostility::Garbage:
+            return "Garbage";
+        case Hostility::MoreWithNothing:
+            return "MoreWithNothing";
+    }
+    return "?";
+}
+
+HostilePeer::HostilePeer(Hostility how)
+    : how_(how), rundirEnv_("DPMGMT_RUNDIR", dir_.path().c_str()), datadirEnv_("DPMGMT_DATADIR", dir_.path().c_str()) {
+    if (dir_.path().empty()) throw std::runtime_error("no temporary run directory");
+    service_ = bound_socket(SOCK_DGRAM, dir_.path() + "/svc-3184.sock");
+    kernel_ = bound_socket(SOCK_STREAM, dir_.path() + "/kernel.sock");
+    if (::pipe2(stop_, O_CLOEXEC) != 0) throw std::runtime_error("pipe: " + std::string(std::strerror(errno)));
+    thread_ = std::thread([this] { serve(); });
+}
+
+HostilePeer::~HostilePeer() {
+    if (stop_[1] >= 0) {
+        const char b = 'x';
+        (void)!::write(stop_[1], &b, 1);
+    }
+    if (thread_.joinable()) thread_.join();
+    for (int fd : {service_, kernel_, stop_[0], stop_[1]})
+        if (fd >= 0) ::close(fd);
+}
+
+void HostilePeer::serve() {
+    std::map<int, KernelConn> conns;
+    std::vector<uint8_t> dgram(kServiceBuffer);
+    Bytes out;
+    for (;;) {
+        std::vector<pollfd> fds = {{stop_[0], POLLIN, 0}, {service_, POLLIN, 0}, {kernel_, POLLIN, 0}};
+        for (const auto &c : conns) fds.push_back({c.first, POLLIN, 0});
+        if (::poll(fds.data(), fds.size(), -1) < 0) {
+            if (errno == EINTR) continue;
+            break;
+        }
+        if (fds[0].revents != 0) break;
+        if (fds[1].revents & POLLIN) {
+            sockaddr_un from{};
+            socklen_t fromLen = sizeof from;
+            const ssize_t n = ::recvfrom(service_, dgram.data(), dgram.size(), MSG_DONTWAIT,
+                                         reinterpret_cast<sockaddr *>(&from), &fromLen);
+            if (n >= 0) {
+                ++serviceRequests_;
+                if (service_reply(how_, out))
+                    (void)::sendto(service_, out.data(), out.size(), MSG_NOSIGNAL, reinterpret_cast<sockaddr *>(&from),
+                                   fromLen);
+            }
+        }
+        if (fds[2].revents & POLLIN) {
+            const int fd = ::accept4(kernel_, nullptr, nullptr, SOCK_CLOEXEC);
+            if (fd >= 0) conns[fd];
+        }
+        for (size_t i = 3; i < fds.size(); ++i) {
+            if (fds[i].revents == 0) continue;
+            const int fd = fds[i].fd;
+            KernelConn &conn = conns[fd];
+            uint8_t buf[4096];
+            const ssize_t n = ::recv(fd, buf, sizeof buf, MSG_DONTWAIT);
+            bool hangUp = n == 0 || (n < 0 && errno != EAGAIN && errno != EINTR);
+            if (n > 0) conn.in.insert(conn.in.end(), buf, buf + n);
+            // Every complete request frame gets its answer, in order.
+            while (!hangUp && conn.in.size() >= sizeof(dpsim::FrameHeader)) {
+                dpsim::FrameHeader h{};
+                std::memcpy(&h, conn.in.data(), sizeof h);
+                if (h.length > dpsim::kKernelMaxFrame) {
+                    hangUp = true;
+                    break;
+                }
+                if (conn.in.size() < sizeof h + h.length) break;
+                ++kernelRequests_;
+                const After after = kernel_answer(how_, conn, h.op, conn.in.data() + sizeof h, h.length, out);
+                conn.in.erase(conn.in.begin(), conn.in.begin() + static_cast<long>(sizeof h + h.length));
+                if (!out.empty()) send_quietly(fd, out);
+                hangUp = after == After::HangUp;
+            }
+            if (hangUp) {
+                ::close(fd);
+                conns.erase(fd);
+            }
+        }
+    }
+    for (const auto &c : conns) ::close(c.first);
+}
+
+}  // namespace dptest
