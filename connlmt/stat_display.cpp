@@ -28,20 +28,20 @@ constexpr uint32_t kPortTextSize = 7;
 constexpr uint16_t kPermit = 1;
 constexpr int kInet6 = 10;
 
-constexpr auto kNodeFields = layout<kNodeSize>({
-    {offsetof(CONNLMT_STATNODE_S, usSrcVrf), 2},
-    {offsetof(CONNLMT_STATNODE_S, usDstVrf), 2},
-    {offsetof(CONNLMT_STATNODE_S, usPort), 2},
-    {offsetof(CONNLMT_STATNODE_S, usRuleId), 2},
-    {offsetof(CONNLMT_STATNODE_S, usNewSessionFlag), 2},
-    {offsetof(CONNLMT_STATNODE_S, uiAclNum), 4},
-    {offsetof(CONNLMT_STATNODE_S, uiThresholdHigh), 4},
-    {offsetof(CONNLMT_STATNODE_S, uiThresholdLow), 4},
-    {offsetof(CONNLMT_STATNODE_S, uiSessionCount), 4},
-    {offsetof(CONNLMT_STATNODE_S, uiAclType), 4},
+constexpr auto kNodeFields = layout<CONNLMT_STATNODE_S>({
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, usSrcVrf),
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, usDstVrf),
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, usPort),
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, usRuleId),
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, usNewSessionFlag),
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, uiAclNum),
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, uiThresholdHigh),
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, uiThresholdLow),
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, uiSessionCount),
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, uiAclType),
 });
 
-constexpr auto kStatisticsFields = layout_run<sizeof(CONNLMT_STATISTICS_S), 2>(0, 8, 8);
+constexpr auto kStatisticsFields = DPMGMT_ARRAY_FIELDS(CONNLMT_STATISTICS_S, aulCounter);
 
 // ACL labels by uiAclType; a type beyond the table gets no label.
 constexpr const char *kAclLabel[] = {"", "", "IPv6"};
@@ -54,7 +54,7 @@ bool all_zero(const CONNLMT_ADDR_S &a) {
     return a.auiIpv6[0] == 0 && a.auiIpv6[1] == 0 && a.auiIpv6[2] == 0 && a.auiIpv6[3] == 0;
 }
 
-void _dump_DisplayAddress(const CONNLMT_ADDR_S &addr, uint32_t family) {
+void print_address(const CONNLMT_ADDR_S &addr, uint32_t family) {
     char text[kAddrTextSize] = "Any";
     if (family != 0) {
         if (!all_zero(addr)) scnprintf(text, sizeof text, "%Q", addr.aucIpv6);
@@ -75,10 +75,10 @@ void print_node(CONNLMT_STATNODE_S &node, uint32_t family) {
     swap_fields(&node, kNodeFields);
 
     fputs(" Src IP address          : ", stdout);
-    _dump_DisplayAddress(node.stSrcIp, family);
+    print_address(node.stSrcIp, family);
     print_vpn(node.usSrcVrf);
     fputs(" Dst IP address          : ", stdout);
-    _dump_DisplayAddress(node.stDstIp, family);
+    print_address(node.stDstIp, family);
     print_vpn(node.usDstVrf);
 
     char service[kProtoNameSize] = {};
@@ -163,7 +163,7 @@ DPMGMT_API uint32_t CONNLMT_Dump_DisStatNodes(uint16_t node, uint32_t keyWord,
     Dump dump(node, CONNLMT_STATNODE_DUMP_TYPE, &key, sizeof key);
     if (!dump.opened()) return DPMGMT_ERR_FAILED;
     print_heading(node);
-    PullBuffer buf(kPullBufferSize);
+    const HeapBuffer buf(kPullBufferSize);
     if (!buf.ok()) return DPMGMT_ERR_FAILED;
 
     const uint32_t family = filter->uiIpVersion;

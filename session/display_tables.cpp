@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "channels/dump_walk.h"
+#include "channels/protocol.h"
 #include "dpmgmt/session.h"
 #include "platform/platform.h"
 #include "session/display_text.h"
@@ -11,14 +12,10 @@
 namespace {
 
 using namespace dpmgmt::display;
+namespace dump = dpmgmt::dump;
 
-constexpr uint32_t kDumpSession = 0x140001;
-constexpr uint32_t kDumpRelation = 0x140002;
-constexpr uint32_t kDumpFastforward = 0x140006;
-constexpr uint32_t kDumpMcfs = 0x140014;
-
-// Records in one pull buffer: just under 8000 bytes each.
-constexpr uint32_t kSessionsPerBatch = 46;
+// Records in one pull buffer: just under 8000 bytes each (sessions:
+// dump::kSessionsPerBatch).
 constexpr uint32_t kFastforwardsPerBatch = 57;
 constexpr uint32_t kRelationsPerBatch = 105;
 
@@ -135,7 +132,7 @@ extern "C" {
 DPMGMT_API uint32_t SESSION_DisplaySession(uint16_t node, const SESSION_DUMPKEY_S *key, uint16_t verbose) {
     SESSION_DUMPKEY_S wire = *key;
     SESSION_HTON_DUMPKEY(&wire);
-    return dpmgmt::dump_table(node, kDumpSession, &wire, sizeof wire, sizeof(SESSION_TABLEINFO_S), kSessionsPerBatch,
+    return dpmgmt::dump_table(node, dump::kSession, &wire, sizeof wire, sizeof(SESSION_TABLEINFO_S), dump::kSessionsPerBatch,
                               [&](uint8_t *rec) {
                                   auto *e = reinterpret_cast<SESSION_TABLEINFO_S *>(rec);
                                   SESSION_NTOH_TABLEINFO(e);
@@ -146,7 +143,7 @@ DPMGMT_API uint32_t SESSION_DisplaySession(uint16_t node, const SESSION_DUMPKEY_
 DPMGMT_API uint32_t SESSION_DisplayFastforwardSession(uint16_t node, const SESSION_TABLEKEY_S *key, uint16_t verbose) {
     SESSION_TABLEKEY_S wire = *key;
     SESSION_HTON_TABLEKEY(&wire);
-    return dpmgmt::dump_table(node, kDumpFastforward, &wire, sizeof wire, sizeof(SESSION_FASTFORWARDTABLEINFO_S),
+    return dpmgmt::dump_table(node, dump::kFastForward, &wire, sizeof wire, sizeof(SESSION_FASTFORWARDTABLEINFO_S),
                               kFastforwardsPerBatch, [&](uint8_t *rec) {
                                   auto *e = reinterpret_cast<SESSION_FASTFORWARDTABLEINFO_S *>(rec);
                                   SESSION_NTOH_FASTFORWARDTABLEINFO(e);
@@ -158,8 +155,8 @@ DPMGMT_API uint32_t SESSION_DisplayMcfsTable(uint16_t node, const SESSION_DUMPKE
     SESSION_DUMPKEY_S wire = *key;
     SESSION_HTON_DUMPKEY(&wire);
     uint32_t seen = 0;
-    const uint32_t count = dpmgmt::dump_table(node, kDumpMcfs, &wire, sizeof wire, sizeof(SESSION_TABLEINFO_S),
-                                              kSessionsPerBatch, [&](uint8_t *rec) {
+    const uint32_t count = dpmgmt::dump_table(node, dump::kMcfs, &wire, sizeof wire, sizeof(SESSION_TABLEINFO_S),
+                                              dump::kSessionsPerBatch, [&](uint8_t *rec) {
                                                   auto *e = reinterpret_cast<SESSION_TABLEINFO_S *>(rec);
                                                   SESSION_NTOH_TABLEINFO(e);
                                                   if (verbose == kVerbose)
@@ -174,7 +171,7 @@ DPMGMT_API uint32_t SESSION_DisplayMcfsTable(uint16_t node, const SESSION_DUMPKE
 }
 
 DPMGMT_API uint32_t SESSION_DisplayRelation(uint16_t node, const uint8_t *key) {
-    return dpmgmt::dump_table(node, kDumpRelation, key, 1, sizeof(SESSION_RELATIONINFO_S), kRelationsPerBatch,
+    return dpmgmt::dump_table(node, dump::kRelation, key, 1, sizeof(SESSION_RELATIONINFO_S), kRelationsPerBatch,
                               [&](uint8_t *rec) {
                                   auto *e = reinterpret_cast<SESSION_RELATIONINFO_S *>(rec);
                                   SESSION_NTOH_RELATIONINFO(e);

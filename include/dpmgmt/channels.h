@@ -8,33 +8,8 @@
 #ifndef DPMGMT_CHANNELS_H
 #define DPMGMT_CHANNELS_H
 
-#include <stddef.h>
-#include <stdint.h>
-
-#define DPMGMT_API __attribute__((visibility("default")))
-
-#ifdef __cplusplus
-#define DPMGMT_EXTERN_C_BEGIN extern "C" {
-#define DPMGMT_EXTERN_C_END }
-#define DPMGMT_STATIC_ASSERT(cond, name) static_assert(cond, #name)
-#else
-#define DPMGMT_EXTERN_C_BEGIN
-#define DPMGMT_EXTERN_C_END
-#define DPMGMT_STATIC_ASSERT(cond, name) typedef char dpmgmt_static_assert_##name[(cond) ? 1 : -1]
-#endif
-
-/* Checks a record's size and a field's offset at compile time. */
-#define DPMGMT_CHECK_SIZE(type, size) DPMGMT_STATIC_ASSERT(sizeof(type) == (size), size_of_##type)
-#define DPMGMT_CHECK_OFFSET(type, field, off) \
-    DPMGMT_STATIC_ASSERT(offsetof(type, field) == (off), offset_of_##type##_##field)
-
-/* Result codes (unsigned 32-bit).  Codes that come from the session
- * service, the kernel or the database are passed through unchanged. */
-#define DPMGMT_OK 0u
-#define DPMGMT_ERR_FAILED 0x40010001u     /* every failure the library detects */
-#define DPMGMT_ERR_NOT_EXIST 0x40010005u  /* the requested entry does not exist */
-#define DPMGMT_ERR_EXIST 0x40010006u      /* the entry exists already */
-#define DPMGMT_DUMP_CONTINUE 0x40010009u  /* DUMP_Pull delivered a chunk */
+#include "dpmgmt/api.h"
+#include "dpmgmt/result.h"
 
 /* The session service. */
 #define SESSION_MSG_PORT 3184u
