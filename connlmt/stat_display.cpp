@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "channels/dump_walk.h"
+#include "channels/names.h"
 #include "channels/wire.h"
 #include "dpmgmt/connlmt.h"
 #include "platform/dev.h"
@@ -23,7 +24,6 @@ constexpr uint32_t kNodeSize = sizeof(CONNLMT_STATNODE_S);
 constexpr uint32_t kPullBufferSize = 8000;  // 100 nodes
 constexpr uint32_t kAddrTextSize = 46;
 constexpr uint32_t kVpnNameSize = 32;
-constexpr uint32_t kProtoNameSize = APR_PROTO_NAME_SIZE;
 constexpr uint32_t kPortTextSize = 7;
 constexpr uint16_t kPermit = 1;
 constexpr int kInet6 = 10;
@@ -81,12 +81,11 @@ void print_node(CONNLMT_STATNODE_S &node, uint32_t family) {
     print_address(node.stDstIp, family);
     print_vpn(node.usDstVrf);
 
-    char service[kProtoNameSize] = {};
+    char service[APR_PROTO_NAME_SIZE] = {};
     char port[kPortTextSize] = {};
     if (node.ucProtocol == 0) {
         std::strcpy(service, "All");
-    } else if (APR_GetProtoNameByID(node.ucProtocol, service) == 0) {
-        service[sizeof service - 1] = '\0';
+    } else if (protocol_name(service, node.ucProtocol, LetterCase::kAsStored)) {
         scnprintf(port, sizeof port, "/%u", static_cast<unsigned>(node.usPort));
     } else {
         scnprintf(service, sizeof service, "unknown(%u)", static_cast<unsigned>(node.ucProtocol));

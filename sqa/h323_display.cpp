@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "channels/dump_walk.h"
+#include "channels/names.h"
 #include "channels/protocol.h"
 #include "platform/names.h"
 #include "platform/textutil.h"
@@ -23,7 +24,6 @@ constexpr uint16_t kItemH323Brief = 31;
 constexpr uint16_t kItemH323Verbose = 32;
 constexpr uint16_t kItemH323Probe = 33;
 constexpr uint32_t kKeySize = 84;
-constexpr uint32_t kProtoNameSize = 32;
 constexpr uint32_t kVxlanNone = 0xFFFFFFFFu;
 
 constexpr BriefTable kH323Brief{dump::kH323Brief, kItemH323Brief, "Caller                Callee                Call ID",
@@ -38,12 +38,9 @@ const char *media_text(uint16_t type) {
 }
 
 void print_protocol(uint8_t id) {
-    char name[kProtoNameSize];
+    char name[APR_PROTO_NAME_SIZE];
     strlcpy(name, "-", sizeof name);
-    if (id != 0 && APR_GetProtoNameByID(id, name) == 0) {
-        name[sizeof name - 1] = '\0';
-        uppercase(name);
-    }
+    if (id != 0) dpmgmt::protocol_name(name, id, dpmgmt::LetterCase::kUpper);
     std::printf("  Protocol: %s(%u)\n", name, static_cast<unsigned>(id));
 }
 
