@@ -97,6 +97,20 @@ uint32_t dump_table(uint16_t node, uint32_t dumpType, const void *key, uint32_t 
     return walk_records(dump, buf, recordSize, perBatch, onRecord);
 }
 
+// The table walk that yields records: dump_table over records of one
+// type, each converted in place to host order by `convert` before
+// onRecord(record) sees it.  A display is then a formatter over converted
+// records and never touches the wire.
+template <class Record, class OnRecord>
+uint32_t walk_table(uint16_t node, uint32_t dumpType, const void *key, uint32_t keyLen, uint32_t perBatch,
+                    void (*convert)(Record *), OnRecord &&onRecord) {
+    return dump_table(node, dumpType, key, keyLen, sizeof(Record), perBatch, [&](uint8_t *bytes) {
+        auto *record = reinterpret_cast<Record *>(bytes);
+        convert(record);
+        onRecord(*record);
+    });
+}
+
 // The single-record query: one pull of exactly recordSize bytes into the
 // caller's record.
 struct SingleRecord {

@@ -122,6 +122,15 @@ uint32_t query_record(uint32_t type, const R &request, Record *out, const Layout
     return DPMGMT_OK;
 }
 
+// Sends the caller's record as the request and replaces it with the
+// reply, received under the given short-reply rule; a null record fails
+// without an exchange.
+template <class Record, std::size_t M>
+uint32_t query_current(uint32_t type, Record *inout, const Layout<Record, M> &layout, ShortReply shortReply) {
+    if (inout == nullptr) return DPMGMT_ERR_FAILED;
+    return query_record(type, record_request(*inout, layout), inout, layout, shortReply);
+}
+
 // Sends the request and reads one network-order number of type T at
 // `offset` of a ReplySize-byte reply received into a cleared buffer (a short
 // reply reads as 0, never as stale bytes).  *out is written only when the

@@ -141,12 +141,8 @@ inline constexpr uint32_t kSessionsPerBatch = 46;
 
 // Kernel control commands (CIOCTL) of the SQA module.
 namespace ctl {
-enum : uint32_t {
-    kSipDebug = 0x480061,
-    kSipStatistics = 0x480062,
-    kH323Statistics = 0x480068,
-    kH323Debug = 0x48006a,
-};
+inline constexpr uint32_t kSipDebug = 0x480061, kSipStatistics = 0x480062;
+inline constexpr uint32_t kH323Statistics = 0x480068, kH323Debug = 0x48006a;
 }  // namespace ctl
 
 }  // namespace dpmgmt

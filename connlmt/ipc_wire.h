@@ -27,17 +27,14 @@ inline constexpr auto kRuleFields =
     join(kRuleFieldsButAclType, layout<CONNLMT_RULE_S>({DPMGMT_FIELD(CONNLMT_RULE_S, uiAclType)}));
 
 inline constexpr auto kDescriptionFields = layout<CONNLMT_DESCRIPTION_S>({
-    DPMGMT_FIELD(CONNLMT_DESCRIPTION_S, uiIpVersion),
-    DPMGMT_FIELD(CONNLMT_DESCRIPTION_S, usPolicyId),
+    DPMGMT_FIELD(CONNLMT_DESCRIPTION_S, uiIpVersion), DPMGMT_FIELD(CONNLMT_DESCRIPTION_S, usPolicyId),
 });
 
 // The head shared by the policy replies (types 35, 36, 42, 43).
 inline constexpr uint32_t kPolicyHeadSize = offsetof(CONNLMT_POLICY_S, astRule);
 inline constexpr auto kPolicyHeadFields = layout<CONNLMT_POLICY_S>({
-    DPMGMT_FIELD(CONNLMT_POLICY_S, uiPolicyWord0),
-    DPMGMT_FIELD(CONNLMT_POLICY_S, usPolicyId),
-    DPMGMT_FIELD(CONNLMT_POLICY_S, uiRuleNum),
-    DPMGMT_FIELD(CONNLMT_POLICY_S, uiPolicyWord1),
+    DPMGMT_FIELD(CONNLMT_POLICY_S, uiPolicyWord0), DPMGMT_FIELD(CONNLMT_POLICY_S, usPolicyId),
+    DPMGMT_FIELD(CONNLMT_POLICY_S, uiRuleNum), DPMGMT_FIELD(CONNLMT_POLICY_S, uiPolicyWord1),
 });
 static_assert(offsetof(CONNLMT_POLICY_S, uiPolicyWord1) + 4 <= kPolicyHeadSize);
 static_assert(offsetof(CONNLMT_POLICYINFO_S, uiRuleNum) == offsetof(CONNLMT_POLICY_S, uiRuleNum));

@@ -20,35 +20,27 @@ using TcpDebugWords = uint32_t[SESSION_TCP_DEBUG_WORD_COUNT];
 constexpr auto kHalf = layout<uint16_t>({{0, 2}});
 constexpr auto kWord = layout<uint32_t>({{0, 4}});
 constexpr auto kAging = layout<SESSION_AGING_S>({
-    DPMGMT_FIELD(SESSION_AGING_S, uiIndex),
-    DPMGMT_FIELD(SESSION_AGING_S, uiSeconds),
+    DPMGMT_FIELD(SESSION_AGING_S, uiIndex), DPMGMT_FIELD(SESSION_AGING_S, uiSeconds),
 });
 constexpr auto kFlow = layout<SESSION_FLOW_S>({
-    DPMGMT_FIELD(SESSION_FLOW_S, uiUnit),
-    DPMGMT_FIELD(SESSION_FLOW_S, uiThreshold),
+    DPMGMT_FIELD(SESSION_FLOW_S, uiUnit), DPMGMT_FIELD(SESSION_FLOW_S, uiThreshold),
 });
 constexpr auto kPersist = DPMGMT_ARRAY_FIELDS(SESSION_PERSIST_S, auiWord);
 constexpr auto kLogPolicy = layout<SESSION_LOGPOLICY_REQ_S>({
-    DPMGMT_FIELD(SESSION_LOGPOLICY_REQ_S, uiIfIndex),
-    DPMGMT_FIELD(SESSION_LOGPOLICY_REQ_S, uiPolicy),
-    DPMGMT_FIELD(SESSION_LOGPOLICY_REQ_S, auiWord[0]),
-    DPMGMT_FIELD(SESSION_LOGPOLICY_REQ_S, auiWord[1]),
+    DPMGMT_FIELD(SESSION_LOGPOLICY_REQ_S, uiIfIndex), DPMGMT_FIELD(SESSION_LOGPOLICY_REQ_S, uiPolicy),
+    DPMGMT_FIELD(SESSION_LOGPOLICY_REQ_S, auiWord[0]), DPMGMT_FIELD(SESSION_LOGPOLICY_REQ_S, auiWord[1]),
     DPMGMT_FIELD(SESSION_LOGPOLICY_REQ_S, usOption),
 });
 constexpr auto kDebug = layout<SESSION_DEBUG_S>({
-    DPMGMT_FIELD(SESSION_DEBUG_S, uiIndex),
-    DPMGMT_FIELD(SESSION_DEBUG_S, uiBits),
-    DPMGMT_FIELD(SESSION_DEBUG_S, uiEnable),
-    DPMGMT_FIELD(SESSION_DEBUG_S, usValue),
+    DPMGMT_FIELD(SESSION_DEBUG_S, uiIndex), DPMGMT_FIELD(SESSION_DEBUG_S, uiBits),
+    DPMGMT_FIELD(SESSION_DEBUG_S, uiEnable), DPMGMT_FIELD(SESSION_DEBUG_S, usValue),
 });
 constexpr auto kTcpDebug = layout<SESSION_TCPDEBUG_S>({
-    DPMGMT_FIELD(SESSION_TCPDEBUG_S, uiIndex),
-    DPMGMT_FIELD(SESSION_TCPDEBUG_S, uiBits),
+    DPMGMT_FIELD(SESSION_TCPDEBUG_S, uiIndex), DPMGMT_FIELD(SESSION_TCPDEBUG_S, uiBits),
     DPMGMT_FIELD(SESSION_TCPDEBUG_S, usEnable),
 });
 constexpr auto kBill = layout<SESSION_TRAFFICLOG_BILL_S>({
-    DPMGMT_FIELD(SESSION_TRAFFICLOG_BILL_S, usEnable),
-    DPMGMT_FIELD(SESSION_TRAFFICLOG_BILL_S, usFormat),
+    DPMGMT_FIELD(SESSION_TRAFFICLOG_BILL_S, usEnable), DPMGMT_FIELD(SESSION_TRAFFICLOG_BILL_S, usFormat),
     DPMGMT_FIELD(SESSION_TRAFFICLOG_BILL_S, usPort),
 });
 constexpr auto kAppAgings = layout_run<AppAgings, SESSION_APP_COUNT>(0, 4);
@@ -73,8 +65,7 @@ uint32_t get_words(uint32_t type, uint32_t *out, const Layout<Words, N> &layout)
 // reply, received into the caller's storage.
 template <class Record, std::size_t N>
 uint32_t get_current(uint32_t type, Record *inout, const Layout<Record, N> &layout) {
-    if (inout == nullptr) return DPMGMT_ERR_FAILED;
-    return query_record(type, record_request(*inout, layout), inout, layout, ShortReply::kKeepsCaller);
+    return query_current(type, inout, layout, ShortReply::kKeepsCaller);
 }
 
 }  // namespace

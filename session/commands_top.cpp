@@ -7,7 +7,6 @@
 #include "dpmgmt/session.h"
 
 using namespace dpmgmt;
-using namespace dpmgmt::msg;
 
 namespace {
 
@@ -48,18 +47,18 @@ Request<Words * 4> query_words(const uint32_t *query) {
 extern "C" {
 
 DPMGMT_API uint32_t SESSION_IPC_DisTopStatistics(uint8_t selector, uint32_t replyMax, void *reply) {
-    return query_top(kDisTopStatistics, Request<4>().put8(0, selector).put16(2, kRankingEntriesWanted), replyMax,
+    return query_top(msg::kDisTopStatistics, Request<4>().put8(0, selector).put16(2, kRankingEntriesWanted), replyMax,
                      reply, kRanking);
 }
 
 DPMGMT_API uint32_t SESSION_IPC_GetTopStatistics(const uint32_t query[3], uint32_t replyMax, void *reply) {
     if (query == nullptr) return DPMGMT_ERR_FAILED;
-    return query_top(kGetTopStatistics, query_words<3>(query), replyMax, reply, kSamples);
+    return query_top(msg::kGetTopStatistics, query_words<3>(query), replyMax, reply, kSamples);
 }
 
 DPMGMT_API uint32_t SESSION_IPC_GetTopSampleTime(const uint32_t query[2], uint32_t replyMax, void *reply) {
     if (query == nullptr) return DPMGMT_ERR_FAILED;
-    return query_top(kGetTopSampleTime, query_words<2>(query), replyMax, reply, kSampleTimes);
+    return query_top(msg::kGetTopSampleTime, query_words<2>(query), replyMax, reply, kSampleTimes);
 }
 
 }  // extern "C"

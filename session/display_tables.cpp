@@ -132,37 +132,28 @@ extern "C" {
 DPMGMT_API uint32_t SESSION_DisplaySession(uint16_t node, const SESSION_DUMPKEY_S *key, uint16_t verbose) {
     SESSION_DUMPKEY_S wire = *key;
     SESSION_HTON_DUMPKEY(&wire);
-    return dpmgmt::dump_table(node, dump::kSession, &wire, sizeof wire, sizeof(SESSION_TABLEINFO_S), dump::kSessionsPerBatch,
-                              [&](uint8_t *rec) {
-                                  auto *e = reinterpret_cast<SESSION_TABLEINFO_S *>(rec);
-                                  SESSION_NTOH_TABLEINFO(e);
-                                  print_session(*e, verbose == kVerbose);
-                              });
+    return dpmgmt::walk_table(node, dump::kSession, &wire, sizeof wire, dump::kSessionsPerBatch, SESSION_NTOH_TABLEINFO,
+                              [&](const SESSION_TABLEINFO_S &e) { print_session(e, verbose == kVerbose); });
 }
 
 DPMGMT_API uint32_t SESSION_DisplayFastforwardSession(uint16_t node, const SESSION_TABLEKEY_S *key, uint16_t verbose) {
     SESSION_TABLEKEY_S wire = *key;
     SESSION_HTON_TABLEKEY(&wire);
-    return dpmgmt::dump_table(node, dump::kFastForward, &wire, sizeof wire, sizeof(SESSION_FASTFORWARDTABLEINFO_S),
-                              kFastforwardsPerBatch, [&](uint8_t *rec) {
-                                  auto *e = reinterpret_cast<SESSION_FASTFORWARDTABLEINFO_S *>(rec);
-                                  SESSION_NTOH_FASTFORWARDTABLEINFO(e);
-                                  print_fastforward(*e, verbose == kVerbose);
-                              });
+    return dpmgmt::walk_table(node, dump::kFastForward, &wire, sizeof wire, kFastforwardsPerBatch,
+                              SESSION_NTOH_FASTFORWARDTABLEINFO,
+                              [&](const SESSION_FASTFORWARDTABLEINFO_S &e) { print_fastforward(e, verbose == kVerbose); });
 }
 
 DPMGMT_API uint32_t SESSION_DisplayMcfsTable(uint16_t node, const SESSION_DUMPKEY_S *key, uint16_t verbose) {
     SESSION_DUMPKEY_S wire = *key;
     SESSION_HTON_DUMPKEY(&wire);
     uint32_t seen = 0;
-    const uint32_t count = dpmgmt::dump_table(node, dump::kMcfs, &wire, sizeof wire, sizeof(SESSION_TABLEINFO_S),
-                                              dump::kSessionsPerBatch, [&](uint8_t *rec) {
-                                                  auto *e = reinterpret_cast<SESSION_TABLEINFO_S *>(rec);
-                                                  SESSION_NTOH_TABLEINFO(e);
+    const uint32_t count = dpmgmt::walk_table(node, dump::kMcfs, &wire, sizeof wire, dump::kSessionsPerBatch,
+                                              SESSION_NTOH_TABLEINFO, [&](const SESSION_TABLEINFO_S &e) {
                                                   if (verbose == kVerbose)
-                                                      print_mcfs_verbose(*e);
+                                                      print_mcfs_verbose(e);
                                                   else
-                                                      print_mcfs_brief(*e, seen == 0);
+                                                      print_mcfs_brief(e, seen == 0);
                                                   ++seen;
                                               });
     // The brief form closes the last group's interface list.
@@ -171,12 +162,8 @@ DPMGMT_API uint32_t SESSION_DisplayMcfsTable(uint16_t node, const SESSION_DUMPKE
 }
 
 DPMGMT_API uint32_t SESSION_DisplayRelation(uint16_t node, const uint8_t *key) {
-    return dpmgmt::dump_table(node, dump::kRelation, key, 1, sizeof(SESSION_RELATIONINFO_S), kRelationsPerBatch,
-                              [&](uint8_t *rec) {
-                                  auto *e = reinterpret_cast<SESSION_RELATIONINFO_S *>(rec);
-                                  SESSION_NTOH_RELATIONINFO(e);
-                                  print_relation(*e);
-                              });
+    return dpmgmt::walk_table(node, dump::kRelation, key, 1, kRelationsPerBatch, SESSION_NTOH_RELATIONINFO,
+                              print_relation);
 }
 
 }  // extern "C"

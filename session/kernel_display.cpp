@@ -184,8 +184,9 @@ void print_kernel_blocks(const SESSION_KERNELINFO_S &e) {
     }
 }
 
-void print_kernel_session(SESSION_KERNELINFO_S &e) {
-    dpmgmt::swap_fields(&e, kKernelInfoFields);
+void convert_kernel_session(SESSION_KERNELINFO_S *e) { dpmgmt::swap_fields(e, kKernelInfoFields); }
+
+void print_kernel_session(const SESSION_KERNELINFO_S &e) {
     std::puts("Initiator:\r");
     print_kernel_direction(e, 0);
     std::puts("Responder:\r");
@@ -207,8 +208,7 @@ void print_ext_vpn(const SESSION_RELATIONINFOALL_S &e) {
     }
 }
 
-void print_relation_detail(SESSION_RELATIONINFOALL_S &e) {
-    SESSION_NTOH_RELATIONINFOALL(&e);
+void print_relation_detail(const SESSION_RELATIONINFOALL_S &e) {
     print_relation_addresses(e.stTuple, e.aucDsLitePeer);
     print_relation_protocol(e.stTuple, e.uiTTL, e.uiAppId);
 
@@ -255,17 +255,15 @@ extern "C" {
 DPMGMT_API uint32_t SESSION_DisplaySessionKernel(uint16_t node, const SESSION_DUMPKEY_S *key) {
     SESSION_DUMPKEY_S wire = *key;
     SESSION_HTON_DUMPKEY(&wire);
-    return dpmgmt::dump_table(
-        node, dpmgmt::dump::kSessionKernel, &wire, sizeof wire, sizeof(SESSION_KERNELINFO_S), kKernelPerBatch,
-        [](uint8_t *rec) { print_kernel_session(*reinterpret_cast<SESSION_KERNELINFO_S *>(rec)); });
+    return dpmgmt::walk_table(node, dpmgmt::dump::kSessionKernel, &wire, sizeof wire, kKernelPerBatch,
+                              convert_kernel_session, print_kernel_session);
 }
 
 DPMGMT_API uint32_t SESSION_DisplayRelationInfo(uint16_t node, const SESSION_RELATION_KEY_S *key) {
     SESSION_RELATION_KEY_S wire = *key;
     SESSION_HTON_RELATION_KEY(&wire);
-    return dpmgmt::dump_table(
-        node, dpmgmt::dump::kRelationInfo, &wire, sizeof wire, sizeof(SESSION_RELATIONINFOALL_S), kRelationsPerBatch,
-        [](uint8_t *rec) { print_relation_detail(*reinterpret_cast<SESSION_RELATIONINFOALL_S *>(rec)); });
+    return dpmgmt::walk_table(node, dpmgmt::dump::kRelationInfo, &wire, sizeof wire, kRelationsPerBatch,
+                              SESSION_NTOH_RELATIONINFOALL, print_relation_detail);
 }
 
 }  // extern "C"

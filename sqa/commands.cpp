@@ -3,7 +3,7 @@
 //
 // Set commands answer with a u32 result code.  Get commands send the
 // caller's record as the query and replace it with the reply only when the
-// exchange succeeded.
+// exchange succeeded; bytes a short reply does not carry come back as 0.
 #include "channels/exchange.h"
 #include "channels/protocol.h"
 #include "sqa/layouts.h"
@@ -26,14 +26,6 @@ uint32_t send_filter(uint32_t type, uint32_t ip1, uint32_t ip2, uint16_t flag) {
         .copy(offsetof(SQA_FILTER_S, uiFilterIp2), &ip2, sizeof ip2)
         .put16(offsetof(SQA_FILTER_S, usFilterFlag), flag);
     return svc_command(type, p);
-}
-
-// Sends the record as the query and, on success only, replaces it with the
-// converted reply; bytes a short reply does not carry come back as 0.
-template <class Record, std::size_t N>
-uint32_t query(uint32_t type, Record *record, const Layout<Record, N> &layout) {
-    if (record == nullptr) return DPMGMT_ERR_FAILED;
-    return query_record(type, record_request(*record, layout), record, layout, ShortReply::kZeroFills);
 }
 
 }  // namespace
@@ -65,19 +57,19 @@ DPMGMT_API uint32_t SQA_IPC_SetRemark(const SQA_REMARK_S *remark) {
 }
 
 DPMGMT_API uint32_t SQA_IPC_GetRemark(SQA_REMARK_S *remark) {
-    return query(kSqaGetRemark, remark, sqa::kRemarkLayout);
+    return query_current(kSqaGetRemark, remark, sqa::kRemarkLayout, ShortReply::kZeroFills);
 }
 
 DPMGMT_API uint32_t SQA_IPC_GetSqaEnable(SQA_SWITCH_QUERY_S *query_) {
-    return query(kSqaGetSqaEnable, query_, sqa::kSwitchQueryLayout);
+    return query_current(kSqaGetSqaEnable, query_, sqa::kSwitchQueryLayout, ShortReply::kZeroFills);
 }
 
 DPMGMT_API uint32_t SQA_IPC_GetListeningPort(SQA_SWITCH_QUERY_S *query_) {
-    return query(kSqaGetListeningPort, query_, sqa::kSwitchQueryLayout);
+    return query_current(kSqaGetListeningPort, query_, sqa::kSwitchQueryLayout, ShortReply::kZeroFills);
 }
 
 DPMGMT_API uint32_t SQA_IPC_GetFilterAddress(SQA_FILTER_QUERY_S *query_) {
-    return query(kSqaGetFilterAddress, query_, sqa::kFilterQueryLayout);
+    return query_current(kSqaGetFilterAddress, query_, sqa::kFilterQueryLayout, ShortReply::kZeroFills);
 }
 
 }  // extern "C"

@@ -1,6 +1,6 @@
 // Where the numbers of every SQA record lie, described once against the
-// public records and applied by swap_fields: the store, the commands and the displays all convert
-// through these lists.
+// public records and applied by swap_fields: the store, the commands and
+// the displays all convert through these lists.
 #ifndef DPMGMT_SQA_LAYOUTS_H
 #define DPMGMT_SQA_LAYOUTS_H
 
@@ -12,38 +12,30 @@ namespace dpmgmt::sqa {
 // Settings records: only the three 16-bit numbers travel converted; the
 // filter's address words and every reserved word are stored as they are.
 inline constexpr auto kSipDbValueLayout = layout<SQA_SIP_DBVALUE_S>({
-    DPMGMT_FIELD(SQA_SIP_DBVALUE_S, usSipPort),
-    DPMGMT_FIELD(SQA_SIP_DBVALUE_S, stFilter.usFilterFlag),
+    DPMGMT_FIELD(SQA_SIP_DBVALUE_S, usSipPort), DPMGMT_FIELD(SQA_SIP_DBVALUE_S, stFilter.usFilterFlag),
     DPMGMT_FIELD(SQA_SIP_DBVALUE_S, usEnable),
 });
 inline constexpr auto kH323DbValueLayout = layout<SQA_H323_DBVALUE_S>({
-    DPMGMT_FIELD(SQA_H323_DBVALUE_S, usEnable),
-    DPMGMT_FIELD(SQA_H323_DBVALUE_S, usH225Port),
+    DPMGMT_FIELD(SQA_H323_DBVALUE_S, usEnable), DPMGMT_FIELD(SQA_H323_DBVALUE_S, usH225Port),
     DPMGMT_FIELD(SQA_H323_DBVALUE_S, stFilter.usFilterFlag),
 });
 
 // Command records: every numeric field, in both directions.
 inline constexpr auto kRemarkLayout = layout<SQA_REMARK_S>({
-    DPMGMT_FIELD(SQA_REMARK_S, uiRemarkKey1),
-    DPMGMT_FIELD(SQA_REMARK_S, uiRemarkKey2),
-    DPMGMT_FIELD(SQA_REMARK_S, usRemarkFlag),
-    DPMGMT_FIELD(SQA_REMARK_S, usRemarkValue),
+    DPMGMT_FIELD(SQA_REMARK_S, uiRemarkKey1), DPMGMT_FIELD(SQA_REMARK_S, uiRemarkKey2),
+    DPMGMT_FIELD(SQA_REMARK_S, usRemarkFlag), DPMGMT_FIELD(SQA_REMARK_S, usRemarkValue),
 });
 inline constexpr auto kSwitchQueryLayout = layout<SQA_SWITCH_QUERY_S>({
-    DPMGMT_FIELD(SQA_SWITCH_QUERY_S, uiProtocol),
-    DPMGMT_FIELD(SQA_SWITCH_QUERY_S, usValue),
+    DPMGMT_FIELD(SQA_SWITCH_QUERY_S, uiProtocol), DPMGMT_FIELD(SQA_SWITCH_QUERY_S, usValue),
 });
 inline constexpr auto kFilterQueryLayout = layout<SQA_FILTER_QUERY_S>({
-    DPMGMT_FIELD(SQA_FILTER_QUERY_S, uiProtocol),
-    DPMGMT_FIELD(SQA_FILTER_QUERY_S, uiFilterIp1),
-    DPMGMT_FIELD(SQA_FILTER_QUERY_S, uiFilterIp2),
-    DPMGMT_FIELD(SQA_FILTER_QUERY_S, usFilterFlag),
+    DPMGMT_FIELD(SQA_FILTER_QUERY_S, uiProtocol), DPMGMT_FIELD(SQA_FILTER_QUERY_S, uiFilterIp1),
+    DPMGMT_FIELD(SQA_FILTER_QUERY_S, uiFilterIp2), DPMGMT_FIELD(SQA_FILTER_QUERY_S, usFilterFlag),
 });
 
 // Call entries: addresses stay in network order for the formatter.
 inline constexpr auto kCallEntryLayout = layout<SQA_SIP_CALLENTRY_S>({
-    DPMGMT_FIELD(SQA_SIP_CALLENTRY_S, usCallerPort),
-    DPMGMT_FIELD(SQA_SIP_CALLENTRY_S, usCalleePort),
+    DPMGMT_FIELD(SQA_SIP_CALLENTRY_S, usCallerPort), DPMGMT_FIELD(SQA_SIP_CALLENTRY_S, usCalleePort),
 });
 
 // The six time words the displays show; the three after them are converted
@@ -80,8 +72,7 @@ inline constexpr auto kH323VerboseLayout = join(
         DPMGMT_FIELD(SQA_H323_CALLENTRY_VERBOSE_S, ulFwdOctets),
         DPMGMT_FIELD(SQA_H323_CALLENTRY_VERBOSE_S, ulRevPackets),
         DPMGMT_FIELD(SQA_H323_CALLENTRY_VERBOSE_S, ulRevOctets),
-        DPMGMT_FIELD(SQA_H323_CALLENTRY_VERBOSE_S, usVlanId),
-        DPMGMT_FIELD(SQA_H323_CALLENTRY_VERBOSE_S, uiFwdMos),
+        DPMGMT_FIELD(SQA_H323_CALLENTRY_VERBOSE_S, usVlanId), DPMGMT_FIELD(SQA_H323_CALLENTRY_VERBOSE_S, uiFwdMos),
         DPMGMT_FIELD(SQA_H323_CALLENTRY_VERBOSE_S, uiRevMos),
         DPMGMT_FIELD(SQA_H323_CALLENTRY_VERBOSE_S, ulReserved),
         DPMGMT_FIELD(SQA_H323_CALLENTRY_VERBOSE_S, uiVxlanId),
@@ -94,8 +85,7 @@ inline constexpr auto kStatisticsLayout = join(
     layout<SQA_CALL_STATISTICS_S>({DPMGMT_FIELD(SQA_CALL_STATISTICS_S, uiReserved)}));
 
 inline constexpr auto kDebugSwitchLayout = layout<SQA_DEBUG_SWITCH_S>({
-    DPMGMT_FIELD(SQA_DEBUG_SWITCH_S, uiSwitchBits),
-    DPMGMT_FIELD(SQA_DEBUG_SWITCH_S, usValue),
+    DPMGMT_FIELD(SQA_DEBUG_SWITCH_S, uiSwitchBits), DPMGMT_FIELD(SQA_DEBUG_SWITCH_S, usValue),
 });
 
 }  // namespace dpmgmt::sqa
