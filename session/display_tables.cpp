@@ -3,21 +3,15 @@
 // buffer and printed at once.
 #include <cstdio>
 
-#include "channels/dump_walk.h"
-#include "channels/protocol.h"
 #include "dpmgmt/session.h"
 #include "platform/platform.h"
 #include "session/display_text.h"
+#include "session/table_walks.h"
 
 namespace {
 
 using namespace dpmgmt::display;
-namespace dump = dpmgmt::dump;
-
-// Records in one pull buffer: just under 8000 bytes each (sessions:
-// dump::kSessionsPerBatch).
-constexpr uint32_t kFastforwardsPerBatch = 57;
-constexpr uint32_t kRelationsPerBatch = 105;
+using namespace dpmgmt::session;
 
 constexpr uint16_t kVerbose = 1;
 
@@ -130,40 +124,30 @@ void print_relation(const SESSION_RELATIONINFO_S &e) {
 extern "C" {
 
 DPMGMT_API uint32_t SESSION_DisplaySession(uint16_t node, const SESSION_DUMPKEY_S *key, uint16_t verbose) {
-    SESSION_DUMPKEY_S wire = *key;
-    SESSION_HTON_DUMPKEY(&wire);
-    return dpmgmt::walk_table(node, dump::kSession, &wire, sizeof wire, dump::kSessionsPerBatch, SESSION_NTOH_TABLEINFO,
-                              [&](const SESSION_TABLEINFO_S &e) { print_session(e, verbose == kVerbose); });
+    return walk_session_table(node, *key, [&](const SESSION_TABLEINFO_S &e) { print_session(e, verbose == kVerbose); });
 }
 
 DPMGMT_API uint32_t SESSION_DisplayFastforwardSession(uint16_t node, const SESSION_TABLEKEY_S *key, uint16_t verbose) {
-    SESSION_TABLEKEY_S wire = *key;
-    SESSION_HTON_TABLEKEY(&wire);
-    return dpmgmt::walk_table(node, dump::kFastForward, &wire, sizeof wire, kFastforwardsPerBatch,
-                              SESSION_NTOH_FASTFORWARDTABLEINFO,
-                              [&](const SESSION_FASTFORWARDTABLEINFO_S &e) { print_fastforward(e, verbose == kVerbose); });
+    return walk_fastforward_table(
+        node, *key, [&](const SESSION_FASTFORWARDTABLEINFO_S &e) { print_fastforward(e, verbose == kVerbose); });
 }
 
 DPMGMT_API uint32_t SESSION_DisplayMcfsTable(uint16_t node, const SESSION_DUMPKEY_S *key, uint16_t verbose) {
-    SESSION_DUMPKEY_S wire = *key;
-    SESSION_HTON_DUMPKEY(&wire);
     uint32_t seen = 0;
-    const uint32_t count = dpmgmt::walk_table(node, dump::kMcfs, &wire, sizeof wire, dump::kSessionsPerBatch,
-                                              SESSION_NTOH_TABLEINFO, [&](const SESSION_TABLEINFO_S &e) {
-                                                  if (verbose == kVerbose)
-                                                      print_mcfs_verbose(e);
-                                                  else
-                                                      print_mcfs_brief(e, seen == 0);
-                                                  ++seen;
-                                              });
+    const uint32_t count = walk_mcfs_table(node, *key, [&](const SESSION_TABLEINFO_S &e) {
+        if (verbose == kVerbose)
+            print_mcfs_verbose(e);
+        else
+            print_mcfs_brief(e, seen == 0);
+        ++seen;
+    });
     // The brief form closes the last group's interface list.
     if (count != 0 && verbose != kVerbose) std::puts("\r");
     return count;
 }
 
 DPMGMT_API uint32_t SESSION_DisplayRelation(uint16_t node, const uint8_t *key) {
-    return dpmgmt::walk_table(node, dump::kRelation, key, 1, kRelationsPerBatch, SESSION_NTOH_RELATIONINFO,
-                              print_relation);
+    return walk_relation_table(node, key, print_relation);
 }
 
 }  // extern "C"

@@ -2,6 +2,7 @@
 #include "dpmgmt/api.h"
 #include "dpmgmt/channels.h"
 #include "dpmgmt/connlmt.h"
+#include "dpmgmt/records.h"
 #include "dpmgmt/result.h"
 #include "dpmgmt/session.h"
 #include "dpmgmt/session_commands.h"
