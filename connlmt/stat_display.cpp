@@ -11,6 +11,7 @@
 #include "channels/names.h"
 #include "channels/wire.h"
 #include "dpmgmt/connlmt.h"
+#include "dpmgmt/records.h"
 #include "platform/dev.h"
 #include "platform/names.h"
 #include "platform/rc.h"
@@ -66,8 +67,7 @@ void print_vpn(uint16_t vrf) {
     printf("     VPN instance        : %-31s\r\n", name);
 }
 
-void print_node(CONNLMT_STATNODE_S &node, uint32_t family) {
-    swap_fields(&node, kNodeFields);
+void print_node(const CONNLMT_STATNODE_S &node, uint32_t family) {
 
     fputs(" Src IP address          : ", stdout);
     print_address(node.stSrcIp, family);
@@ -146,6 +146,35 @@ CONNLMT_STATNODE_KEY_S build_key(uint32_t keyWord, const CONNLMT_STATNODE_FILTER
     return key;
 }
 
+// The one walk of the statistic nodes the filter selects: afterOpen() once
+// the dump is open, then for every chunk onChunk(delivered) and each whole
+// node in it, copied and converted to host order, to onNode(node).
+// 0x40010001 when the dump cannot be opened or its buffer had (*walked
+// false); otherwise the result of the pull that ended the dump (*walked
+// true).
+template <class AfterOpen, class OnChunk, class OnNode>
+uint32_t walk_stat_nodes(uint16_t node, uint32_t keyWord, const CONNLMT_STATNODE_FILTER_S &filter, bool *walked,
+                         AfterOpen &&afterOpen, OnChunk &&onChunk, OnNode &&onNode) {
+    *walked = false;
+    const CONNLMT_STATNODE_KEY_S key = build_key(keyWord, filter);
+    const Dump dump(node, CONNLMT_STATNODE_DUMP_TYPE, &key, sizeof key);
+    if (!dump.opened()) return DPMGMT_ERR_FAILED;
+    afterOpen();
+    const HeapBuffer buf(kPullBufferSize);
+    if (!buf.ok()) return DPMGMT_ERR_FAILED;
+    *walked = true;
+    return pull_chunks(dump, buf, [&](uint8_t *data, uint32_t delivered) {
+        onChunk(delivered);
+        for (uint32_t i = 0; i < delivered / kNodeSize; ++i) {
+            CONNLMT_STATNODE_S rec;
+            std::memcpy(&rec, data + static_cast<std::size_t>(i) * kNodeSize, kNodeSize);
+            swap_fields(&rec, kNodeFields);
+            onNode(rec);
+        }
+        return true;
+    });
+}
+
 }  // namespace
 
 extern "C" {
@@ -153,39 +182,36 @@ extern "C" {
 DPMGMT_API uint32_t CONNLMT_Dump_DisStatNodes(uint16_t node, uint32_t keyWord,
                                               const CONNLMT_STATNODE_FILTER_S *filter, uint16_t mode) {
     if (filter == nullptr) return DPMGMT_ERR_FAILED;
-    const CONNLMT_STATNODE_KEY_S key = build_key(keyWord, *filter);
-    Dump dump(node, CONNLMT_STATNODE_DUMP_TYPE, &key, sizeof key);
-    if (!dump.opened()) return DPMGMT_ERR_FAILED;
-    print_heading(node);
-    const HeapBuffer buf(kPullBufferSize);
-    if (!buf.ok()) return DPMGMT_ERR_FAILED;
-
+    const auto heading = [&] { print_heading(node); };
     const uint32_t family = filter->uiIpVersion;
+    bool walked = false;
     uint32_t rc;
     if (mode == CONNLMT_STAT_MODE_COUNT) {
         uint32_t count = 0;
-        rc = pull_chunks(dump, buf, [&](uint8_t *, uint32_t delivered) {
-            count += delivered / kNodeSize;
-            return true;
-        });
+        rc = walk_stat_nodes(node, keyWord, *filter, &walked, heading, [](uint32_t) {},
+                             [&](const CONNLMT_STATNODE_S &) { ++count; });
+        if (!walked) return rc;
         printf("       Current limit statistic nodes count is %u.\r\n", count);
     } else {
         uint64_t received = 0;
-        rc = pull_chunks(dump, buf, [&](uint8_t *data, uint32_t delivered) {
-            received += delivered;
-            for (uint32_t i = 0; i < delivered / kNodeSize; ++i) {
-                CONNLMT_STATNODE_S rec;
-                std::memcpy(&rec, data + static_cast<std::size_t>(i) * kNodeSize, kNodeSize);
-                print_node(rec, family);
-            }
-            return true;
-        });
+        rc = walk_stat_nodes(
+            node, keyWord, *filter, &walked, heading, [&](uint32_t delivered) { received += delivered; },
+            [&](const CONNLMT_STATNODE_S &rec) { print_node(rec, family); });
+        if (!walked) return rc;
         if (received == 0) {
             const char *text = RC_LoadString(CONNLMT_RC_NO_STATNODE);
             printf("%s", text != nullptr ? text : "");
         }
     }
     return rc;
+}
+
+DPMGMT_API uint32_t dpmgmt_walk_limit_nodes(uint16_t node, uint32_t keyWord, const CONNLMT_STATNODE_FILTER_S *filter,
+                                            dpmgmt_limit_node_fn fn, void *context) {
+    if (filter == nullptr || fn == nullptr) return DPMGMT_ERR_FAILED;
+    bool walked = false;
+    return walk_stat_nodes(node, keyWord, *filter, &walked, [] {}, [](uint32_t) {},
+                           [&](const CONNLMT_STATNODE_S &rec) { fn(&rec, context); });
 }
 
 DPMGMT_API uint32_t CONNLMT_Dump_GetStatistics(uint16_t node, uint32_t keyWord, CONNLMT_STATISTICS_S *stats) {

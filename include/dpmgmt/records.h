@@ -1,5 +1,5 @@
 /** @file
- * @brief The session tables as records, for programs that format them
+ * @brief The session tables and the limit statistic nodes as records, for programs that format them
  * themselves (structured output, exporters).
  *
  * Each walk reads one kernel table of the node, the same walk the text
@@ -12,6 +12,7 @@
 #ifndef DPMGMT_RECORDS_H
 #define DPMGMT_RECORDS_H
 
+#include "dpmgmt/connlmt.h"
 #include "dpmgmt/session_records.h"
 
 DPMGMT_EXTERN_C_BEGIN
@@ -41,6 +42,18 @@ DPMGMT_API uint32_t dpmgmt_walk_fastforward(uint16_t node, const SESSION_TABLEKE
 /** Walks the relations; key is one byte, sent as it is.  As
  * dpmgmt_walk_sessions. */
 DPMGMT_API uint32_t dpmgmt_walk_relations(uint16_t node, const uint8_t *key, dpmgmt_relation_fn fn, void *context);
+
+/** Receives one connection-limit statistic node and the caller's context. */
+typedef void (*dpmgmt_limit_node_fn)(const CONNLMT_STATNODE_S *entry, void *context);
+
+/** Walks the connection-limit statistic nodes the filter selects (the
+ * nodes CONNLMT_Dump_DisStatNodes prints), converted to host order;
+ * addresses stay in network order.
+ * @return 0x40010001 when the dump cannot be opened, its buffer cannot be
+ * had, or filter or fn is null; otherwise the result of the pull that
+ * ended the dump. */
+DPMGMT_API uint32_t dpmgmt_walk_limit_nodes(uint16_t node, uint32_t keyWord, const CONNLMT_STATNODE_FILTER_S *filter,
+                                            dpmgmt_limit_node_fn fn, void *context);
 
 /** @} */
 
