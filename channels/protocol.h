@@ -107,33 +107,19 @@ enum : uint32_t {
 // Dump types of the kernel's tables and records.  The connection-limit
 // dumps are public (CONNLMT_*_DUMP_TYPE in dpmgmt/connlmt.h).
 namespace dump {
+// clang-format off
 enum : uint32_t {
-    kSession = 0x140001,
-    kRelation = 0x140002,
-    kStatistics = 0x140003,
-    kFastForward = 0x140006,
-    kHotBackupPeer = 0x140009,
-    kMcfs = 0x140014,
-    kMcfsStatistics = 0x140015,
-    kStatFail = 0x140016,
-    kHistory = 0x140017,
-    kHotBackupRemain = 0x140019,
-    kTopStatistics = 0x14001a,
-    kSipBrief = 0x14001b,
-    kSipVerbose = 0x14001c,
-    kH323Brief = 0x14001f,
-    kH323Verbose = 0x140020,
-    kH323Probe = 0x140021,
-    kFdbStatistics = 0x140022,
-    kGlobalKernel = 0x140023,
-    kSessionKernel = 0x140024,
-    kRelationInfo = 0x140025,
-    kAgingQueue = 0x140026,
-    kIfKernel = 0x140027,
-    kAlgFailCount = 0x140029,
-    kAlgReset = 0x14002a,
+    kSession = 0x140001, kRelation = 0x140002, kStatistics = 0x140003,
+    kFastForward = 0x140006, kHotBackupPeer = 0x140009, kMcfs = 0x140014,
+    kMcfsStatistics = 0x140015, kStatFail = 0x140016, kHistory = 0x140017,
+    kHotBackupRemain = 0x140019, kTopStatistics = 0x14001a, kSipBrief = 0x14001b,
+    kSipVerbose = 0x14001c, kH323Brief = 0x14001f, kH323Verbose = 0x140020,
+    kH323Probe = 0x140021, kFdbStatistics = 0x140022, kGlobalKernel = 0x140023,
+    kSessionKernel = 0x140024, kRelationInfo = 0x140025, kAgingQueue = 0x140026,
+    kIfKernel = 0x140027, kAlgFailCount = 0x140029, kAlgReset = 0x14002a,
     kAlgSwitch = 0x14002b,
 };
+// clang-format on
 
 // Session entries in one chunk of the session and Mcfs dumps.
 inline constexpr uint32_t kSessionsPerBatch = 46;
