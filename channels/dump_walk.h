@@ -1,29 +1,38 @@
 // The one way the library reads kernel tables.
 //
-// A Dump owns the handle from DUMP_Request to DUMP_Terminate; a PullBuffer
-// owns the heap buffer chunks are pulled into.  Declare the Dump first and
-// the buffer second: the buffer is then freed before the dump is ended, on
-// every path.
+// A Dump owns the handle from DUMP_Request to DUMP_Terminate; a HeapBuffer
+// (channels/heap_buffer.h) owns the buffer chunks are pulled into.  Declare
+// the Dump first and the buffer second: the buffer is then freed before the
+// dump is ended, on every path.
 #ifndef DPMGMT_CHANNELS_DUMP_WALK_H
 #define DPMGMT_CHANNELS_DUMP_WALK_H
 
 #include <cstdint>
-#include <cstdlib>
+#include <utility>
 
-#include "dpmgmt/channels.h"
+#include "channels/heap_buffer.h"
+#include "dpmgmt/result.h"
 #include "platform/dump.h"
 
 namespace dpmgmt {
 
 class Dump {
 public:
+    // No dump: opened() is false until one is moved in.
+    Dump() = default;
     Dump(uint16_t node, uint32_t dumpType, const void *key, uint32_t keyLen)
         : handle_(DUMP_Request(node, dumpType, key, keyLen)) {}
-    ~Dump() {
-        if (opened()) DUMP_Terminate(handle_);
-    }
+    ~Dump() { end(); }
     Dump(const Dump &) = delete;
     Dump &operator=(const Dump &) = delete;
+    Dump(Dump &&other) noexcept : handle_(std::exchange(other.handle_, DUMP_INVALID_HANDLE)) {}
+    Dump &operator=(Dump &&other) noexcept {
+        if (this != &other) {
+            end();
+            handle_ = std::exchange(other.handle_, DUMP_INVALID_HANDLE);
+        }
+        return *this;
+    }
 
     bool opened() const { return handle_ != DUMP_INVALID_HANDLE; }
     // One pull; *delivered is cleared first.
@@ -31,25 +40,14 @@ public:
         *delivered = 0;
         return DUMP_Pull(handle_, len, buf, delivered);
     }
+    // Ends the dump now (nothing when none is open).
+    void end() {
+        if (opened()) DUMP_Terminate(handle_);
+        handle_ = DUMP_INVALID_HANDLE;
+    }
 
 private:
-    uint32_t handle_;
-};
-
-class PullBuffer {
-public:
-    explicit PullBuffer(uint32_t size) : data_(static_cast<uint8_t *>(std::malloc(size))), size_(size) {}
-    ~PullBuffer() { std::free(data_); }
-    PullBuffer(const PullBuffer &) = delete;
-    PullBuffer &operator=(const PullBuffer &) = delete;
-
-    bool ok() const { return data_ != nullptr; }
-    uint8_t *data() const { return data_; }
-    uint32_t size() const { return size_; }
-
-private:
-    uint8_t *data_;
-    uint32_t size_;
+    uint32_t handle_ = DUMP_INVALID_HANDLE;
 };
 
 // Pulls chunks while DUMP_Pull answers 0x40010009 and hands each one to
@@ -57,12 +55,13 @@ private:
 // count larger than the buffer is cut to the buffer.  Returns the result of
 // the last pull.
 template <class OnChunk>
-uint32_t pull_chunks(const Dump &dump, const PullBuffer &buf, OnChunk &&onChunk) {
+uint32_t pull_chunks(const Dump &dump, const HeapBuffer &buf, OnChunk &&onChunk) {
+    const auto size = static_cast<uint32_t>(buf.size());
     for (;;) {
         uint32_t delivered = 0;
-        const uint32_t rc = dump.pull(buf.data(), buf.size(), &delivered);
+        const uint32_t rc = dump.pull(buf.data(), size, &delivered);
         if (rc != DPMGMT_DUMP_CONTINUE) return rc;
-        if (delivered > buf.size()) delivered = buf.size();
+        if (delivered > size) delivered = size;
         if (!onChunk(buf.data(), delivered)) return rc;
     }
 }
@@ -73,7 +72,7 @@ uint32_t pull_chunks(const Dump &dump, const PullBuffer &buf, OnChunk &&onChunk)
 // (perBatch records); a shorter or empty batch is the last.  Returns the
 // number of records handed over.
 template <class OnRecord>
-uint32_t walk_records(const Dump &dump, const PullBuffer &buf, uint32_t recordSize, uint32_t perBatch,
+uint32_t walk_records(const Dump &dump, const HeapBuffer &buf, uint32_t recordSize, uint32_t perBatch,
                       OnRecord &&onRecord) {
     uint32_t count = 0;
     pull_chunks(dump, buf, [&](uint8_t *data, uint32_t delivered) {
@@ -93,9 +92,23 @@ uint32_t dump_table(uint16_t node, uint32_t dumpType, const void *key, uint32_t 
                     uint32_t perBatch, OnRecord &&onRecord) {
     Dump dump(node, dumpType, key, keyLen);
     if (!dump.opened()) return 0;
-    PullBuffer buf(recordSize * perBatch);
+    HeapBuffer buf(static_cast<std::size_t>(recordSize) * perBatch);
     if (!buf.ok()) return 0;
     return walk_records(dump, buf, recordSize, perBatch, onRecord);
+}
+
+// The table walk that yields records: dump_table over records of one
+// type, each converted in place to host order by `convert` before
+// onRecord(record) sees it.  A display is then a formatter over converted
+// records and never touches the wire.
+template <class Record, class OnRecord>
+uint32_t walk_table(uint16_t node, uint32_t dumpType, const void *key, uint32_t keyLen, uint32_t perBatch,
+                    void (*convert)(Record *), OnRecord &&onRecord) {
+    return dump_table(node, dumpType, key, keyLen, sizeof(Record), perBatch, [&](uint8_t *bytes) {
+        auto *record = reinterpret_cast<Record *>(bytes);
+        convert(record);
+        onRecord(*record);
+    });
 }
 
 // The single-record query: one pull of exactly recordSize bytes into the

@@ -1,14 +1,14 @@
 #include "channels/exchange.h"
 
-#include "channels/wire.h"
 #include "dpmgmt/channels.h"
 
 namespace dpmgmt {
 
-uint32_t svc_command(uint32_t type, const void *req, uint32_t reqLen, bool patient) {
+uint32_t svc_command(uint32_t type, const void *req, uint32_t reqLen, Wait wait) {
     uint8_t reply[4] = {};
-    const uint32_t rc = patient ? SESSION_MSG_SendRecvMsg_DontWait(SESSION_MSG_PORT, type, reqLen, req, 4, reply)
-                                : SESSION_MSG_SendRecvMsg(SESSION_MSG_PORT, type, reqLen, req, 4, reply);
+    const uint32_t rc = wait == Wait::kPatient
+                            ? SESSION_MSG_SendRecvMsg_DontWait(SESSION_MSG_PORT, type, reqLen, req, 4, reply)
+                            : SESSION_MSG_SendRecvMsg(SESSION_MSG_PORT, type, reqLen, req, 4, reply);
     if (rc != DPMGMT_OK) return rc;
     return load_be32(reply);
 }

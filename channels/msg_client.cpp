@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "channels/heap_buffer.h"
 #include "channels/wire.h"
 #include "dpmgmt/channels.h"
 #include "platform/socket.h"
@@ -15,17 +16,20 @@ namespace {
 
 constexpr uint8_t kAddrRecordSelector = 128;  // bytes 4-5 of the address record, host order
 
-// A heap buffer released on every path.
-class MsgBuffer {
+// The socket of one exchange, closed on every path.
+class ServiceSocket {
 public:
-    explicit MsgBuffer(void *p) : p_(p) {}
-    ~MsgBuffer() { std::free(p_); }
-    MsgBuffer(const MsgBuffer &) = delete;
-    MsgBuffer &operator=(const MsgBuffer &) = delete;
-    uint8_t *get() const { return static_cast<uint8_t *>(p_); }
+    explicit ServiceSocket(uint16_t port) : fd_(SESSION_MSG_Connect2Server(port)) {}
+    ~ServiceSocket() {
+        if (fd_ != -1) SESSION_MSG_Disconnect2Server(fd_);
+    }
+    ServiceSocket(const ServiceSocket &) = delete;
+    ServiceSocket &operator=(const ServiceSocket &) = delete;
+    bool ok() const { return fd_ != -1; }
+    int32_t fd() const { return fd_; }
 
 private:
-    void *p_;
+    int32_t fd_;
 };
 
 // reply maximum + 8, or 0 when that does not fit in 32 bits.
@@ -47,12 +51,11 @@ using Receiver = uint32_t (*)(int32_t, uint32_t, void *);
 
 uint32_t exchange(uint16_t port, uint32_t type, uint32_t reqLen, const void *req, uint32_t replyMax, void *reply,
                   Receiver receive) {
-    const int32_t fd = SESSION_MSG_Connect2Server(port);
-    if (fd == -1) return DPMGMT_ERR_FAILED;
-    uint32_t rc = SESSION_MSG_SendMsg(fd, type, reqLen, req);
-    if (rc == DPMGMT_OK) rc = receive(fd, replyMax, reply);
-    SESSION_MSG_Disconnect2Server(fd);
-    return rc;
+    const ServiceSocket socket(port);
+    if (!socket.ok()) return DPMGMT_ERR_FAILED;
+    const uint32_t rc = SESSION_MSG_SendMsg(socket.fd(), type, reqLen, req);
+    if (rc != DPMGMT_OK) return rc;
+    return receive(socket.fd(), replyMax, reply);
 }
 
 }  // namespace
@@ -106,7 +109,7 @@ DPMGMT_API uint32_t SESSION_MSG_GeneralCheck(const void *msg, uint32_t recvLen, 
 
 DPMGMT_API uint32_t SESSION_MSG_SendMsg(int32_t fd, uint32_t type, uint32_t payloadLen, const void *payload) {
     uint32_t total = 0;
-    MsgBuffer msg(_msg_CreateMsg(type, payloadLen, payload, &total));
+    const MallocPtr<uint8_t> msg(static_cast<uint8_t *>(_msg_CreateMsg(type, payloadLen, payload, &total)));
     if (msg.get() == nullptr) return DPMGMT_ERR_FAILED;
     // A short count is the transport's business: only an error fails.
     return SOCK_Send(fd, msg.get(), total, 0) == -1 ? DPMGMT_ERR_FAILED : DPMGMT_OK;
@@ -119,18 +122,18 @@ DPMGMT_API uint32_t SESSION_MSG_ErrorMsgReply(int32_t fd) {
 DPMGMT_API uint32_t SESSION_MSG_RecvMsg(int32_t fd, uint32_t replyMax, void *reply) {
     const uint32_t size = receive_size(replyMax);
     if (size == 0) return DPMGMT_ERR_FAILED;
-    MsgBuffer buf(std::malloc(size));
-    if (buf.get() == nullptr) return DPMGMT_ERR_FAILED;
-    const long n = SOCK_Recv(fd, buf.get(), size, 0);
+    const HeapBuffer buf(size);
+    if (!buf.ok()) return DPMGMT_ERR_FAILED;
+    const long n = SOCK_Recv(fd, buf.data(), size, 0);
     if (n <= 0 || static_cast<unsigned long>(n) > size) return DPMGMT_ERR_FAILED;
-    return accept_reply(buf.get(), static_cast<uint32_t>(n), reply);
+    return accept_reply(buf.data(), static_cast<uint32_t>(n), reply);
 }
 
 DPMGMT_API uint32_t SESSION_MSG_RecvMsg_DontWait(int32_t fd, uint32_t replyMax, void *reply) {
     const uint32_t size = receive_size(replyMax);
     if (size == 0) return DPMGMT_ERR_FAILED;
-    MsgBuffer buf(std::malloc(size));
-    if (buf.get() == nullptr) return DPMGMT_ERR_FAILED;
+    const HeapBuffer buf(size);
+    if (!buf.ok()) return DPMGMT_ERR_FAILED;
 
     struct {
         int64_t seconds;
@@ -143,9 +146,9 @@ DPMGMT_API uint32_t SESSION_MSG_RecvMsg_DontWait(int32_t fd, uint32_t replyMax, 
     bool progress = false;
     uint32_t rc = DPMGMT_ERR_FAILED;
     for (;;) {
-        const long n = SOCK_Recv(fd, buf.get(), size, 0);
+        const long n = SOCK_Recv(fd, buf.data(), size, 0);
         if (n > 0 && static_cast<unsigned long>(n) <= size) {
-            rc = accept_reply(buf.get(), static_cast<uint32_t>(n), reply);
+            rc = accept_reply(buf.data(), static_cast<uint32_t>(n), reply);
             break;
         }
         if (n >= 0) break;  // an empty datagram

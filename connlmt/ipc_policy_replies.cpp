@@ -5,11 +5,11 @@
 // record has before anything behind the head is converted.
 #include <cstring>
 
-#include "channels/exchange.h"
 #include "connlmt/ipc_wire.h"
 
 using namespace dpmgmt;
 using namespace dpmgmt::connlmt;
+using namespace dpmgmt::msg;
 
 namespace {
 
@@ -38,20 +38,21 @@ uint32_t unpack_policy(uint8_t *record, uint32_t replyMax, uint32_t rulesOffset,
         return DPMGMT_ERR_FAILED;
     // A caller's maximum may be too small even for the head: nothing past
     // it is touched, and without the count there is nothing to unpack.
-    swap_fields_within(record, replyMax, kPolicyHeadFields);
+    swap_fields_within(reinterpret_cast<CONNLMT_POLICY_S *>(record), replyMax, kPolicyHeadFields);
     if (replyMax < offsetof(CONNLMT_POLICY_S, uiRuleNum) + sizeof(uint32_t)) return DPMGMT_ERR_FAILED;
     const uint32_t ruleNum = load32(record + offsetof(CONNLMT_POLICY_S, uiRuleNum));
     if (ruleNum == 0) return DPMGMT_OK;
     if (ruleNum > rules_room(replyMax, rulesOffset)) return DPMGMT_ERR_FAILED;
     for (uint32_t i = 0; i < ruleNum; ++i)
-        swap_fields(record + rulesOffset + static_cast<std::size_t>(i) * kRuleSize, kRuleFieldsButAclType);
+        swap_fields(reinterpret_cast<CONNLMT_RULE_S *>(record + rulesOffset + static_cast<std::size_t>(i) * kRuleSize),
+                    kRuleFieldsButAclType);
     return DPMGMT_OK;
 }
 
 uint32_t query_policy(uint32_t type, uint16_t policyId, uint32_t family, void *record, uint32_t replyMax,
                       uint32_t rulesOffset, bool testNoSuchPolicy) {
     if (record == nullptr) return DPMGMT_ERR_FAILED;
-    const Payload<8> p = family_policy_request(family, policyId);
+    const Request<8> p = family_policy_request(family, policyId);
     const uint32_t rc = svc_query(type, p.data(), p.size(), record, replyMax);
     if (rc != DPMGMT_OK) return rc;
     return unpack_policy(static_cast<uint8_t *>(record), replyMax, rulesOffset, testNoSuchPolicy);
@@ -66,14 +67,14 @@ extern "C" {
 
 DPMGMT_API uint32_t CONNLMT_ipc_GetRule(uint16_t policyId, uint16_t ruleId, uint32_t family, CONNLMT_RULE_S *rule) {
     if (rule == nullptr) return DPMGMT_ERR_FAILED;
-    Payload<sizeof(CONNLMT_RULE_S)> p;
-    p.put32(offsetof(CONNLMT_RULE_S, uiIpVersion), family);
-    p.put16(offsetof(CONNLMT_RULE_S, usPolicyId), policyId);
-    p.put16(offsetof(CONNLMT_RULE_S, usRuleId), ruleId);
+    Request<sizeof(CONNLMT_RULE_S)> p;
+    p.put32(offsetof(CONNLMT_RULE_S, uiIpVersion), family)
+        .put16(offsetof(CONNLMT_RULE_S, usPolicyId), policyId)
+        .put16(offsetof(CONNLMT_RULE_S, usRuleId), ruleId);
     // Cleared first: a reply too short to carry the found flag reads as
     // "not found".
     uint8_t reply[kGetRuleReplySize] = {};
-    const uint32_t rc = svc_query(kMsgGetRule, p.data(), p.size(), reply, sizeof reply);
+    const uint32_t rc = svc_query(kConnlmtGetRule, p.data(), p.size(), reply, sizeof reply);
     if (rc != DPMGMT_OK) return rc;
     if (load32(reply + kGetRuleFoundOffset) == 0) return DPMGMT_ERR_NOT_EXIST;
     std::memcpy(rule, reply + kGetRuleRuleOffset, kRuleSize);
@@ -82,29 +83,29 @@ DPMGMT_API uint32_t CONNLMT_ipc_GetRule(uint16_t policyId, uint16_t ruleId, uint
 }
 
 DPMGMT_API uint32_t CONNLMT_ipc_GetPolicy(uint16_t policyId, uint32_t family, CONNLMT_POLICY_S *policy) {
-    return query_policy(kMsgGetPolicy, policyId, family, policy, full_reply_max(kPolicyHeadSize), kPolicyHeadSize,
+    return query_policy(kConnlmtGetPolicy, policyId, family, policy, full_reply_max(kPolicyHeadSize), kPolicyHeadSize,
                         true);
 }
 
 DPMGMT_API uint32_t CONNLMT_ipc_GetNextPolicy(uint16_t policyId, uint32_t family, CONNLMT_POLICY_S *policy) {
-    return query_policy(kMsgGetNextPolicy, policyId, family, policy, full_reply_max(kPolicyHeadSize),
+    return query_policy(kConnlmtGetNextPolicy, policyId, family, policy, full_reply_max(kPolicyHeadSize),
                         kPolicyHeadSize, true);
 }
 
 DPMGMT_API uint32_t CONNLMT_ipc_GetPolicyInfo(uint16_t policyId, uint32_t family, uint32_t replyMax,
                                               CONNLMT_POLICYINFO_S *info) {
-    return query_policy(kMsgGetPolicyInfo, policyId, family, info, replyMax, kInfoRulesOffset, false);
+    return query_policy(kConnlmtGetPolicyInfo, policyId, family, info, replyMax, kInfoRulesOffset, false);
 }
 
 DPMGMT_API uint32_t CONNLMT_ipc_GetNextPolicyInfo(uint16_t policyId, uint32_t family, CONNLMT_POLICYINFO_S *info) {
-    return query_policy(kMsgGetNextPolicyInfo, policyId, family, info, full_reply_max(kInfoRulesOffset),
+    return query_policy(kConnlmtGetNextPolicyInfo, policyId, family, info, full_reply_max(kInfoRulesOffset),
                         kInfoRulesOffset, true);
 }
 
 DPMGMT_API uint32_t CONNLMT_ipc_GetPolicyApplyList(uint16_t policyId, uint32_t family, CONNLMT_APPLYLIST_S *list) {
     if (list == nullptr) return DPMGMT_ERR_FAILED;
-    const Payload<8> p = family_policy_request(family, policyId);
-    const uint32_t rc = svc_query(kMsgGetPolicyApplyList, p.data(), p.size(), list, sizeof *list);
+    const Request<8> p = family_policy_request(family, policyId);
+    const uint32_t rc = svc_query(kConnlmtGetPolicyApplyList, p.data(), p.size(), list, sizeof *list);
     if (rc != DPMGMT_OK) return rc;
     list->uiApplyNum = bswap(list->uiApplyNum);
     if (list->uiApplyNum > CONNLMT_MAX_APPLY_NUM) return DPMGMT_ERR_FAILED;

@@ -7,72 +7,42 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "channels/wire.h"
+#include "channels/exchange.h"
+#include "channels/protocol.h"
 #include "dpmgmt/connlmt.h"
 
 namespace dpmgmt::connlmt {
 
-// Message types of the session service.
-enum MsgType : uint32_t {
-    kMsgGetDebug = 24,
-    kMsgSetDebug = 25,
-    kMsgAddPolicy = 26,
-    kMsgDelPolicy = 27,
-    kMsgAddRule = 28,
-    kMsgGetRule = 29,
-    kMsgDelRule = 30,
-    kMsgApplyPolicy = 31,
-    kMsgCancelPolicy = 32,
-    kMsgGetApplyPolicy = 33,
-    kMsgIsPolicyExist = 34,
-    kMsgGetPolicy = 35,
-    kMsgGetNextPolicy = 36,
-    kMsgGetNextPolicyId = 37,
-    kMsgGetPolicyApplyList = 38,
-    kMsgGetPolicyTotalNumber = 39,
-    kMsgResetStatistics = 40,
-    kMsgSetDes = 41,
-    kMsgGetPolicyInfo = 42,
-    kMsgGetNextPolicyInfo = 43,
-};
-
 // Every numeric field of a rule but uiAclType: the policy replies leave
 // that one as the service sent it.
-inline constexpr auto kRuleFieldsButAclType = layout<sizeof(CONNLMT_RULE_S)>({
-    {offsetof(CONNLMT_RULE_S, uiAclMode), 4},
-    {offsetof(CONNLMT_RULE_S, uiAclNum), 4},
-    {offsetof(CONNLMT_RULE_S, uiIpVersion), 4},
-    {offsetof(CONNLMT_RULE_S, usPolicyId), 2},
-    {offsetof(CONNLMT_RULE_S, usRuleId), 2},
-    {offsetof(CONNLMT_RULE_S, auiLimitData) + 0, 4},
-    {offsetof(CONNLMT_RULE_S, auiLimitData) + 4, 4},
-    {offsetof(CONNLMT_RULE_S, auiLimitData) + 8, 4},
-});
+inline constexpr auto kRuleFieldsButAclType = join(layout<CONNLMT_RULE_S>({
+                                                        DPMGMT_FIELD(CONNLMT_RULE_S, uiAclMode),
+                                                        DPMGMT_FIELD(CONNLMT_RULE_S, uiAclNum),
+                                                        DPMGMT_FIELD(CONNLMT_RULE_S, uiIpVersion),
+                                                        DPMGMT_FIELD(CONNLMT_RULE_S, usPolicyId),
+                                                        DPMGMT_FIELD(CONNLMT_RULE_S, usRuleId),
+                                                    }),
+                                                    DPMGMT_ARRAY_FIELDS(CONNLMT_RULE_S, auiLimitData));
 inline constexpr auto kRuleFields =
-    join(kRuleFieldsButAclType, layout<sizeof(CONNLMT_RULE_S)>({{offsetof(CONNLMT_RULE_S, uiAclType), 4}}));
+    join(kRuleFieldsButAclType, layout<CONNLMT_RULE_S>({DPMGMT_FIELD(CONNLMT_RULE_S, uiAclType)}));
 
-inline constexpr auto kDescriptionFields = layout<sizeof(CONNLMT_DESCRIPTION_S)>({
-    {offsetof(CONNLMT_DESCRIPTION_S, uiIpVersion), 4},
-    {offsetof(CONNLMT_DESCRIPTION_S, usPolicyId), 2},
+inline constexpr auto kDescriptionFields = layout<CONNLMT_DESCRIPTION_S>({
+    DPMGMT_FIELD(CONNLMT_DESCRIPTION_S, uiIpVersion), DPMGMT_FIELD(CONNLMT_DESCRIPTION_S, usPolicyId),
 });
 
 // The head shared by the policy replies (types 35, 36, 42, 43).
 inline constexpr uint32_t kPolicyHeadSize = offsetof(CONNLMT_POLICY_S, astRule);
-inline constexpr auto kPolicyHeadFields = layout<kPolicyHeadSize>({
-    {offsetof(CONNLMT_POLICY_S, uiPolicyWord0), 4},
-    {offsetof(CONNLMT_POLICY_S, usPolicyId), 2},
-    {offsetof(CONNLMT_POLICY_S, uiRuleNum), 4},
-    {offsetof(CONNLMT_POLICY_S, uiPolicyWord1), 4},
+inline constexpr auto kPolicyHeadFields = layout<CONNLMT_POLICY_S>({
+    DPMGMT_FIELD(CONNLMT_POLICY_S, uiPolicyWord0), DPMGMT_FIELD(CONNLMT_POLICY_S, usPolicyId),
+    DPMGMT_FIELD(CONNLMT_POLICY_S, uiRuleNum), DPMGMT_FIELD(CONNLMT_POLICY_S, uiPolicyWord1),
 });
+static_assert(offsetof(CONNLMT_POLICY_S, uiPolicyWord1) + 4 <= kPolicyHeadSize);
 static_assert(offsetof(CONNLMT_POLICYINFO_S, uiRuleNum) == offsetof(CONNLMT_POLICY_S, uiRuleNum));
 static_assert(offsetof(CONNLMT_POLICYINFO_S, uiPolicyWord1) == offsetof(CONNLMT_POLICY_S, uiPolicyWord1));
 
 // family u32 at 0, policy u16 at 4, 2 pad bytes.
-inline Payload<8> family_policy_request(uint32_t family, uint16_t policyId) {
-    Payload<8> p;
-    p.put32(0, family);
-    p.put16(4, policyId);
-    return p;
+inline Request<8> family_policy_request(uint32_t family, uint16_t policyId) {
+    return Request<8>().put32(0, family).put16(4, policyId);
 }
 
 }  // namespace dpmgmt::connlmt

@@ -8,8 +8,10 @@
 #include <cstring>
 
 #include "channels/dump_walk.h"
+#include "channels/names.h"
 #include "channels/wire.h"
 #include "dpmgmt/connlmt.h"
+#include "dpmgmt/records.h"
 #include "platform/dev.h"
 #include "platform/names.h"
 #include "platform/rc.h"
@@ -23,25 +25,19 @@ constexpr uint32_t kNodeSize = sizeof(CONNLMT_STATNODE_S);
 constexpr uint32_t kPullBufferSize = 8000;  // 100 nodes
 constexpr uint32_t kAddrTextSize = 46;
 constexpr uint32_t kVpnNameSize = 32;
-constexpr uint32_t kProtoNameSize = APR_PROTO_NAME_SIZE;
 constexpr uint32_t kPortTextSize = 7;
 constexpr uint16_t kPermit = 1;
 constexpr int kInet6 = 10;
 
-constexpr auto kNodeFields = layout<kNodeSize>({
-    {offsetof(CONNLMT_STATNODE_S, usSrcVrf), 2},
-    {offsetof(CONNLMT_STATNODE_S, usDstVrf), 2},
-    {offsetof(CONNLMT_STATNODE_S, usPort), 2},
-    {offsetof(CONNLMT_STATNODE_S, usRuleId), 2},
-    {offsetof(CONNLMT_STATNODE_S, usNewSessionFlag), 2},
-    {offsetof(CONNLMT_STATNODE_S, uiAclNum), 4},
-    {offsetof(CONNLMT_STATNODE_S, uiThresholdHigh), 4},
-    {offsetof(CONNLMT_STATNODE_S, uiThresholdLow), 4},
-    {offsetof(CONNLMT_STATNODE_S, uiSessionCount), 4},
-    {offsetof(CONNLMT_STATNODE_S, uiAclType), 4},
+constexpr auto kNodeFields = layout<CONNLMT_STATNODE_S>({
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, usSrcVrf), DPMGMT_FIELD(CONNLMT_STATNODE_S, usDstVrf),
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, usPort), DPMGMT_FIELD(CONNLMT_STATNODE_S, usRuleId),
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, usNewSessionFlag), DPMGMT_FIELD(CONNLMT_STATNODE_S, uiAclNum),
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, uiThresholdHigh), DPMGMT_FIELD(CONNLMT_STATNODE_S, uiThresholdLow),
+    DPMGMT_FIELD(CONNLMT_STATNODE_S, uiSessionCount), DPMGMT_FIELD(CONNLMT_STATNODE_S, uiAclType),
 });
 
-constexpr auto kStatisticsFields = layout_run<sizeof(CONNLMT_STATISTICS_S), 2>(0, 8, 8);
+constexpr auto kStatisticsFields = DPMGMT_ARRAY_FIELDS(CONNLMT_STATISTICS_S, aulCounter);
 
 // ACL labels by uiAclType; a type beyond the table gets no label.
 constexpr const char *kAclLabel[] = {"", "", "IPv6"};
@@ -54,7 +50,7 @@ bool all_zero(const CONNLMT_ADDR_S &a) {
     return a.auiIpv6[0] == 0 && a.auiIpv6[1] == 0 && a.auiIpv6[2] == 0 && a.auiIpv6[3] == 0;
 }
 
-void _dump_DisplayAddress(const CONNLMT_ADDR_S &addr, uint32_t family) {
+void print_address(const CONNLMT_ADDR_S &addr, uint32_t family) {
     char text[kAddrTextSize] = "Any";
     if (family != 0) {
         if (!all_zero(addr)) scnprintf(text, sizeof text, "%Q", addr.aucIpv6);
@@ -71,22 +67,20 @@ void print_vpn(uint16_t vrf) {
     printf("     VPN instance        : %-31s\r\n", name);
 }
 
-void print_node(CONNLMT_STATNODE_S &node, uint32_t family) {
-    swap_fields(&node, kNodeFields);
+void print_node(const CONNLMT_STATNODE_S &node, uint32_t family) {
 
     fputs(" Src IP address          : ", stdout);
-    _dump_DisplayAddress(node.stSrcIp, family);
+    print_address(node.stSrcIp, family);
     print_vpn(node.usSrcVrf);
     fputs(" Dst IP address          : ", stdout);
-    _dump_DisplayAddress(node.stDstIp, family);
+    print_address(node.stDstIp, family);
     print_vpn(node.usDstVrf);
 
-    char service[kProtoNameSize] = {};
+    char service[APR_PROTO_NAME_SIZE] = {};
     char port[kPortTextSize] = {};
     if (node.ucProtocol == 0) {
         std::strcpy(service, "All");
-    } else if (APR_GetProtoNameByID(node.ucProtocol, service) == 0) {
-        service[sizeof service - 1] = '\0';
+    } else if (protocol_name(service, node.ucProtocol, LetterCase::kAsStored)) {
         scnprintf(port, sizeof port, "/%u", static_cast<unsigned>(node.usPort));
     } else {
         scnprintf(service, sizeof service, "unknown(%u)", static_cast<unsigned>(node.ucProtocol));
@@ -152,6 +146,35 @@ CONNLMT_STATNODE_KEY_S build_key(uint32_t keyWord, const CONNLMT_STATNODE_FILTER
     return key;
 }
 
+// The one walk of the statistic nodes the filter selects: afterOpen() once
+// the dump is open, then for every chunk onChunk(delivered) and each whole
+// node in it, copied and converted to host order, to onNode(node).
+// 0x40010001 when the dump cannot be opened or its buffer had (*walked
+// false); otherwise the result of the pull that ended the dump (*walked
+// true).
+template <class AfterOpen, class OnChunk, class OnNode>
+uint32_t walk_stat_nodes(uint16_t node, uint32_t keyWord, const CONNLMT_STATNODE_FILTER_S &filter, bool *walked,
+                         AfterOpen &&afterOpen, OnChunk &&onChunk, OnNode &&onNode) {
+    *walked = false;
+    const CONNLMT_STATNODE_KEY_S key = build_key(keyWord, filter);
+    const Dump dump(node, CONNLMT_STATNODE_DUMP_TYPE, &key, sizeof key);
+    if (!dump.opened()) return DPMGMT_ERR_FAILED;
+    afterOpen();
+    const HeapBuffer buf(kPullBufferSize);
+    if (!buf.ok()) return DPMGMT_ERR_FAILED;
+    *walked = true;
+    return pull_chunks(dump, buf, [&](uint8_t *data, uint32_t delivered) {
+        onChunk(delivered);
+        for (uint32_t i = 0; i < delivered / kNodeSize; ++i) {
+            CONNLMT_STATNODE_S rec;
+            std::memcpy(&rec, data + static_cast<std::size_t>(i) * kNodeSize, kNodeSize);
+            swap_fields(&rec, kNodeFields);
+            onNode(rec);
+        }
+        return true;
+    });
+}
+
 }  // namespace
 
 extern "C" {
@@ -159,39 +182,36 @@ extern "C" {
 DPMGMT_API uint32_t CONNLMT_Dump_DisStatNodes(uint16_t node, uint32_t keyWord,
                                               const CONNLMT_STATNODE_FILTER_S *filter, uint16_t mode) {
     if (filter == nullptr) return DPMGMT_ERR_FAILED;
-    const CONNLMT_STATNODE_KEY_S key = build_key(keyWord, *filter);
-    Dump dump(node, CONNLMT_STATNODE_DUMP_TYPE, &key, sizeof key);
-    if (!dump.opened()) return DPMGMT_ERR_FAILED;
-    print_heading(node);
-    PullBuffer buf(kPullBufferSize);
-    if (!buf.ok()) return DPMGMT_ERR_FAILED;
-
+    const auto heading = [&] { print_heading(node); };
     const uint32_t family = filter->uiIpVersion;
+    bool walked = false;
     uint32_t rc;
     if (mode == CONNLMT_STAT_MODE_COUNT) {
         uint32_t count = 0;
-        rc = pull_chunks(dump, buf, [&](uint8_t *, uint32_t delivered) {
-            count += delivered / kNodeSize;
-            return true;
-        });
+        rc = walk_stat_nodes(node, keyWord, *filter, &walked, heading, [](uint32_t) {},
+                             [&](const CONNLMT_STATNODE_S &) { ++count; });
+        if (!walked) return rc;
         printf("       Current limit statistic nodes count is %u.\r\n", count);
     } else {
         uint64_t received = 0;
-        rc = pull_chunks(dump, buf, [&](uint8_t *data, uint32_t delivered) {
-            received += delivered;
-            for (uint32_t i = 0; i < delivered / kNodeSize; ++i) {
-                CONNLMT_STATNODE_S rec;
-                std::memcpy(&rec, data + static_cast<std::size_t>(i) * kNodeSize, kNodeSize);
-                print_node(rec, family);
-            }
-            return true;
-        });
+        rc = walk_stat_nodes(
+            node, keyWord, *filter, &walked, heading, [&](uint32_t delivered) { received += delivered; },
+            [&](const CONNLMT_STATNODE_S &rec) { print_node(rec, family); });
+        if (!walked) return rc;
         if (received == 0) {
             const char *text = RC_LoadString(CONNLMT_RC_NO_STATNODE);
             printf("%s", text != nullptr ? text : "");
         }
     }
     return rc;
+}
+
+DPMGMT_API uint32_t dpmgmt_walk_limit_nodes(uint16_t node, uint32_t keyWord, const CONNLMT_STATNODE_FILTER_S *filter,
+                                            dpmgmt_limit_node_fn fn, void *context) {
+    if (filter == nullptr || fn == nullptr) return DPMGMT_ERR_FAILED;
+    bool walked = false;
+    return walk_stat_nodes(node, keyWord, *filter, &walked, [] {}, [](uint32_t) {},
+                           [&](const CONNLMT_STATNODE_S &rec) { fn(&rec, context); });
 }
 
 DPMGMT_API uint32_t CONNLMT_Dump_GetStatistics(uint16_t node, uint32_t keyWord, CONNLMT_STATISTICS_S *stats) {

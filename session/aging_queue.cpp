@@ -7,16 +7,17 @@
 // read only as far as the bytes actually received.
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
 #include "channels/dump_walk.h"
-#include "channels/wire.h"
+#include "channels/exchange.h"
+#include "channels/protocol.h"
 #include "dpmgmt/session.h"
+
+using namespace dpmgmt;
 
 namespace {
 
-constexpr uint32_t kDumpAgingQueue = 0x140026;
 constexpr uint32_t kBatchBytes = 8000;
 constexpr uint32_t kHeaderBytes = 4;
 constexpr uint32_t kKnownRecordBytes = 20;
@@ -32,34 +33,17 @@ struct CoreRecord {
 CoreRecord read_core(const uint8_t *src, uint32_t size) {
     uint8_t raw[kKnownRecordBytes] = {};
     std::memcpy(raw, src, std::min(size, kKnownRecordBytes));
-    return CoreRecord{dpmgmt::load_be32(raw), dpmgmt::load_be16(raw + 4), dpmgmt::load_be32(raw + 8),
-                      dpmgmt::load_be32(raw + 12), dpmgmt::load_be32(raw + 16)};
+    return CoreRecord{load_be32(raw), load_be16(raw + 4), load_be32(raw + 8), load_be32(raw + 12),
+                      load_be32(raw + 16)};
 }
-
-// A zero-filled heap buffer owned for the call.
-class ZeroBuffer {
-public:
-    explicit ZeroBuffer(std::size_t size) : data_(static_cast<uint8_t *>(std::calloc(1, size))), size_(size) {}
-    ~ZeroBuffer() { std::free(data_); }
-    ZeroBuffer(const ZeroBuffer &) = delete;
-    ZeroBuffer &operator=(const ZeroBuffer &) = delete;
-    bool ok() const { return data_ != nullptr; }
-    uint8_t *data() const { return data_; }
-    void clear() const { std::memset(data_, 0, size_); }
-
-private:
-    uint8_t *data_;
-    std::size_t size_;
-};
 
 }  // namespace
 
 extern "C" DPMGMT_API uint32_t SESSION_GetAgingqueueState(uint16_t node) {
-    ZeroBuffer buf(kBatchBytes);
+    const HeapBuffer buf(kBatchBytes);
     if (!buf.ok()) return DPMGMT_ERR_FAILED;
-    dpmgmt::Payload<4> key;
-    key.put32(0, kBatchBytes);
-    dpmgmt::Dump dump(node, kDumpAgingQueue, key.data(), key.size());
+    const auto key = Request<4>().put32(0, kBatchBytes);
+    Dump dump(node, dump::kAgingQueue, key.data(), key.size());
     if (!dump.opened()) return DPMGMT_OK;
 
     uint32_t core = 0;
@@ -73,8 +57,8 @@ extern "C" DPMGMT_API uint32_t SESSION_GetAgingqueueState(uint16_t node) {
         if (length == 0) break;
         length = std::min(length, kBatchBytes);
         if (length < kHeaderBytes) continue;
-        const uint32_t records = dpmgmt::load_be16(buf.data());
-        const uint32_t size = dpmgmt::load_be16(buf.data() + 2);
+        const uint32_t records = load_be16(buf.data());
+        const uint32_t size = load_be16(buf.data() + 2);
         const uint32_t take = std::min(size, kKnownRecordBytes);
         for (uint32_t i = 0; i < records; ++i) {
             const uint64_t offset = kHeaderBytes + static_cast<uint64_t>(i) * size;

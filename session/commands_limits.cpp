@@ -3,18 +3,20 @@
 // lost; queries never start it and read 0 when it does not run.
 #include "dpmgmt/session.h"
 #include "platform/dev.h"
-#include "session/commands_io.h"
+#include "channels/exchange.h"
+#include "channels/protocol.h"
+
+using namespace dpmgmt;
+using namespace dpmgmt::msg;
 
 namespace {
-
-using namespace dpmgmt::session_cmd;
 
 // Selector 1 is not the session service's to limit: nothing is started and
 // nothing is sent for it.
 constexpr uint32_t kSelectorNotServed = 1;
 
 uint32_t set_selector(uint32_t type, uint32_t selector, uint32_t value) {
-    return send_values<8>(type, {{0, 4, selector}, {4, 4, value}});
+    return svc_command(type, Request<8>().put32(0, selector).put32(4, value));
 }
 
 uint32_t set_on_master(uint32_t type, uint32_t selector, uint32_t value) {
@@ -27,11 +29,9 @@ uint32_t set_on_master(uint32_t type, uint32_t selector, uint32_t value) {
 // A value, not a result code: 0 stands for "no value" and for failure.
 uint32_t get_selector(uint32_t type, uint32_t selector) {
     if (SESSION_Startup_IsRunning(DEV_GetSystemMaster()) != 1) return 0;
-    uint8_t req[4] = {};
-    place(req, sizeof(req), {{0, 4, selector}});
-    uint8_t reply[4] = {};
-    if (dpmgmt::svc_query(type, req, sizeof(req), reply, sizeof(reply)) != DPMGMT_OK) return 0;
-    return dpmgmt::load_be32(reply);
+    uint32_t value = 0;
+    if (query_value<4>(type, Request<4>().put32(0, selector), 0, &value) != DPMGMT_OK) return 0;
+    return value;
 }
 
 }  // namespace

@@ -2,11 +2,13 @@
 #include <cstring>
 
 #include "dpmgmt/session.h"
-#include "session/commands_io.h"
+#include "channels/exchange.h"
+#include "channels/protocol.h"
+
+using namespace dpmgmt;
+using namespace dpmgmt::msg;
 
 namespace {
-
-using namespace dpmgmt::session_cmd;
 
 // Scope (u16), two zero bytes, then the table key in network order.  The
 // service walks its whole table for these, so the exchange waits patiently
@@ -14,18 +16,17 @@ using namespace dpmgmt::session_cmd;
 uint32_t reset_flows(uint32_t type, uint16_t scope, const SESSION_TABLEKEY_S *key) {
     if (key == nullptr) return DPMGMT_ERR_FAILED;
     constexpr std::size_t kKeyOffset = 4;
-    uint8_t req[kKeyOffset + sizeof(SESSION_TABLEKEY_S)] = {};
-    place(req, sizeof(req), {{0, 2, scope}});
     SESSION_TABLEKEY_S wireKey;
     std::memcpy(&wireKey, key, sizeof(wireKey));
     SESSION_HTON_TABLEKEY(&wireKey);
-    std::memcpy(req + kKeyOffset, &wireKey, sizeof(wireKey));
-    return command(type, req, sizeof(req), true);
+    Request<kKeyOffset + sizeof(SESSION_TABLEKEY_S)> req;
+    req.put16(0, scope).copy(kKeyOffset, &wireKey, sizeof(wireKey));
+    return svc_command(type, req, Wait::kPatient);
 }
 
 // A u16 scope and a u32, two zero bytes between them.
 uint32_t reset_scope_word(uint32_t type, uint16_t first, uint32_t second) {
-    return send_values<8>(type, {{0, 2, first}, {4, 4, second}});
+    return svc_command(type, Request<8>().put16(0, first).put32(4, second));
 }
 
 }  // namespace
@@ -42,15 +43,15 @@ DPMGMT_API uint32_t SESSION_ResetMcfsSession(uint16_t scope, const SESSION_TABLE
 
 DPMGMT_API uint32_t SESSION_IPC_ResetRelation(uint16_t scope, const uint8_t *selector) {
     if (selector == nullptr) return DPMGMT_ERR_FAILED;
-    return send_values<4>(kResetRelation, {{0, 2, scope}, {2, 1, *selector}});
+    return svc_command(kResetRelation, Request<4>().put16(0, scope).put8(2, *selector));
 }
 
 DPMGMT_API uint32_t SESSION_IPC_ResetStatistics(uint16_t scope) {
-    return send_values<2>(kResetStatistics, {{0, 2, scope}});
+    return svc_command(kResetStatistics, Request<2>().put16(0, scope));
 }
 
 DPMGMT_API uint32_t SESSION_IPC_ResetMcfsStatistics(uint16_t scope) {
-    return send_values<2>(kResetMcfsStatistics, {{0, 2, scope}});
+    return svc_command(kResetMcfsStatistics, Request<2>().put16(0, scope));
 }
 
 DPMGMT_API uint32_t SESSION_IPC_ResetStatFail(uint16_t first, uint32_t second) {
@@ -63,7 +64,7 @@ DPMGMT_API uint32_t SESSION_IPC_ResetFdbStatistics(uint16_t first, uint32_t seco
 
 // Here the word comes first and the u16 behind it.
 DPMGMT_API uint32_t SESSION_IPC_ResetEventStatistics(uint32_t first, uint16_t second) {
-    return send_values<8>(kResetEventStatistics, {{0, 4, first}, {4, 2, second}});
+    return svc_command(kResetEventStatistics, Request<8>().put32(0, first).put16(4, second));
 }
 
 }  // extern "C"

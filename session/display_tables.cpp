@@ -3,24 +3,15 @@
 // buffer and printed at once.
 #include <cstdio>
 
-#include "channels/dump_walk.h"
 #include "dpmgmt/session.h"
 #include "platform/platform.h"
 #include "session/display_text.h"
+#include "session/table_walks.h"
 
 namespace {
 
 using namespace dpmgmt::display;
-
-constexpr uint32_t kDumpSession = 0x140001;
-constexpr uint32_t kDumpRelation = 0x140002;
-constexpr uint32_t kDumpFastforward = 0x140006;
-constexpr uint32_t kDumpMcfs = 0x140014;
-
-// Records in one pull buffer: just under 8000 bytes each.
-constexpr uint32_t kSessionsPerBatch = 46;
-constexpr uint32_t kFastforwardsPerBatch = 57;
-constexpr uint32_t kRelationsPerBatch = 105;
+using namespace dpmgmt::session;
 
 constexpr uint16_t kVerbose = 1;
 
@@ -133,53 +124,30 @@ void print_relation(const SESSION_RELATIONINFO_S &e) {
 extern "C" {
 
 DPMGMT_API uint32_t SESSION_DisplaySession(uint16_t node, const SESSION_DUMPKEY_S *key, uint16_t verbose) {
-    SESSION_DUMPKEY_S wire = *key;
-    SESSION_HTON_DUMPKEY(&wire);
-    return dpmgmt::dump_table(node, kDumpSession, &wire, sizeof wire, sizeof(SESSION_TABLEINFO_S), kSessionsPerBatch,
-                              [&](uint8_t *rec) {
-                                  auto *e = reinterpret_cast<SESSION_TABLEINFO_S *>(rec);
-                                  SESSION_NTOH_TABLEINFO(e);
-                                  print_session(*e, verbose == kVerbose);
-                              });
+    return walk_session_table(node, *key, [&](const SESSION_TABLEINFO_S &e) { print_session(e, verbose == kVerbose); });
 }
 
 DPMGMT_API uint32_t SESSION_DisplayFastforwardSession(uint16_t node, const SESSION_TABLEKEY_S *key, uint16_t verbose) {
-    SESSION_TABLEKEY_S wire = *key;
-    SESSION_HTON_TABLEKEY(&wire);
-    return dpmgmt::dump_table(node, kDumpFastforward, &wire, sizeof wire, sizeof(SESSION_FASTFORWARDTABLEINFO_S),
-                              kFastforwardsPerBatch, [&](uint8_t *rec) {
-                                  auto *e = reinterpret_cast<SESSION_FASTFORWARDTABLEINFO_S *>(rec);
-                                  SESSION_NTOH_FASTFORWARDTABLEINFO(e);
-                                  print_fastforward(*e, verbose == kVerbose);
-                              });
+    return walk_fastforward_table(
+        node, *key, [&](const SESSION_FASTFORWARDTABLEINFO_S &e) { print_fastforward(e, verbose == kVerbose); });
 }
 
 DPMGMT_API uint32_t SESSION_DisplayMcfsTable(uint16_t node, const SESSION_DUMPKEY_S *key, uint16_t verbose) {
-    SESSION_DUMPKEY_S wire = *key;
-    SESSION_HTON_DUMPKEY(&wire);
     uint32_t seen = 0;
-    const uint32_t count = dpmgmt::dump_table(node, kDumpMcfs, &wire, sizeof wire, sizeof(SESSION_TABLEINFO_S),
-                                              kSessionsPerBatch, [&](uint8_t *rec) {
-                                                  auto *e = reinterpret_cast<SESSION_TABLEINFO_S *>(rec);
-                                                  SESSION_NTOH_TABLEINFO(e);
-                                                  if (verbose == kVerbose)
-                                                      print_mcfs_verbose(*e);
-                                                  else
-                                                      print_mcfs_brief(*e, seen == 0);
-                                                  ++seen;
-                                              });
+    const uint32_t count = walk_mcfs_table(node, *key, [&](const SESSION_TABLEINFO_S &e) {
+        if (verbose == kVerbose)
+            print_mcfs_verbose(e);
+        else
+            print_mcfs_brief(e, seen == 0);
+        ++seen;
+    });
     // The brief form closes the last group's interface list.
     if (count != 0 && verbose != kVerbose) std::puts("\r");
     return count;
 }
 
 DPMGMT_API uint32_t SESSION_DisplayRelation(uint16_t node, const uint8_t *key) {
-    return dpmgmt::dump_table(node, kDumpRelation, key, 1, sizeof(SESSION_RELATIONINFO_S), kRelationsPerBatch,
-                              [&](uint8_t *rec) {
-                                  auto *e = reinterpret_cast<SESSION_RELATIONINFO_S *>(rec);
-                                  SESSION_NTOH_RELATIONINFO(e);
-                                  print_relation(*e);
-                              });
+    return walk_relation_table(node, key, print_relation);
 }
 
 }  // extern "C"

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "channels/names.h"
 #include "platform/platform.h"
 
 namespace dpmgmt::display {
@@ -62,18 +63,12 @@ void peer_text(char (&out)[kIpv6TextSize], const uint8_t *peer) {
 
 void proto_name(char (&out)[kProtoNameSize], uint32_t protocol) {
     preset(out, "-");
-    if (APR_GetProtoNameByID(protocol, out) == 0) {
-        out[kProtoNameSize - 1] = '\0';
-        uppercase(out);
-    }
+    protocol_name(out, protocol, LetterCase::kUpper);
 }
 
 void app_name(char (&out)[kAppNameSize], uint32_t appId) {
     preset(out, "-");
-    if (APR_GetAppNameByID(appId, out) == 0) {
-        out[kAppNameSize - 1] = '\0';
-        uppercase(out);
-    }
+    application_name(out, appId, LetterCase::kUpper);
 }
 
 void if_name(char (&out)[kIfNameSize], uint32_t ifIndex) {

@@ -12,14 +12,15 @@
 #include <cstdint>
 
 #include "dpmgmt/session.h"
+#include "platform/names.h"
 
 namespace dpmgmt::display {
 
 constexpr uint32_t kIpv4TextSize = 16;
 constexpr uint32_t kIpv6TextSize = 46;
-constexpr uint32_t kProtoNameSize = 32;
+constexpr uint32_t kProtoNameSize = APR_PROTO_NAME_SIZE;
 constexpr uint32_t kVpnNameSize = 32;
-constexpr uint32_t kAppNameSize = 64;
+constexpr uint32_t kAppNameSize = APR_APP_NAME_SIZE;
 constexpr uint32_t kIfNameSize = 48;
 constexpr uint32_t kTimeTextSize = 128;
 

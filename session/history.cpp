@@ -1,34 +1,21 @@
 // Session history: the kernel's samples of the past hour, 24 hours and 30
 // days, read into a caller's buffer and averaged for the operator.
 #include <cstdio>
-#include <cstdlib>
 
 #include "channels/dump_walk.h"
-#include "channels/wire.h"
+#include "channels/exchange.h"
+#include "channels/protocol.h"
 #include "dpmgmt/session.h"
+
+using namespace dpmgmt;
 
 namespace {
 
-constexpr uint32_t kDumpHistory = 0x140017;
 constexpr uint32_t kSampleBytes = 12;
 constexpr uint32_t kSamplesPerBatch = 666;
 constexpr uint32_t kSamplesPerPeriod = 720;
 
 enum Period : uint32_t { kPastHour = 0, kPast24Hours = 1, kPast30Days = 2 };
-
-// A heap buffer owned for the call.
-class HeapBuffer {
-public:
-    explicit HeapBuffer(std::size_t size) : data_(static_cast<uint8_t *>(std::malloc(size ? size : 1))) {}
-    ~HeapBuffer() { std::free(data_); }
-    HeapBuffer(const HeapBuffer &) = delete;
-    HeapBuffer &operator=(const HeapBuffer &) = delete;
-    bool ok() const { return data_ != nullptr; }
-    uint8_t *data() const { return data_; }
-
-private:
-    uint8_t *data_;
-};
 
 }  // namespace
 
@@ -40,12 +27,13 @@ DPMGMT_API uint32_t SESSION_GetHisStatics(uint16_t node, const SESSION_HISQUERY_
     const uint32_t wanted = static_cast<uint32_t>(query->usSampleSize) * query->uiSamples;
     if (wanted > bufferSize) return DPMGMT_ERR_FAILED;
 
-    dpmgmt::Payload<12> key;
-    key.put32(0, query->uiPeriod);
-    key.put32(4, query->uiSamples);
-    key.put16(8, query->usSampleSize);
-    key.copy(10, query->aucReserved, 2);
-    dpmgmt::Dump dump(node, kDumpHistory, key.data(), key.size());
+    constexpr auto kQuery = layout<SESSION_HISQUERY_S>({
+        DPMGMT_FIELD(SESSION_HISQUERY_S, uiPeriod),
+        DPMGMT_FIELD(SESSION_HISQUERY_S, uiSamples),
+        DPMGMT_FIELD(SESSION_HISQUERY_S, usSampleSize),
+    });
+    const auto key = record_request(*query, kQuery);
+    Dump dump(node, dump::kHistory, key.data(), key.size());
     if (!dump.opened()) return DPMGMT_ERR_FAILED;
 
     uint32_t received = 0;
@@ -81,8 +69,8 @@ DPMGMT_API void _session_HisComData_Get(uint16_t node, const SESSION_HISQUERY_S 
     uint64_t rate = 0;
     for (uint32_t i = 0; i < received; ++i) {
         const uint8_t *sample = buf.data() + static_cast<std::size_t>(kSampleBytes) * i;
-        rate += dpmgmt::load_be32(sample + 4);
-        sessions += dpmgmt::load_be32(sample + 8);
+        rate += load_be32(sample + 4);
+        sessions += load_be32(sample + 8);
     }
     // Divided by the samples asked for: a short history lowers the average.
     const uint64_t samples = query->uiSamples;

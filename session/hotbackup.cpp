@@ -2,71 +2,55 @@
 // reset of the session service, and the backup counters the kernel keeps
 // per peer.
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 
 #include "channels/dump_walk.h"
 #include "channels/exchange.h"
-#include "channels/wire.h"
+#include "channels/heap_buffer.h"
+#include "channels/protocol.h"
 #include "dpmgmt/session.h"
 #include "platform/platform.h"
 
+using namespace dpmgmt;
+
 namespace {
 
-constexpr uint32_t kMsgGetDebug = 44;
-constexpr uint32_t kMsgSetDebug = 45;
-constexpr uint32_t kMsgResetStatistics = 46;
-
-constexpr uint32_t kDumpPeerStatistics = 0x140009;
-constexpr uint32_t kDumpRemainMsg = 0x140019;
-
-struct FreeDeleter {
-    void operator()(uint16_t *p) const { std::free(p); }
-};
+constexpr auto kDebugSetting = layout<uint32_t>({{0, 4}});
 
 }  // namespace
 
 extern "C" {
 
 DPMGMT_API uint32_t HOTBACKUP_Ipc_GetDebug(uint32_t *setting) {
-    dpmgmt::Payload<4> req;
-    const uint32_t rc = dpmgmt::svc_query(kMsgGetDebug, req.data(), req.size(), setting, sizeof *setting);
-    if (rc == DPMGMT_OK) *setting = dpmgmt::bswap(*setting);
-    return rc;
+    return query_record(msg::kHotBackupGetDebug, Request<4>(), setting, kDebugSetting, ShortReply::kKeepsCaller);
 }
 
 DPMGMT_API uint32_t HOTBACKUP_Ipc_SetDebug(uint32_t value32, uint16_t value16) {
-    dpmgmt::Payload<8> req;
-    req.put32(0, value32);
-    req.put16(4, value16);
-    return dpmgmt::svc_command(kMsgSetDebug, req);
+    return svc_command(msg::kHotBackupSetDebug, Request<8>().put32(0, value32).put16(4, value16));
 }
 
 DPMGMT_API uint32_t HOTBACKUP_Ipc_ResetStatistics(uint16_t value16) {
-    dpmgmt::Payload<2> req;
-    req.put16(0, value16);
-    return dpmgmt::svc_command(kMsgResetStatistics, req);
+    return svc_command(msg::kHotBackupResetStatistics, Request<2>().put16(0, value16));
 }
 
 DPMGMT_API uint32_t SESSION_GetHotBackRemainMsg(uint16_t node) {
     uint8_t value[4] = {};
-    const dpmgmt::SingleRecord r = dpmgmt::dump_single(node, kDumpRemainMsg, nullptr, 0, value, sizeof value);
-    return r.opened && r.complete ? dpmgmt::load_be32(value) : 0;
+    const SingleRecord r = dump_single(node, dump::kHotBackupRemain, nullptr, 0, value, sizeof value);
+    return r.opened && r.complete ? load_be32(value) : 0;
 }
 
 DPMGMT_API uint32_t SESSION_GetHotBackStatistics(uint16_t node, uint16_t peer, SESSION_HOTBACKSTAT_S *record) {
     // This dump alone takes its key and record in host order.
     uint8_t key[2];
     std::memcpy(key, &peer, sizeof key);
-    const dpmgmt::SingleRecord r =
-        dpmgmt::dump_single(node, kDumpPeerStatistics, key, sizeof key, record, sizeof *record);
+    const SingleRecord r =
+        dump_single(node, dump::kHotBackupPeer, key, sizeof key, record, sizeof *record);
     return r.opened && r.complete ? DPMGMT_OK : DPMGMT_ERR_FAILED;
 }
 
 DPMGMT_API void HOTBACKUP_DisplayStatistics(uint16_t node) {
     uint32_t count = 0;
-    const std::unique_ptr<uint16_t, FreeDeleter> peers(DEV_GetAllNodes(&count));
+    const MallocPtr<uint16_t> peers(DEV_GetAllNodes(&count));
     if (peers == nullptr || count == 0) return;
 
     std::printf("Remain message       : %u\r\n", SESSION_GetHotBackRemainMsg(node));

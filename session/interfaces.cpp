@@ -1,10 +1,9 @@
 // Whether the local node must handle an interface's configuration, the
 // start of the session service, and the interface <-> log-policy key
 // mapping of the configuration database.
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 
+#include "channels/heap_buffer.h"
 #include "dpmgmt/session.h"
 #include "platform/dev.h"
 #include "platform/iface.h"
@@ -20,10 +19,6 @@ constexpr size_t kLogKeyPrefixLen = sizeof(kLogKeyPrefix) - 1;
 // connection-limit filters judge the same answers the same way.
 bool is_controller(uint16_t node) { return static_cast<uint16_t>(DEV_IsController(node)) != 0; }
 
-struct FreeDeleter {
-    void operator()(void *p) const { std::free(p); }
-};
-
 }  // namespace
 
 extern "C" {
@@ -38,7 +33,7 @@ DPMGMT_API uint32_t SESSION_IsGlobalIF(uint32_t ifIndex) {
 
 DPMGMT_API uint32_t SESSION_IsNodeIF(uint32_t ifIndex, uint16_t node) {
     uint64_t count = 0;
-    const std::unique_ptr<uint16_t, FreeDeleter> nodes(IF_GetRelyNodesByIfIndex(ifIndex, &count));
+    const dpmgmt::MallocPtr<uint16_t> nodes(IF_GetRelyNodesByIfIndex(ifIndex, &count));
     if (!nodes) return 0;
     for (uint64_t i = 0; i < count; ++i)
         if (nodes.get()[i] == node) return 1;

@@ -7,37 +7,49 @@
 #include <cstring>
 
 #include "channels/dump_walk.h"
-#include "channels/wire.h"
+#include "channels/protocol.h"
 #include "dpmgmt/session.h"
 #include "platform/platform.h"
 #include "session/display_text.h"
+#include "session/record_layouts.h"
 
 namespace {
 
 using namespace dpmgmt::display;
 
-constexpr uint32_t kDumpSessionKernel = 0x140024;
-constexpr uint32_t kDumpRelationInfo = 0x140025;
 constexpr uint32_t kKernelPerBatch = 18;     // 18 x 432 = 7776 bytes
 constexpr uint32_t kRelationsPerBatch = 38;  // 38 x 208 = 7904 bytes
 
 // Every numeric field of the kernel session record except the two driver
 // contexts, which the kernel hands over in host order.
-// clang-format off
-constexpr auto kKernelInfoFields = dpmgmt::layout<sizeof(SESSION_KERNELINFO_S)>({
-    {36, 2}, {38, 2}, {40, 4}, {44, 2},                       // initiator tuple
-    {84, 2}, {86, 2}, {88, 4}, {92, 2},                       // responder tuple
-    {128, 4}, {132, 4}, {136, 4}, {140, 4}, {144, 4}, {148, 4}, {152, 4}, {156, 4}, {160, 4},
-    {164, 2}, {166, 2},
-    {176, 8}, {184, 8}, {192, 8}, {200, 4}, {204, 4}, {208, 4}, {212, 2}, {216, 2}, {218, 2},  // base
-    {224, 8}, {232, 8}, {240, 8}, {248, 8}, {256, 4},                                          // session
-    {260, 2}, {262, 2}, {264, 2}, {266, 2}, {268, 2}, {292, 2},
-    {296, 8}, {304, 8}, {312, 8}, {320, 4}, {324, 4}, {328, 2},                                // extension
-    {336, 4}, {340, 4}, {344, 4}, {348, 4}, {352, 4}, {356, 2},                                // log
-    {360, 8}, {368, 8}, {376, 8}, {384, 8}, {392, 2}, {394, 2}, {398, 2}, {400, 2}, {402, 2},  // NAT
-    {404, 4}, {408, 4}, {414, 2}, {424, 8},
-});
-// clang-format on
+#define KERNEL_FIELD(member) DPMGMT_FIELD(SESSION_KERNELINFO_S, member)
+constexpr auto kKernelInfoFields = dpmgmt::join(
+    dpmgmt::session::both_tuples<SESSION_KERNELINFO_S>(),
+    dpmgmt::layout<SESSION_KERNELINFO_S>({
+        KERNEL_FIELD(uiPacketsOrg), KERNEL_FIELD(uiPacketsRpl), KERNEL_FIELD(uiBytesOrg), KERNEL_FIELD(uiBytesRpl),
+        KERNEL_FIELD(auiIfIndex[0]), KERNEL_FIELD(auiIfIndex[1]), KERNEL_FIELD(uiStartTime), KERNEL_FIELD(uiTTL),
+        KERNEL_FIELD(uiAppId), KERNEL_FIELD(usReserved1), KERNEL_FIELD(usReserved2),
+        // base block
+        KERNEL_FIELD(ulSessionBase), KERNEL_FIELD(ulCacheOrg), KERNEL_FIELD(ulCacheRpl), KERNEL_FIELD(uiUpdateTime),
+        KERNEL_FIELD(uiRefCount), KERNEL_FIELD(uiReserved4), KERNEL_FIELD(usTableFlag),
+        KERNEL_FIELD(usBaseL3CheckSumDiff), KERNEL_FIELD(usBaseL4CheckSumDiff),
+        // session block
+        KERNEL_FIELD(ulSessionNormal), KERNEL_FIELD(ulLogCb), KERNEL_FIELD(ulServiceCb), KERNEL_FIELD(ulServicePos),
+        KERNEL_FIELD(uiSessionAppId), KERNEL_FIELD(usAttachFlag), KERNEL_FIELD(usModuleFlag), KERNEL_FIELD(usCfgSeq),
+        KERNEL_FIELD(usPeerLip), KERNEL_FIELD(usAlgFlag), KERNEL_FIELD(usFDBFlag),
+        // extension block
+        KERNEL_FIELD(ulExtSession), KERNEL_FIELD(ulParent), KERNEL_FIELD(ulAlgCb), KERNEL_FIELD(uiSctpOrg),
+        KERNEL_FIELD(uiSctpRpl), KERNEL_FIELD(usSessAlgType),
+        // log block
+        KERNEL_FIELD(uiReserved9), KERNEL_FIELD(uiOrgPackets), KERNEL_FIELD(uiRelyPackets), KERNEL_FIELD(uiOrgBytes),
+        KERNEL_FIELD(uiRelyBytes), KERNEL_FIELD(usReserved10),
+        // NAT block
+        KERNEL_FIELD(ulDnsSeq), KERNEL_FIELD(ulSrcNopatInfo), KERNEL_FIELD(ulDstNopatInfo), KERNEL_FIELD(ulNatLogCb),
+        KERNEL_FIELD(usCfgOrgSeq), KERNEL_FIELD(usCfgRplySeq), KERNEL_FIELD(usNatFlag),
+        KERNEL_FIELD(usNatL3CheckSumDiff), KERNEL_FIELD(usNatL4CheckSumDiff), KERNEL_FIELD(uiIfIndexNatCfg),
+        KERNEL_FIELD(uiIfIndexDns), KERNEL_FIELD(usPortblockResFlag), KERNEL_FIELD(ulPatEntry),
+    }));
+#undef KERNEL_FIELD
 
 // Kernel references go out through %p.
 const void *ref(uint64_t v) {
@@ -172,8 +184,9 @@ void print_kernel_blocks(const SESSION_KERNELINFO_S &e) {
     }
 }
 
-void print_kernel_session(SESSION_KERNELINFO_S &e) {
-    dpmgmt::swap_fields(&e, kKernelInfoFields);
+void convert_kernel_session(SESSION_KERNELINFO_S *e) { dpmgmt::swap_fields(e, kKernelInfoFields); }
+
+void print_kernel_session(const SESSION_KERNELINFO_S &e) {
     std::puts("Initiator:\r");
     print_kernel_direction(e, 0);
     std::puts("Responder:\r");
@@ -195,8 +208,7 @@ void print_ext_vpn(const SESSION_RELATIONINFOALL_S &e) {
     }
 }
 
-void print_relation_detail(SESSION_RELATIONINFOALL_S &e) {
-    SESSION_NTOH_RELATIONINFOALL(&e);
+void print_relation_detail(const SESSION_RELATIONINFOALL_S &e) {
     print_relation_addresses(e.stTuple, e.aucDsLitePeer);
     print_relation_protocol(e.stTuple, e.uiTTL, e.uiAppId);
 
@@ -243,17 +255,15 @@ extern "C" {
 DPMGMT_API uint32_t SESSION_DisplaySessionKernel(uint16_t node, const SESSION_DUMPKEY_S *key) {
     SESSION_DUMPKEY_S wire = *key;
     SESSION_HTON_DUMPKEY(&wire);
-    return dpmgmt::dump_table(
-        node, kDumpSessionKernel, &wire, sizeof wire, sizeof(SESSION_KERNELINFO_S), kKernelPerBatch,
-        [](uint8_t *rec) { print_kernel_session(*reinterpret_cast<SESSION_KERNELINFO_S *>(rec)); });
+    return dpmgmt::walk_table(node, dpmgmt::dump::kSessionKernel, &wire, sizeof wire, kKernelPerBatch,
+                              convert_kernel_session, print_kernel_session);
 }
 
 DPMGMT_API uint32_t SESSION_DisplayRelationInfo(uint16_t node, const SESSION_RELATION_KEY_S *key) {
     SESSION_RELATION_KEY_S wire = *key;
     SESSION_HTON_RELATION_KEY(&wire);
-    return dpmgmt::dump_table(
-        node, kDumpRelationInfo, &wire, sizeof wire, sizeof(SESSION_RELATIONINFOALL_S), kRelationsPerBatch,
-        [](uint8_t *rec) { print_relation_detail(*reinterpret_cast<SESSION_RELATIONINFOALL_S *>(rec)); });
+    return dpmgmt::walk_table(node, dpmgmt::dump::kRelationInfo, &wire, sizeof wire, kRelationsPerBatch,
+                              SESSION_NTOH_RELATIONINFOALL, print_relation_detail);
 }
 
 }  // extern "C"

@@ -1,46 +1,12 @@
-// Byte order of the session records.
-//
-// Each record's numeric fields are listed once below; a converter applies
-// its lists and nothing else, so byte fields, byte arrays and the stretches
-// the kernel does not define come through untouched.  IPv4 addresses are
-// numbers only in keys the caller hands over: the converters that take a
-// key turn the first word of each address slot when the family byte says
-// IPv4, while entries from the kernel keep their addresses in network
-// order for the address formatter.
-#include "channels/wire.h"
-#include "dpmgmt/session.h"
+// Byte order of the session records: each converter applies the layouts of
+// session/record_layouts.h and nothing else, so byte fields, byte arrays and
+// the stretches the kernel does not define come through untouched.
+#include "session/record_layouts.h"
 
 namespace {
 
-using dpmgmt::layout;
-using dpmgmt::layout_run;
 using dpmgmt::swap_fields;
-
-constexpr auto kTupleNumbers = layout<sizeof(SESSION_TUPLE_S)>({{36, 2}, {38, 2}, {40, 4}, {44, 2}});
-constexpr auto kTupleAddresses = layout<sizeof(SESSION_TUPLE_S)>({{4, 4}, {20, 4}});
-
-constexpr auto kTableKeyWords = layout<sizeof(SESSION_TABLEKEY_S)>({{48, 4}, {52, 4}});
-
-constexpr auto kDumpKeyAddresses = layout_run<sizeof(SESSION_DUMPKEY_S), 4>(0, 4, 16);
-constexpr auto kDumpKeyNumbers = layout<sizeof(SESSION_DUMPKEY_S)>({{64, 2}, {66, 2}, {68, 2}, {72, 4}, {76, 4}});
-
-// Both tuples of an entry are converted by the tuple converter; these are
-// the entry's own fields.
-constexpr auto kTableInfoNumbers = dpmgmt::join(layout_run<sizeof(SESSION_TABLEINFO_S), 9>(128, 4, 4),
-                                                layout<sizeof(SESSION_TABLEINFO_S)>({{166, 2}, {168, 2}}));
-constexpr auto kFastForwardNumbers = layout_run<sizeof(SESSION_FASTFORWARDTABLEINFO_S), 3>(128, 4, 4);
-constexpr auto kRelationInfoNumbers = layout<sizeof(SESSION_RELATIONINFO_S)>({{64, 4}, {68, 4}, {72, 2}});
-
-constexpr auto kRelationKeyAddresses = layout<sizeof(SESSION_RELATION_KEY_S)>({{0, 4}, {16, 4}});
-constexpr auto kRelationKeyNumbers = layout<sizeof(SESSION_RELATION_KEY_S)>({{32, 4}, {36, 4}});
-
-constexpr auto kAttachNumbers = layout<sizeof(SESSION_ATTACHINFO_S)>({{0, 4}, {4, 4}, {28, 2}, {30, 2}, {32, 2}});
-
-constexpr auto kRelationAllNumbers = layout<sizeof(SESSION_RELATIONINFOALL_S)>({
-    {104, 8}, {112, 8}, {168, 8}, {200, 8},
-    {120, 4}, {124, 4}, {128, 4}, {132, 4}, {136, 4}, {140, 4}, {144, 4}, {148, 4}, {152, 4}, {176, 4}, {184, 4},
-    {156, 2}, {158, 2}, {160, 2}, {162, 2}, {164, 2}, {180, 2}, {182, 2}, {192, 2},
-});
+using namespace dpmgmt::session;
 
 bool is_ipv4(uint8_t family) { return family == SESSION_AF_IPV4; }
 

@@ -13,7 +13,7 @@ namespace dpmgmt::sqa {
 uint32_t show_brief_table(uint16_t node, const BriefTable &table, const void *key, uint32_t keyLen) {
     Dump dump(node, table.dumpType, key, keyLen);
     if (!dump.opened()) return DPMGMT_OK;
-    PullBuffer buf(kCallDumpBufferSize);
+    const HeapBuffer buf(kCallDumpBufferSize);
     if (!buf.ok()) return DPMGMT_ERR_FAILED;
     std::puts(table.header);
 

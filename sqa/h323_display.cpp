@@ -5,6 +5,8 @@
 #include <cstring>
 
 #include "channels/dump_walk.h"
+#include "channels/names.h"
+#include "channels/protocol.h"
 #include "platform/names.h"
 #include "platform/textutil.h"
 #include "sqa/call_brief.h"
@@ -16,17 +18,15 @@ using namespace dpmgmt::sqa;
 
 namespace {
 
-constexpr uint32_t kDumpH323Brief = 0x14001f;
-constexpr uint32_t kDumpH323Verbose = 0x140020;
-constexpr uint32_t kDumpH323Probe = 0x140021;
+namespace dump = dpmgmt::dump;
+
 constexpr uint16_t kItemH323Brief = 31;
 constexpr uint16_t kItemH323Verbose = 32;
 constexpr uint16_t kItemH323Probe = 33;
 constexpr uint32_t kKeySize = 84;
-constexpr uint32_t kProtoNameSize = 32;
 constexpr uint32_t kVxlanNone = 0xFFFFFFFFu;
 
-constexpr BriefTable kH323Brief{kDumpH323Brief, kItemH323Brief, "Caller                Callee                Call ID",
+constexpr BriefTable kH323Brief{dump::kH323Brief, kItemH323Brief, "Caller                Callee                Call ID",
                                 22};
 
 const char *media_text(uint16_t type) {
@@ -38,16 +38,13 @@ const char *media_text(uint16_t type) {
 }
 
 void print_protocol(uint8_t id) {
-    char name[kProtoNameSize];
+    char name[APR_PROTO_NAME_SIZE];
     strlcpy(name, "-", sizeof name);
-    if (id != 0 && APR_GetProtoNameByID(id, name) == 0) {
-        name[sizeof name - 1] = '\0';
-        uppercase(name);
-    }
+    if (id != 0) dpmgmt::protocol_name(name, id, dpmgmt::LetterCase::kUpper);
     std::printf("  Protocol: %s(%u)\n", name, static_cast<unsigned>(id));
 }
 
-uint32_t sqa_dump_PrintH323CallEntry(const SQA_H323_CALLENTRY_VERBOSE_S &e, uint16_t probe) {
+void print_h323_block(const SQA_H323_CALLENTRY_VERBOSE_S &e, uint16_t probe) {
     std::printf("Call ID: %s\n", e.szCallId);
     if (probe == 1) {
         std::puts("  H.245 information:");
@@ -82,20 +79,19 @@ uint32_t sqa_dump_PrintH323CallEntry(const SQA_H323_CALLENTRY_VERBOSE_S &e, uint
     print_flows(e.ulFwdOctets, e.ulFwdPackets, e.ulRevOctets, e.ulRevPackets);
     if (probe == 1) print_driver_contexts(e.auiCallerDrvContext, e.auiCalleeDrvContext);
     std::putchar('\n');
-    return DPMGMT_OK;
 }
 
 uint32_t show_h323_blocks(uint16_t node, const char *callId, uint32_t dumpType, uint16_t itemType, uint16_t probe) {
     // The key is the call ID, at most 64 characters, in 84 cleared bytes.
     char key[kKeySize] = {};
     if (callId != nullptr) strlcpy(key, callId, SQA_CALLID_SIZE);
-    dpmgmt::Dump dump(node, dumpType, key, sizeof key);
-    if (!dump.opened()) return DPMGMT_OK;
-    dpmgmt::PullBuffer buf(kCallDumpBufferSize);
+    const dpmgmt::Dump table(node, dumpType, key, sizeof key);
+    if (!table.opened()) return DPMGMT_OK;
+    const dpmgmt::HeapBuffer buf(kCallDumpBufferSize);
     if (!buf.ok()) return DPMGMT_OK;
 
     SQA_H323_CALLENTRY_VERBOSE_S entry;
-    dpmgmt::pull_chunks(dump, buf, [&](const uint8_t *chunk, uint32_t length) {
+    dpmgmt::pull_chunks(table, buf, [&](const uint8_t *chunk, uint32_t length) {
         // Cleared once per chunk: a short value keeps the bytes of the entry
         // before it.
         std::memset(&entry, 0, sizeof entry);
@@ -106,7 +102,7 @@ uint32_t show_h323_blocks(uint16_t node, const char *callId, uint32_t dumpType, 
             entry.szCallId[sizeof entry.szCallId - 1] = '\0';
             entry.szGuid[sizeof entry.szGuid - 1] = '\0';
             entry.szSrcAlias[sizeof entry.szSrcAlias - 1] = '\0';
-            (void)sqa_dump_PrintH323CallEntry(entry, probe);
+            print_h323_block(entry, probe);
         });
         return end == ItemWalk::kUsedUp;
     });
@@ -123,11 +119,11 @@ DPMGMT_API uint32_t SQA_DUMP_DisH323CallEntry(uint16_t node) {
 }
 
 DPMGMT_API uint32_t SQA_DUMP_DisH323CallEntryVerbose(uint16_t node, const char *callId) {
-    return show_h323_blocks(node, callId, kDumpH323Verbose, kItemH323Verbose, 0);
+    return show_h323_blocks(node, callId, dump::kH323Verbose, kItemH323Verbose, 0);
 }
 
 DPMGMT_API uint32_t SQA_DUMP_ProbeDisH323CallEntry(uint16_t node, const char *callId) {
-    return show_h323_blocks(node, callId, kDumpH323Probe, kItemH323Probe, 1);
+    return show_h323_blocks(node, callId, dump::kH323Probe, kItemH323Probe, 1);
 }
 
 }  // extern "C"

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "channels/dump_walk.h"
+#include "channels/protocol.h"
 #include "sqa/call_brief.h"
 #include "sqa/call_format.h"
 #include "sqa/item_walk.h"
@@ -12,13 +13,13 @@ using namespace dpmgmt::sqa;
 
 namespace {
 
-constexpr uint32_t kDumpSipBrief = 0x14001b;
-constexpr uint32_t kDumpSipVerbose = 0x14001c;
+namespace dump = dpmgmt::dump;
+
 constexpr uint16_t kItemSipBrief = 27;
 constexpr uint16_t kItemSipVerbose = 28;
 constexpr int kMediaAudio = 1;
 
-constexpr BriefTable kSipBrief{kDumpSipBrief, kItemSipBrief, "Caller                 Callee                 Call ID",
+constexpr BriefTable kSipBrief{dump::kSipBrief, kItemSipBrief, "Caller                 Callee                 Call ID",
                                23};
 
 void print_sip_block(const SQA_SIP_CALLENTRY_VERBOSE_S &e, uint16_t showContext) {
@@ -40,7 +41,7 @@ void print_sip_block(const SQA_SIP_CALLENTRY_VERBOSE_S &e, uint16_t showContext)
 
 // Prints every type-28 item of one chunk.  0 when the chunk is used up;
 // 0x40010001 for no chunk or an item of another type, which ends the pulls.
-uint32_t sqa_dump_PrintSipCallEntries(uint32_t length, const uint8_t *chunk, uint16_t showContext) {
+uint32_t print_sip_chunk(uint32_t length, const uint8_t *chunk, uint16_t showContext) {
     SQA_SIP_CALLENTRY_VERBOSE_S entry;
     std::memset(&entry, 0, sizeof entry);
     if (chunk == nullptr || length == 0) return DPMGMT_ERR_FAILED;
@@ -66,12 +67,12 @@ DPMGMT_API uint32_t SQA_DUMP_DisSipCallEntry(uint16_t node) {
 DPMGMT_API uint32_t SQA_DUMP_DisSipCallEntryVerbose(uint16_t node, const char *callId, uint16_t showContext) {
     // The kernel takes the caller's whole 65-byte buffer as the key, handed
     // over as it stands, a null buffer as a null key.
-    dpmgmt::Dump dump(node, kDumpSipVerbose, callId, SQA_CALLID_SIZE);
-    if (!dump.opened()) return DPMGMT_OK;
-    dpmgmt::PullBuffer buf(kCallDumpBufferSize);
+    const dpmgmt::Dump table(node, dump::kSipVerbose, callId, SQA_CALLID_SIZE);
+    if (!table.opened()) return DPMGMT_OK;
+    const dpmgmt::HeapBuffer buf(kCallDumpBufferSize);
     if (!buf.ok()) return DPMGMT_OK;
-    dpmgmt::pull_chunks(dump, buf, [&](const uint8_t *chunk, uint32_t length) {
-        return sqa_dump_PrintSipCallEntries(length, chunk, showContext) == DPMGMT_OK;
+    dpmgmt::pull_chunks(table, buf, [&](const uint8_t *chunk, uint32_t length) {
+        return print_sip_chunk(length, chunk, showContext) == DPMGMT_OK;
     });
     return DPMGMT_OK;
 }

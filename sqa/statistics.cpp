@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <span>
 
+#include "channels/protocol.h"
 #include "platform/dev.h"
 #include "platform/dump.h"
 #include "sqa/layouts.h"
@@ -12,10 +12,8 @@ using namespace dpmgmt::sqa;
 
 namespace {
 
-constexpr uint32_t kCtlSipDebug = 0x480061;
-constexpr uint32_t kCtlSipStatistics = 0x480062;
-constexpr uint32_t kCtlH323Statistics = 0x480068;
-constexpr uint32_t kCtlH323Debug = 0x48006a;
+namespace ctl = dpmgmt::ctl;
+
 constexpr uint32_t kStatisticsReplySize = 128;
 constexpr uint32_t kDebugReplySize = 8;
 constexpr uint32_t kProtocolH323 = 1;
@@ -43,19 +41,19 @@ uint32_t ask_kernel(uint32_t command, uint8_t *reply, uint32_t capacity, uint32_
 // One record of the kernel's reply, in a reply buffer of Capacity bytes:
 // what the kernel did not deliver stays 0, and the listed fields are turned
 // to host order.
-template <uint32_t Capacity, class Record>
-uint32_t ask_record(uint32_t command, Record &record, std::span<const dpmgmt::Field> fields) {
+template <uint32_t Capacity, class Record, std::size_t N>
+uint32_t ask_record(uint32_t command, Record &record, const dpmgmt::Layout<Record, N> &layout) {
     uint8_t reply[Capacity] = {};
     uint32_t used = 0;
     const uint32_t rc = ask_kernel(command, reply, sizeof reply, &used);
     if (rc != 0) return rc;
     std::memset(&record, 0, sizeof record);
     std::memcpy(&record, reply, std::min<uint32_t>(used, sizeof record));
-    dpmgmt::swap_fields(&record, fields);
+    dpmgmt::swap_fields(&record, layout);
     return DPMGMT_OK;
 }
 
-void sqa_dump_PrintCallStatistics(const SQA_CALL_STATISTICS_S &s) {
+void print_call_statistics(const SQA_CALL_STATISTICS_S &s) {
     std::printf("Total calls      : %llu\n", static_cast<unsigned long long>(s.ulTotalCalls));
     std::printf("Successful calls : %llu ", static_cast<unsigned long long>(s.ulSuccessCalls));
     std::printf("(Active: %llu)\n", static_cast<unsigned long long>(s.ulActiveCalls));
@@ -67,7 +65,7 @@ uint32_t show_statistics(uint32_t command) {
     SQA_CALL_STATISTICS_S stats;
     const uint32_t rc = ask_record<kStatisticsReplySize>(command, stats, kStatisticsLayout);
     if (rc != 0) return rc;
-    sqa_dump_PrintCallStatistics(stats);
+    print_call_statistics(stats);
     return DPMGMT_OK;
 }
 
@@ -85,9 +83,9 @@ uint32_t show_debug_switches(uint32_t command, const DebugLines &lines) {
 
 extern "C" {
 
-DPMGMT_API uint32_t SQA_DUMP_DisSipCallEntryStatistics(void) { return show_statistics(kCtlSipStatistics); }
+DPMGMT_API uint32_t SQA_DUMP_DisSipCallEntryStatistics(void) { return show_statistics(ctl::kSipStatistics); }
 
-DPMGMT_API uint32_t SQA_DUMP_DisH323CallEntryStatistics(void) { return show_statistics(kCtlH323Statistics); }
+DPMGMT_API uint32_t SQA_DUMP_DisH323CallEntryStatistics(void) { return show_statistics(ctl::kH323Statistics); }
 
 // A short reply leaves the caller's later fields as they were, unconverted.
 DPMGMT_API uint32_t SQA_DUMP_PullStatistics(uint32_t protocol, SQA_CALL_STATISTICS_S *statistics) {
@@ -95,7 +93,7 @@ DPMGMT_API uint32_t SQA_DUMP_PullStatistics(uint32_t protocol, SQA_CALL_STATISTI
     uint8_t reply[kStatisticsReplySize] = {};
     uint32_t used = 0;
     const uint32_t rc =
-        ask_kernel(protocol == kProtocolH323 ? kCtlH323Statistics : kCtlSipStatistics, reply, sizeof reply, &used);
+        ask_kernel(protocol == kProtocolH323 ? ctl::kH323Statistics : ctl::kSipStatistics, reply, sizeof reply, &used);
     if (rc != 0) return rc;
     const uint32_t n = std::min<uint32_t>(used, sizeof *statistics);
     std::memcpy(statistics, reply, n);
@@ -103,8 +101,8 @@ DPMGMT_API uint32_t SQA_DUMP_PullStatistics(uint32_t protocol, SQA_CALL_STATISTI
     return DPMGMT_OK;
 }
 
-DPMGMT_API uint32_t SQA_DUMP_DisDebugFlag(void) { return show_debug_switches(kCtlSipDebug, kSipDebugLines); }
+DPMGMT_API uint32_t SQA_DUMP_DisDebugFlag(void) { return show_debug_switches(ctl::kSipDebug, kSipDebugLines); }
 
-DPMGMT_API uint32_t SQA_DUMP_DisH323DebugFlag(void) { return show_debug_switches(kCtlH323Debug, kH323DebugLines); }
+DPMGMT_API uint32_t SQA_DUMP_DisH323DebugFlag(void) { return show_debug_switches(ctl::kH323Debug, kH323DebugLines); }
 
 }  // extern "C"

@@ -34,15 +34,15 @@ DPMGMT_API uint32_t SQA_DB_SetRemark(const SQA_REMARK_S *remark) {
         DBM_CreateSortList(handle, key.text, key.length, kRemarkSortKeys, kRemarkSortKeyCount, kListMode) != 0)
         return DPMGMT_ERR_FAILED;
 
-    uint8_t element[sizeof(SQA_REMARK_S)];
-    std::memcpy(element, remark, sizeof element);
-    dpmgmt::swap_fields(element, kRemarkLayout);
+    SQA_REMARK_S element;
+    std::memcpy(&element, remark, sizeof element);
+    dpmgmt::swap_fields(&element, kRemarkLayout);
 
     int32_t rc;
     if (remark->usRemarkFlag == 1) {
-        rc = DBM_InsertSortList(handle, key.text, key.length, sizeof element, element, kListMode);
+        rc = DBM_InsertSortList(handle, key.text, key.length, sizeof element, &element, kListMode);
     } else {
-        rc = DBM_RemoveSortList(handle, key.text, key.length, sizeof element, element);
+        rc = DBM_RemoveSortList(handle, key.text, key.length, sizeof element, &element);
         // An empty list is not kept; whether the delete works does not change
         // the answer.
         if (DBM_Len(handle, key.text, key.length) == 0) (void)DBM_DeleteKey(handle, key.text, key.length);

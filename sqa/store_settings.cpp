@@ -6,7 +6,6 @@
 // loaded, and write nothing when the value is already there.
 #include <algorithm>
 #include <cstring>
-#include <span>
 
 #include "sqa/layouts.h"
 #include "sqa/store_keys.h"
@@ -23,12 +22,20 @@ struct Settings {
     uint32_t size;
     DbKey (*key)();
     uint32_t attribute;
-    std::span<const dpmgmt::Field> numbers;     // the fields stored in network order
+    void (*turn)(uint8_t *record);              // turns the fields stored in network order
 };
 
-const Settings kSip{&g_stSqaSipDbValue, sizeof(SQA_SIP_DBVALUE_S), sip_key, kSipAttribute, kSipDbValueLayout};
+// Both directions are the same swap.
+template <class Record, const auto &Layout>
+void turn_record(uint8_t *record) {
+    dpmgmt::swap_fields(reinterpret_cast<Record *>(record), Layout);
+}
+
+const Settings kSip{&g_stSqaSipDbValue, sizeof(SQA_SIP_DBVALUE_S), sip_key, kSipAttribute,
+                    turn_record<SQA_SIP_DBVALUE_S, kSipDbValueLayout>};
 const Settings kH323{&g_stSqaH323DbValue, sizeof(SQA_H323_DBVALUE_S), h323_key, kH323Attribute,
-                     kH323DbValueLayout};
+                     turn_record<SQA_H323_DBVALUE_S, kH323DbValueLayout>};
+static_assert(sizeof(SQA_SIP_DBVALUE_S) >= sizeof(SQA_H323_DBVALUE_S));
 
 // The bytes of a filter that decide whether it changed: both address words
 // and the filter number, not the reserved word.
@@ -42,7 +49,7 @@ uint32_t set_field(const Settings &s, size_t offset, const void *value, size_t w
     std::memcpy(record, s.current, s.size);
     if (std::memcmp(record + offset, value, compared) == 0) return DPMGMT_OK;
     std::memcpy(record + offset, value, width);
-    dpmgmt::swap_fields(record, s.numbers);
+    s.turn(record);
     const DbKey key = s.key();
     if (DBM_SetBinary(g_hSqaGlobalCfgHandle, key.text, key.length, 0, s.size, record, s.attribute) < 0)
         return DPMGMT_ERR_FAILED;
@@ -69,7 +76,7 @@ int32_t read_record(const Settings &s, uint64_t handle, const void *key, uint64_
     if (got <= 0) return got;
     std::memset(record, 0, s.size);
     std::memcpy(record, buf, std::min<uint32_t>(static_cast<uint32_t>(got), s.size));
-    dpmgmt::swap_fields(record, s.numbers);
+    s.turn(record);
     return got;
 }
 
@@ -106,8 +113,8 @@ DPMGMT_API uint32_t SQA_DB_SetH323FilterIp(const SQA_FILTER_S *filter) {
 
 DPMGMT_API uint32_t SQA_DB_SetSqaView(uint16_t operation, const SQA_H323_DBVALUE_S *value) {
     if (g_hSqaGlobalCfgHandle == SQA_DB_INVALID_HANDLE || value == nullptr) return DPMGMT_ERR_FAILED;
-    uint8_t record[sizeof(SQA_H323_DBVALUE_S)];
-    std::memcpy(record, value, sizeof record);
+    SQA_H323_DBVALUE_S record;
+    std::memcpy(&record, value, sizeof record);
     const DbKey key = h323_key();
     const bool exists = key_exists(g_hSqaGlobalCfgHandle, key);
     if (operation != 1) {
@@ -115,8 +122,8 @@ DPMGMT_API uint32_t SQA_DB_SetSqaView(uint16_t operation, const SQA_H323_DBVALUE
         return static_cast<uint32_t>(DBM_DeleteKey(g_hSqaGlobalCfgHandle, key.text, key.length));
     }
     if (exists) return DPMGMT_ERR_EXIST;
-    dpmgmt::swap_fields(record, kH323DbValueLayout);
-    if (DBM_SetBinary(g_hSqaGlobalCfgHandle, key.text, key.length, 0, sizeof record, record, kH323Attribute) < 0)
+    dpmgmt::swap_fields(&record, kH323DbValueLayout);
+    if (DBM_SetBinary(g_hSqaGlobalCfgHandle, key.text, key.length, 0, sizeof record, &record, kH323Attribute) < 0)
         return DPMGMT_ERR_FAILED;
     return DPMGMT_OK;
 }

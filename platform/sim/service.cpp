@@ -4,6 +4,7 @@
 // (a stale file from a dead one refuses).
 #include "platform/service.h"
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/socket.h>
@@ -55,9 +56,18 @@ bool service_answers() {
 std::string service_binary() {
     const char *env = std::getenv("DPMGMT_SERVICE");
     if (env != nullptr && *env != '\0') return env;
-#ifdef DPMGMT_SERVICE_BINARY
-    if (::access(DPMGMT_SERVICE_BINARY, X_OK) == 0) return DPMGMT_SERVICE_BINARY;
-#endif
+    // Beside this library: where the install puts it, then where the build
+    // tree has it.
+    Dl_info self{};
+    if (::dladdr(reinterpret_cast<const void *>(&service_binary), &self) != 0 && self.dli_fname != nullptr) {
+        std::string dir(self.dli_fname);
+        const std::size_t slash = dir.rfind('/');
+        dir.erase(slash == std::string::npos ? 0 : slash + 1);
+        for (const char *relative : {DPMGMT_SERVICE_FROM_LIBDIR, DPMGMT_SERVICE_FROM_BUILD_LIBDIR}) {
+            const std::string path = dir + relative;
+            if (::access(path.c_str(), X_OK) == 0) return path;
+        }
+    }
     return "dpservice";
 }
 

@@ -8,6 +8,16 @@ work=$(mktemp -d /tmp/dpmgmt-install.XXXXXX)
 trap 'rm -rf "$work"' EXIT
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
 libdir=$(ls -d "$work"/prefix/lib*/ | head -n 1)
+# The installed libraries name no folder of the build tree: not in their
+# data (where the platform looks for dpservice) nor in a run path.
+buildabs=$(cd "$build" && pwd)
+for lib in "$libdir"/libdpplatform.so "$libdir"/libdpmgmt.so; do
+  if readelf -p .rodata -d "$lib" | grep -qF "$buildabs"; then
+    echo "$lib names the build tree $buildabs" >&2
+    exit 1
+  fi
+done
+test -f "$work/prefix/include/dpmgmt/platform/dump.h"
 export PKG_CONFIG_PATH=$libdir/pkgconfig
 export LD_LIBRARY_PATH=$libdir
 # shellcheck disable=SC2046

@@ -10,6 +10,10 @@
 #include <unistd.h>
 
 #include <dpmgmt/channels.h>
+#include "platform/dump.h"
+
+/* The platform headers are found the way the library's own sources name them. */
+typedef char platform_and_library_agree[DUMP_CONTINUE == DPMGMT_DUMP_CONTINUE ? 1 : -1];
 
 int main(void) {
     const char *rundir = getenv("DPMGMT_RUNDIR");

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "dpmgmt/connlmt.h"
+#include "dpmgmt/records.h"
 #include "fake/fake_platform.h"
 
 using fake::Bytes;
@@ -184,6 +185,45 @@ TEST_F(ConnlmtStatDisplay, ListModeEndsOnTheFirstOtherResult) {
     EXPECT_EQ(display(0), 0x1234u);
     EXPECT_EQ(out, "Slot 2 :\r\n");
     EXPECT_EQ(fake::count("DUMP_Pull"), 2u);
+}
+
+// The record walk reads the same dump, prints nothing, and hands over each
+// whole node in host order, addresses as sent.
+TEST_F(ConnlmtStatDisplay, RecordWalkYieldsConvertedNodes) {
+    Node n;
+    n.src = addr4(10, 0, 0, 1);
+    n.srcVrf = 5;
+    n.port = 8080;
+    n.count = 42;
+    fake::script_dump(kStatNodes, {fake::chunk(cat({n.wire(), Node().wire(), Bytes(79, 0)})), {0x40010003, {}}});
+    struct Seen {
+        uint32_t nodes = 0;
+        CONNLMT_STATNODE_S first{};
+    } seen;
+    const CONNLMT_STATNODE_FILTER_S filter{};
+    fake::CaptureStdout capture;
+    EXPECT_EQ(dpmgmt_walk_limit_nodes(
+                  2, 7, &filter,
+                  [](const CONNLMT_STATNODE_S *e, void *ctx) {
+                      auto *s = static_cast<Seen *>(ctx);
+                      if (s->nodes++ == 0) s->first = *e;
+                  },
+                  &seen),
+              0x40010003u);
+    EXPECT_EQ(capture.take(), "");
+    EXPECT_EQ(seen.nodes, 2u);
+    EXPECT_EQ(fake::hex(seen.first.stSrcIp.aucIpv6, 4), "0a 00 00 01");
+    EXPECT_EQ(seen.first.usSrcVrf, 5);
+    EXPECT_EQ(seen.first.usPort, 8080);
+    EXPECT_EQ(seen.first.uiSessionCount, 42u);
+    EXPECT_EQ(seen.first.uiAclNum, 3000u);
+    EXPECT_EQ(fake::open_dumps(), 0);
+
+    fake::reset();
+    EXPECT_EQ(dpmgmt_walk_limit_nodes(2, 7, nullptr, [](const CONNLMT_STATNODE_S *, void *) {}, nullptr),
+              DPMGMT_ERR_FAILED);
+    EXPECT_EQ(dpmgmt_walk_limit_nodes(2, 7, &filter, nullptr, nullptr), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(fake::count("DUMP_Request"), 0u);
 }
 
 TEST_F(ConnlmtStatDisplay, Statistics) {

@@ -2,6 +2,7 @@
 // key sent, and the batch walk.
 #include <string>
 
+#include "dpmgmt/records.h"
 #include "dpmgmt/session.h"
 #include "unit/session/display_fixture.h"
 
@@ -241,6 +242,16 @@ TEST_F(SessionTable, EachDisplayPullsAgainOnlyAfterItsFullBatch) {
         {"relation", 0x140002, 76, 105, [] { return SESSION_DisplayRelation(1, &kRelationByte); }},
         {"kernel", 0x140024, 432, 18, [] { return SESSION_DisplaySessionKernel(1, &kDumpKey); }},
         {"relation detail", 0x140025, 208, 38, [] { return SESSION_DisplayRelationInfo(1, &kRelationKey); }},
+        // The record walks read the same dumps in the same batches.
+        {"session records", 0x140001, 172, 46,
+         [] { return dpmgmt_walk_sessions(1, &kDumpKey, [](const SESSION_TABLEINFO_S *, void *) {}, nullptr); }},
+        {"fastforward records", 0x140006, 140, 57, [] {
+             return dpmgmt_walk_fastforward(1, &kTableKey, [](const SESSION_FASTFORWARDTABLEINFO_S *, void *) {}, nullptr);
+         }},
+        {"mcfs records", 0x140014, 172, 46,
+         [] { return dpmgmt_walk_mcfs(1, &kDumpKey, [](const SESSION_TABLEINFO_S *, void *) {}, nullptr); }},
+        {"relation records", 0x140002, 76, 105,
+         [] { return dpmgmt_walk_relations(1, &kRelationByte, [](const SESSION_RELATIONINFO_S *, void *) {}, nullptr); }},
     };
     for (const WalkCase &c : cases) {
         SCOPED_TRACE(c.name);
@@ -263,6 +274,44 @@ TEST_F(SessionTable, EachDisplayPullsAgainOnlyAfterItsFullBatch) {
         EXPECT_EQ(n, 0u);
         EXPECT_EQ(fake::open_dumps(), 0);
     }
+}
+
+// The record walk hands over host-order entries, prints nothing, and
+// refuses a missing key or function without opening a dump.
+TEST_F(SessionTable, RecordWalkYieldsConvertedEntries) {
+    fake::script_dump(0x140001, {fake::chunk(session_rec(Session{}))});
+    struct Seen {
+        uint32_t count = 0;
+        SESSION_TABLEINFO_S last{};
+    } seen;
+    const SESSION_DUMPKEY_S key{};
+    uint32_t n = 0;
+    EXPECT_EQ(shown(
+                  [&] {
+                      return dpmgmt_walk_sessions(
+                          4, &key,
+                          [](const SESSION_TABLEINFO_S *e, void *ctx) {
+                              auto *s = static_cast<Seen *>(ctx);
+                              ++s->count;
+                              s->last = *e;
+                          },
+                          &seen);
+                  },
+                  &n),
+              "");
+    EXPECT_EQ(n, 1u);
+    EXPECT_EQ(seen.count, 1u);
+    EXPECT_EQ(seen.last.astTuple[0].usSrcPort, 40000);
+    EXPECT_EQ(seen.last.astTuple[1].usSrcPort, 80);
+    EXPECT_EQ(seen.last.uiBytesRpl, 15000u);
+    EXPECT_EQ(seen.last.uiStartTime, 1700000000u);
+    EXPECT_EQ(fake::hex(seen.last.astTuple[0].aucSrcAddr, 4), "c0 a8 01 0a");
+    EXPECT_EQ(fake::open_dumps(), 0);
+
+    fake::reset();
+    EXPECT_EQ(dpmgmt_walk_sessions(4, nullptr, [](const SESSION_TABLEINFO_S *, void *) {}, nullptr), 0u);
+    EXPECT_EQ(dpmgmt_walk_mcfs(4, &key, nullptr, nullptr), 0u);
+    EXPECT_EQ(fake::count("DUMP_Request"), 0u);
 }
 
 }  // namespace

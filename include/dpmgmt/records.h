@@ -1,0 +1,62 @@
+/** @file
+ * @brief The session tables and the limit statistic nodes as records, for programs that format them
+ * themselves (structured output, exporters).
+ *
+ * Each walk reads one kernel table of the node, the same walk the text
+ * displays of dpmgmt/session_displays.h read, and hands every entry to the
+ * caller's function, converted to host order (addresses stay in network
+ * order, as in the displays).  Keys are in host order and are not changed.
+ * The record is valid only during the call; the caller copies what it
+ * keeps.  Nothing is printed.  These names form their own version node of
+ * the library, DPMGMT_RECORDS_1.0. */
+#ifndef DPMGMT_RECORDS_H
+#define DPMGMT_RECORDS_H
+
+#include "dpmgmt/connlmt.h"
+#include "dpmgmt/session_records.h"
+
+DPMGMT_EXTERN_C_BEGIN
+
+/** @defgroup records Table records
+ * @brief Walks of the session tables that yield records instead of text.
+ * @{ */
+
+/** Receives one session or Mcfs entry and the caller's context. */
+typedef void (*dpmgmt_session_fn)(const SESSION_TABLEINFO_S *entry, void *context);
+/** Receives one fast-forward entry and the caller's context. */
+typedef void (*dpmgmt_fastforward_fn)(const SESSION_FASTFORWARDTABLEINFO_S *entry, void *context);
+/** Receives one relation and the caller's context. */
+typedef void (*dpmgmt_relation_fn)(const SESSION_RELATIONINFO_S *entry, void *context);
+
+/** Walks the session table entries the key selects.
+ * @return the number of entries handed over; 0 when the dump cannot be
+ * opened, or key or fn is null. */
+DPMGMT_API uint32_t dpmgmt_walk_sessions(uint16_t node, const SESSION_DUMPKEY_S *key, dpmgmt_session_fn fn,
+                                         void *context);
+/** Walks the Mcfs table entries the key selects; as dpmgmt_walk_sessions. */
+DPMGMT_API uint32_t dpmgmt_walk_mcfs(uint16_t node, const SESSION_DUMPKEY_S *key, dpmgmt_session_fn fn,
+                                     void *context);
+/** Walks the fast-forward entries the key selects; as dpmgmt_walk_sessions. */
+DPMGMT_API uint32_t dpmgmt_walk_fastforward(uint16_t node, const SESSION_TABLEKEY_S *key, dpmgmt_fastforward_fn fn,
+                                            void *context);
+/** Walks the relations; key is one byte, sent as it is.  As
+ * dpmgmt_walk_sessions. */
+DPMGMT_API uint32_t dpmgmt_walk_relations(uint16_t node, const uint8_t *key, dpmgmt_relation_fn fn, void *context);
+
+/** Receives one connection-limit statistic node and the caller's context. */
+typedef void (*dpmgmt_limit_node_fn)(const CONNLMT_STATNODE_S *entry, void *context);
+
+/** Walks the connection-limit statistic nodes the filter selects (the
+ * nodes CONNLMT_Dump_DisStatNodes prints), converted to host order;
+ * addresses stay in network order.
+ * @return 0x40010001 when the dump cannot be opened, its buffer cannot be
+ * had, or filter or fn is null; otherwise the result of the pull that
+ * ended the dump. */
+DPMGMT_API uint32_t dpmgmt_walk_limit_nodes(uint16_t node, uint32_t keyWord, const CONNLMT_STATNODE_FILTER_S *filter,
+                                            dpmgmt_limit_node_fn fn, void *context);
+
+/** @} */
+
+DPMGMT_EXTERN_C_END
+
+#endif

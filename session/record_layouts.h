@@ -1,0 +1,86 @@
+// Where the numbers of the session records lie, described once against the
+// public records and shared by the converters and the displays.
+//
+// IPv4 addresses are numbers only in keys the caller hands over: the
+// address layouts list the first word of each address slot, which the key
+// converters turn when the family byte says IPv4; entries from the kernel
+// keep their addresses in network order for the address formatter.
+#ifndef DPMGMT_SESSION_RECORD_LAYOUTS_H
+#define DPMGMT_SESSION_RECORD_LAYOUTS_H
+
+#include "channels/wire.h"
+#include "dpmgmt/session.h"
+
+namespace dpmgmt::session {
+
+// The first word of an address slot.
+#define DPMGMT_ADDRESS_WORD(Record, member) \
+    ::dpmgmt::Field { static_cast<uint16_t>(offsetof(Record, member)), 4 }
+
+#define TUPLE(m) DPMGMT_FIELD(SESSION_TUPLE_S, m)
+inline constexpr auto kTupleNumbers =
+    layout<SESSION_TUPLE_S>({TUPLE(usSrcPort), TUPLE(usDstPort), TUPLE(uiReserved), TUPLE(usVrfIndex)});
+#undef TUPLE
+inline constexpr auto kTupleAddresses = layout<SESSION_TUPLE_S>(
+    {DPMGMT_ADDRESS_WORD(SESSION_TUPLE_S, aucSrcAddr), DPMGMT_ADDRESS_WORD(SESSION_TUPLE_S, aucDstAddr)});
+
+// The tuple numbers of both directions of an entry with astTuple[2].
+template <class Entry>
+consteval auto both_tuples() {
+    return join(nest<Entry>(kTupleNumbers, offsetof(Entry, astTuple[0])),
+                nest<Entry>(kTupleNumbers, offsetof(Entry, astTuple[1])));
+}
+
+inline constexpr auto kTableKeyWords = layout<SESSION_TABLEKEY_S>(
+    {DPMGMT_FIELD(SESSION_TABLEKEY_S, uiKeyWord1), DPMGMT_FIELD(SESSION_TABLEKEY_S, uiKeyWord2)});
+
+#define KEY(m) DPMGMT_FIELD(SESSION_DUMPKEY_S, m)
+#define KEY_ADDRESS(m) DPMGMT_ADDRESS_WORD(SESSION_DUMPKEY_S, m)
+inline constexpr auto kDumpKeyAddresses = layout<SESSION_DUMPKEY_S>(
+    {KEY_ADDRESS(aucAddr1), KEY_ADDRESS(aucAddr2), KEY_ADDRESS(aucAddr3), KEY_ADDRESS(aucAddr4)});
+inline constexpr auto kDumpKeyNumbers =
+    layout<SESSION_DUMPKEY_S>({KEY(usFilter1), KEY(usFilter2), KEY(usFilter3), KEY(uiFilter4), KEY(uiFilter5)});
+#undef KEY
+#undef KEY_ADDRESS
+
+// An entry's own numbers; its tuples go through the tuple converter.
+#define ENTRY(m) DPMGMT_FIELD(SESSION_TABLEINFO_S, m)
+inline constexpr auto kTableInfoNumbers = layout<SESSION_TABLEINFO_S>({
+    ENTRY(uiPacketsOrg), ENTRY(uiPacketsRpl), ENTRY(uiBytesOrg), ENTRY(uiBytesRpl), ENTRY(auiIfIndex[0]),
+    ENTRY(auiIfIndex[1]), ENTRY(uiStartTime), ENTRY(uiTTL), ENTRY(uiAppId), ENTRY(usReserved1), ENTRY(usReserved2),
+});
+#undef ENTRY
+#define ENTRY(m) DPMGMT_FIELD(SESSION_FASTFORWARDTABLEINFO_S, m)
+inline constexpr auto kFastForwardNumbers =
+    layout<SESSION_FASTFORWARDTABLEINFO_S>({ENTRY(auiIfIndex[0]), ENTRY(auiIfIndex[1]), ENTRY(uiTTL)});
+#undef ENTRY
+#define ENTRY(m) DPMGMT_FIELD(SESSION_RELATIONINFO_S, m)
+inline constexpr auto kRelationInfoNumbers =
+    layout<SESSION_RELATIONINFO_S>({ENTRY(uiTTL), ENTRY(uiAppId), ENTRY(usReserved)});
+#undef ENTRY
+
+inline constexpr auto kRelationKeyAddresses = layout<SESSION_RELATION_KEY_S>(
+    {DPMGMT_ADDRESS_WORD(SESSION_RELATION_KEY_S, aucAddr1), DPMGMT_ADDRESS_WORD(SESSION_RELATION_KEY_S, aucAddr2)});
+inline constexpr auto kRelationKeyNumbers = layout<SESSION_RELATION_KEY_S>(
+    {DPMGMT_FIELD(SESSION_RELATION_KEY_S, uiKeyValue1), DPMGMT_FIELD(SESSION_RELATION_KEY_S, uiKeyValue2)});
+
+#define ATTACH(m) DPMGMT_FIELD(SESSION_ATTACHINFO_S, m)
+inline constexpr auto kAttachNumbers = layout<SESSION_ATTACHINFO_S>(
+    {ATTACH(uiAlgLoadIfIndex), ATTACH(uiExtDsLitePeer), ATTACH(usExtDstPort), ATTACH(usExtVrfIndex), ATTACH(usExtQrmId)});
+#undef ATTACH
+
+// The relation detail's own numbers; its tuple and attach data go through
+// their converters.
+#define DETAIL(m) DPMGMT_FIELD(SESSION_RELATIONINFOALL_S, m)
+inline constexpr auto kRelationAllNumbers = layout<SESSION_RELATIONINFOALL_S>({
+    DETAIL(ulParent), DETAIL(ulSelfRelation), DETAIL(uiUpdateTime), DETAIL(uiRelationFlag), DETAIL(uiExpectChildDir),
+    DETAIL(uiRecvIfIndex), DETAIL(uiTTL), DETAIL(uiAppId), DETAIL(uiTupleMask), DETAIL(uiAgingType), DETAIL(uiClass),
+    DETAIL(usTupleLockIndex), DETAIL(usLocalLockIndex), DETAIL(usBakupFlag), DETAIL(usReserved1),
+    DETAIL(usCareParentFlag), DETAIL(ulNatPortBlock), DETAIL(uiRefCount), DETAIL(usNatFlag), DETAIL(usPortBlockPort),
+    DETAIL(uiFailGroupId), DETAIL(usNatPBResFlag), DETAIL(ulNatPatEntry),
+});
+#undef DETAIL
+
+}  // namespace dpmgmt::session
+
+#endif

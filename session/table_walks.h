@@ -1,0 +1,53 @@
+// The one walk of each session table: the dump opened with the caller's
+// host-order key turned to network order, every entry converted to host
+// order and handed over as a record.  The text displays and the record
+// interface (dpmgmt/records.h) are both readers of these walks.
+#ifndef DPMGMT_SESSION_TABLE_WALKS_H
+#define DPMGMT_SESSION_TABLE_WALKS_H
+
+#include "channels/dump_walk.h"
+#include "channels/protocol.h"
+#include "dpmgmt/session.h"
+
+namespace dpmgmt::session {
+
+// Records in one pull buffer: just under 8000 bytes each.
+inline constexpr uint32_t kFastforwardsPerBatch = 57;
+inline constexpr uint32_t kRelationsPerBatch = 105;
+
+template <class OnRecord>
+uint32_t walk_sessions(uint16_t node, uint32_t dumpType, const SESSION_DUMPKEY_S &key, OnRecord &&onRecord) {
+    SESSION_DUMPKEY_S wire = key;
+    SESSION_HTON_DUMPKEY(&wire);
+    return walk_table(node, dumpType, &wire, sizeof wire, dump::kSessionsPerBatch, SESSION_NTOH_TABLEINFO, onRecord);
+}
+
+// The session table (dump::kSession) and the Mcfs table (dump::kMcfs) share
+// the entry and key.
+template <class OnRecord>
+uint32_t walk_session_table(uint16_t node, const SESSION_DUMPKEY_S &key, OnRecord &&onRecord) {
+    return walk_sessions(node, dump::kSession, key, onRecord);
+}
+
+template <class OnRecord>
+uint32_t walk_mcfs_table(uint16_t node, const SESSION_DUMPKEY_S &key, OnRecord &&onRecord) {
+    return walk_sessions(node, dump::kMcfs, key, onRecord);
+}
+
+template <class OnRecord>
+uint32_t walk_fastforward_table(uint16_t node, const SESSION_TABLEKEY_S &key, OnRecord &&onRecord) {
+    SESSION_TABLEKEY_S wire = key;
+    SESSION_HTON_TABLEKEY(&wire);
+    return walk_table(node, dump::kFastForward, &wire, sizeof wire, kFastforwardsPerBatch,
+                      SESSION_NTOH_FASTFORWARDTABLEINFO, onRecord);
+}
+
+// The relation table's key is one byte, sent as it is.
+template <class OnRecord>
+uint32_t walk_relation_table(uint16_t node, const uint8_t *key, OnRecord &&onRecord) {
+    return walk_table(node, dump::kRelation, key, 1, kRelationsPerBatch, SESSION_NTOH_RELATIONINFO, onRecord);
+}
+
+}  // namespace dpmgmt::session
+
+#endif
