@@ -16,15 +16,7 @@ set -euo pipefail
 # shellcheck source=abi-common.sh
 . "$(dirname "$0")/abi-common.sh"
 
-library=
-while [ $# -gt 0 ]; do
-  case "$1" in
-    --baseline) abi_baseline=$2; shift 2 ;;
-    --headers) abi_headers=$2; shift 2 ;;
-    -*) echo "usage: scripts/abi-check.sh [--baseline FILE] [--headers DIR] [LIBRARY]" >&2; exit 2 ;;
-    *) library=$1; shift ;;
-  esac
-done
+abi_parse_args abi-check.sh "$@"
 
 abi_need_tools || exit 77
 if [ ! -f "$abi_baseline" ]; then

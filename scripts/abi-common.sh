@@ -43,3 +43,20 @@ abi_dump() {
   abidw --headers-dir "$abi_headers" --headers-dir "$abi_system_headers" "${abi_public_opts[@]}" \
     --no-corpus-path --no-comp-dir-path --short-locs --out-file "$2" "$1"
 }
+
+# Reads the options both scripts take: [--baseline FILE] [--headers DIR]
+# [LIBRARY]; sets abi_baseline, abi_headers and library.  $1 names the
+# script for the usage line.
+abi_parse_args() {
+  local name=$1
+  shift
+  library=
+  while [ $# -gt 0 ]; do
+    case "$1" in
+      --baseline) abi_baseline=$2; shift 2 ;;
+      --headers) abi_headers=$2; shift 2 ;;
+      -*) echo "usage: scripts/$name [--baseline FILE] [--headers DIR] [LIBRARY]" >&2; exit 2 ;;
+      *) library=$1; shift ;;
+    esac
+  done
+}
