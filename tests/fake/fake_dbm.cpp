@@ -250,7 +250,7 @@ int32_t DBM_GetNextSortList(uint64_t handle, const void *key, uint64_t keyLen, v
     if (it->next >= e->elements.size()) return 0;
     const Bytes &el = e->elements[it->next++];
     const size_t n = std::min<size_t>(elemLen, el.size());
-    std::memcpy(buf, el.data(), n);
+    if (n != 0) std::memcpy(buf, el.data(), n);  // an empty element has no data to copy
     return static_cast<int32_t>(n);
 }
 
