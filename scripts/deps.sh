@@ -7,6 +7,7 @@ packages+=(libcpp-httplib-dev prometheus jq python3)  # the metrics exporter, it
 packages+=(libedit-dev)  # the interactive shell of dpmgmt (BSD licence, readline-compatible interface)
 packages+=(libnetfilter-conntrack-dev libmnl-dev conntrack nftables iproute2)  # dpservice --data-plane netfilter and its tests
 packages+=(linux-perf)  # bench: profiling
+packages+=(libnftables-dev rapidjson-dev)  # dpservice: connection limits enforced through nftables (libnftables GPL-2.0, linked by dpservice only; rapidjson MIT)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
