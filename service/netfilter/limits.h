@@ -44,6 +44,17 @@ bool nft_run(const std::string &batch, std::string &error);
 // Runs a listing command with JSON output; the output, empty on failure.
 std::string nft_list_json(const std::string &command);
 
+// New connections selected and refused by the rules of each policy, by
+// (family, policy id), as the kernel's rule counters hold them now.
+struct LimitCounters {
+    uint64_t selected = 0, refused = 0;
+};
+using CounterMap = std::map<std::pair<uint32_t, uint16_t>, LimitCounters>;
+CounterMap read_limit_counters();
+// Adds counters a rebuild is about to start again from zero to what the
+// service keeps.
+void carry_limit_counters(const CounterMap &before);
+
 // Rebuilds the table from the running configuration; false (after a line
 // on stderr) when the kernel refused it, the table then unchanged.
 bool rebuild_limits();

@@ -74,12 +74,16 @@ bool rebuild_limits() {
         std::fprintf(stderr, "dpservice: connection limits: %s is not defined by the device profile\n", missing.c_str());
         return false;
     }
+    // Rebuilt rules count from zero: what they counted is kept aside.
+    // (A table an earlier run left counted for that run.)
+    const CounterMap counted = installed().known ? read_limit_counters() : CounterMap{};
     if (!nft_run(batch, error)) {
         std::fprintf(stderr, "dpservice: connection limits: nftables refused the table: %s\n", error.c_str());
         // The transaction is all or nothing: the table stays as it was.
         return false;
     }
     installed() = std::move(next);
+    carry_limit_counters(counted);
     return true;
 }
 

@@ -4,7 +4,8 @@
 // connection-limit rule: the ACL's match, then either a dynamic set keyed
 // by the rule's grouping (source, destination, protocol . port) whose
 // elements each count their connections, or one count for the whole rule,
-// and `reject` over the upper threshold.  The base chains (input, forward,
+// and `reject` over the upper threshold.  Two counters in each rule count
+// the new connections the ACL selected and those refused.  The base chains (input, forward,
 // and output for a global application) send every new connection of the
 // policy's family there, or only those arriving on the interface the policy
 // is applied at.
@@ -136,7 +137,7 @@ std::string limits_batch(const ConnlmtConfig &cfg, const Installed &now, Install
                 if (!acl_match(*acl, family, (grouping & kPerService) != 0, match)) continue;
                 const std::string limit = "ct count over " + std::to_string(r.limitData[0]);
                 if (grouping == 0) {
-                    rules += "add rule " + t + " " + chain + " " + match + limit + " counter reject\n";
+                    rules += "add rule " + t + " " + chain + " " + match + "counter " + limit + " counter reject\n";
                     continue;
                 }
                 std::string type, expr;
@@ -144,7 +145,7 @@ std::string limits_batch(const ConnlmtConfig &cfg, const Installed &now, Install
                 const std::string set = set_name(family, id, r.ruleId);
                 next.sets[set] = type + " " + limit;
                 sets += "add set " + t + " " + set + " { type " + type + "; flags dynamic; size 65535; }\n";
-                rules += "add rule " + t + " " + chain + " " + match + "add @" + set + " { " + expr + " " + limit +
+                rules += "add rule " + t + " " + chain + " " + match + "counter add @" + set + " { " + expr + " " + limit +
                          " } counter reject\n";
             }
             const std::string nfproto = family == 0 ? "ipv4" : "ipv6";

@@ -10,6 +10,8 @@
 #include <rapidjson/document.h>
 #include <sys/socket.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -19,7 +21,6 @@
 #include "netfilter/ct_table.h"
 #include "netfilter/limits.h"
 #include "netfilter/netfilter.h"
-#include "kernel_connlmt.h"
 #include "registry.h"
 
 namespace dpsvc::nf {
@@ -27,6 +28,8 @@ namespace dpsvc::nf {
 namespace {
 
 constexpr uint32_t kDumpStatNodes = 0x14000b;
+constexpr uint32_t kDumpStatistics = 0x14000c;
+constexpr uint32_t kStatisticsSize = 16;
 constexpr size_t kNodeKeySize = 60;
 constexpr uint32_t kNodeSize = 80;
 constexpr uint32_t kPerSource = 1u << 0;
@@ -223,11 +226,114 @@ std::unique_ptr<DumpCursor> open_stat_nodes(uint16_t node, std::span<const uint8
     return make_record_cursor(std::move(records), kNodeSize);
 }
 
+CounterMap &carried() {
+    static CounterMap c;
+    return c;
+}
+
+// Where each policy's counters were last reset.
+CounterMap &baselines() {
+    static CounterMap b;
+    return b;
+}
+
+// What the service has counted in all: the rules' counters now and what
+// earlier versions of the rules counted.
+CounterMap totals() {
+    CounterMap t = carried();
+    for (const auto &[k, c] : read_limit_counters()) {
+        t[k].selected += c.selected;
+        t[k].refused += c.refused;
+    }
+    return t;
+}
+
+class SingleRecordCursor final : public DumpCursor {
+public:
+    explicit SingleRecordCursor(std::vector<uint8_t> record) : record_(std::move(record)) {}
+    uint32_t pull(std::vector<uint8_t> &out, uint32_t max) override {
+        if (!done_) {
+            done_ = true;
+            out.insert(out.end(), record_.begin(), record_.begin() + std::min<size_t>(max, record_.size()));
+        }
+        return 0;
+    }
+
+private:
+    std::vector<uint8_t> record_;
+    bool done_ = false;
+};
+
+// Key: the policy (0 every policy), u32.  The record: the new connections
+// permitted and refused under it, both families, since its last reset.
+std::unique_ptr<DumpCursor> open_statistics(uint16_t node, std::span<const uint8_t> key) {
+    if (!served(node) || key.size() < 4) return nullptr;
+    const uint32_t policy = get32(key.data());
+    uint64_t permitted = 0, refused = 0;
+    for (const auto &[k, c] : totals()) {
+        if (policy != 0 && k.second != policy) continue;
+        LimitCounters base;
+        if (const auto it = baselines().find(k); it != baselines().end()) base = it->second;
+        const uint64_t selected = c.selected > base.selected ? c.selected - base.selected : 0;
+        const uint64_t denied = c.refused > base.refused ? c.refused - base.refused : 0;
+        permitted += selected > denied ? selected - denied : 0;
+        refused += denied;
+    }
+    std::vector<uint8_t> record(kStatisticsSize);
+    put64(record.data(), 0, permitted);
+    put64(record.data(), 8, refused);
+    return std::make_unique<SingleRecordCursor>(std::move(record));
+}
+
+uint64_t packets(const rapidjson::Value &stmt) {
+    const rapidjson::Value &c = stmt["counter"];
+    return c.IsObject() && c.HasMember("packets") && c["packets"].IsUint64() ? c["packets"].GetUint64() : 0;
+}
+
 }  // namespace
+
+CounterMap read_limit_counters() {
+    CounterMap out;
+    const std::string json = nft_list_json("list table " + std::string(kLimitsTable));
+    rapidjson::Document doc;
+    if (json.empty() || doc.Parse(json.c_str()).HasParseError() || !doc.IsObject() || !doc.HasMember("nftables") ||
+        !doc["nftables"].IsArray())
+        return out;
+    for (const auto &item : doc["nftables"].GetArray()) {
+        if (!item.IsObject() || !item.HasMember("rule") || !item["rule"].IsObject()) continue;
+        const rapidjson::Value &rule = item["rule"];
+        if (!rule.HasMember("chain") || !rule["chain"].IsString() || !rule.HasMember("expr") || !rule["expr"].IsArray())
+            continue;
+        // The policies' chains: v4_pN, v6_pN.
+        unsigned id = 0;
+        char v = 0;
+        int used = 0;
+        if (std::sscanf(rule["chain"].GetString(), "v%c_p%u%n", &v, &id, &used) != 2 ||
+            rule["chain"].GetString()[used] != '\0' || (v != '4' && v != '6') || id > 0xFFFF)
+            continue;
+        std::vector<uint64_t> counts;
+        for (const auto &stmt : rule["expr"].GetArray())
+            if (stmt.IsObject() && stmt.HasMember("counter")) counts.push_back(packets(stmt));
+        if (counts.size() != 2) continue;
+        LimitCounters &c = out[{v == '4' ? 0u : 1u, static_cast<uint16_t>(id)}];
+        c.selected += counts[0];
+        c.refused += counts[1];
+    }
+    return out;
+}
+
+void carry_limit_counters(const CounterMap &before) {
+    for (const auto &[k, c] : before) {
+        carried()[k].selected += c.selected;
+        carried()[k].refused += c.refused;
+    }
+}
 
 void register_limit_dumps() {
     register_dump(kDumpStatNodes, open_stat_nodes);
-    // Resetting a policy's statistics also forgets whether its nodes deny.
+    register_dump(kDumpStatistics, open_statistics);
+    // A reset moves the point the policy's counters count from, and forgets
+    // whether its nodes deny.
     register_message(40, 8, [](MsgContext &c) {
         const uint16_t id = get_be16(c.payload, 0);
         const uint32_t family = get_be32(c.payload, 4);
@@ -235,7 +341,10 @@ void register_limit_dumps() {
         std::erase_if(deny_state(), [&](const auto &e) {
             return std::get<0>(e.first) == family && (id == 0 || std::get<0>(std::get<1>(e.first)) == id);
         });
-        connlmt_reset_statistics(id, family);
+        const CounterMap now = totals();
+        std::erase_if(baselines(), [&](const auto &e) { return e.first.first == family && (id == 0 || e.first.second == id); });
+        for (const auto &[k, cnt] : now)
+            if (k.first == family && (id == 0 || k.second == id)) baselines()[k] = cnt;
         return answer_code(c, kOk);
     });
 }
