@@ -67,24 +67,33 @@ std::string nft_list_json(const std::string &command) {
 }
 
 bool rebuild_limits() {
-    Installed next;
-    std::string missing, error;
-    const std::string batch = limits_batch(config().connlmt, installed(), next, missing);
-    if (!missing.empty()) {
-        std::fprintf(stderr, "dpservice: connection limits: %s is not defined by the device profile\n", missing.c_str());
-        return false;
+    // Twice at most: when the table is not as it was left (someone removed
+    // it or changed it), the second batch replaces it whole.
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        Installed next;
+        std::string missing, error;
+        const std::string batch = limits_batch(config().connlmt, installed(), next, missing);
+        if (!missing.empty()) {
+            std::fprintf(stderr, "dpservice: connection limits: %s is not defined by the device profile\n",
+                         missing.c_str());
+            return false;
+        }
+        // Rebuilt rules count from zero: what they counted is kept aside.
+        // (A table an earlier run left counted for that run.)
+        const CounterMap counted = installed().known ? read_limit_counters() : CounterMap{};
+        if (nft_run(batch, error)) {
+            installed() = std::move(next);
+            carry_limit_counters(counted);
+            return true;
+        }
+        if (attempt == 1 || !installed().known) {
+            // The transaction is all or nothing: the table stays as it was.
+            std::fprintf(stderr, "dpservice: connection limits: nftables refused the table: %s\n", error.c_str());
+            return false;
+        }
+        installed() = Installed{};
     }
-    // Rebuilt rules count from zero: what they counted is kept aside.
-    // (A table an earlier run left counted for that run.)
-    const CounterMap counted = installed().known ? read_limit_counters() : CounterMap{};
-    if (!nft_run(batch, error)) {
-        std::fprintf(stderr, "dpservice: connection limits: nftables refused the table: %s\n", error.c_str());
-        // The transaction is all or nothing: the table stays as it was.
-        return false;
-    }
-    installed() = std::move(next);
-    carry_limit_counters(counted);
-    return true;
+    return false;
 }
 
 void remove_limits() {

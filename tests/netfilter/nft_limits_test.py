@@ -323,6 +323,10 @@ def case_delete_rule(s):
     check(r.returncode != 0, 'a rule whose ACL the service does not know was accepted')
     check('ACL 3005 is not defined by the device profile' in s.log(), 'no line naming the ACL:\n' + s.log())
     check(ruleset() == after, 'a refused rule changed the ruleset')
+    # The table removed behind the service's back: the next change makes it whole.
+    run(['nft', 'delete', 'table', 'inet', 'dpmgmt'])
+    s.dpmgmt('connection-limit', 'policy', '1', 'rule', '1', 'acl', '3000', 'amount', '2', '1', 'per-source')
+    check(ruleset() == before, 'the table was not made again after it was removed')
 
 
 def case_restart(s):
