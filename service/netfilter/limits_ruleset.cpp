@@ -162,6 +162,7 @@ std::string limits_batch(const ConnlmtConfig &cfg, const Installed &now, Install
         }
     }
 
+    for (const BaseChain &b : kBaseChains) next.chains[b.name] = true;
     std::string batch = "add table " + t + "\n";
     if (!now.known) {
         // Whatever an earlier run left goes, in the same transaction.
@@ -179,7 +180,6 @@ std::string limits_batch(const ConnlmtConfig &cfg, const Installed &now, Install
     }
     batch += sets + chains;
     for (size_t b = 0; b < std::size(kBaseChains); ++b) {
-        next.chains[kBaseChains[b].name] = true;
         batch += "add chain " + t + " " + kBaseChains[b].name + " { type filter hook " + kBaseChains[b].hook +
                  " priority filter; policy accept; }\n";
     }
