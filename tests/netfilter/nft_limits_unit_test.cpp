@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <unistd.h>
 
 #include "netfilter/limits.h"
 
@@ -30,6 +31,7 @@ const bool profileWritten = [] {
                f);
     std::fclose(f);
     setenv("DPMGMT_PROFILE", path, 1);
+    std::atexit([] { unlink(path); });
     return true;
 }();
 
