@@ -1,5 +1,8 @@
 // dpservice's command line.
 #include "options.h"
+#ifdef DPSVC_NFT_LIMITS
+#include "netfilter/limits.h"
+#endif
 
 #include <cerrno>
 #include <cstdlib>
@@ -35,7 +38,7 @@ Options &mutable_options() { return storage(); }
 
 void print_usage(std::FILE *to) {
     std::fputs("usage: dpservice [--seed S] [--sessions N] [--calls N] [--data-plane model|netfilter] [--daemon]\n"
-               "                 [--pidfile PATH]\n"
+               "                 [--pidfile PATH] [--keep-rules]\n"
                "  --seed S       seed of the traffic model (default 1)\n"
                "  --sessions N   sessions per node (default 300)\n"
                "  --calls N      SIP and H.323 calls each on the local node (default 24)\n"
@@ -43,6 +46,8 @@ void print_usage(std::FILE *to) {
                "                 where the session tables come from: the seeded model or the connection\n"
                "                 tracking of this network namespace (needs CAP_NET_ADMIN); default:\n"
                "                 the device profile's data-plane (DPMGMT_PROFILE=host: netfilter)\n"
+               "  --keep-rules   netfilter data plane: leave the connection-limit table (inet dpmgmt)\n"
+               "                 in place when the service stops\n"
                "  --daemon       detach once the sockets are bound\n"
                "  --pidfile PATH write the service's process id to PATH\n"
                "  --help         show this text\n"
@@ -58,6 +63,12 @@ ParseResult parse_options(int argc, char **argv, Options &out) {
         uint64_t n = 0;
         if (arg == "--help") return ParseResult::kHelp;
         if (arg == "--version") return ParseResult::kVersion;
+        if (arg == "--keep-rules") {
+#ifdef DPSVC_NFT_LIMITS
+            nf::keep_rules(true);
+#endif
+            continue;
+        }
         if (arg == "--daemon") {
             out.daemon = true;
             continue;

@@ -82,6 +82,8 @@ struct Acl {
     Prefix source;
     Prefix destination;
     uint8_t protocol = 0;          // 0: every protocol
+    uint16_t sourcePorts[2] = {0, 65535};       // inclusive range; the whole range: any port
+    uint16_t destinationPorts[2] = {0, 65535};
 };
 
 struct DPSIM_API Profile {

@@ -343,6 +343,22 @@ int interface_key(Parse &p, size_t index, const std::string &key, const char *va
     return p.fail("unknown key '" + key + "' in an interface section");
 }
 
+// "any", "80" or "1000-2000" (inclusive, LOW <= HIGH).
+bool parse_port_range(const char *value, uint16_t range[2]) {
+    if (std::strcmp(value, "any") == 0) {
+        range[0] = 0;
+        range[1] = 65535;
+        return true;
+    }
+    const char *dash = std::strchr(value, '-');
+    const std::string low = dash ? std::string(value, static_cast<size_t>(dash - value)) : std::string(value);
+    uint32_t lo = 0, hi = 0;
+    if (!parse_u32(low.c_str(), 65535, lo) || !parse_u32(dash ? dash + 1 : value, 65535, hi) || lo > hi) return false;
+    range[0] = static_cast<uint16_t>(lo);
+    range[1] = static_cast<uint16_t>(hi);
+    return true;
+}
+
 int acl_key(Parse &p, dpsim::Acl &acl, const std::string &key, const char *value) {
     uint32_t v = 0;
     if (key == "type") {
@@ -362,6 +378,10 @@ int acl_key(Parse &p, dpsim::Acl &acl, const std::string &key, const char *value
         if (!parse_u32(value, 255, v)) return p.fail("protocol must be a number from 0 to 255");
         acl.protocol = static_cast<uint8_t>(v);
         return 1;
+    }
+    if (key == "source-port" || key == "destination-port") {
+        uint16_t *range = key == "source-port" ? acl.sourcePorts : acl.destinationPorts;
+        return parse_port_range(value, range) ? 1 : p.fail(key + " must be 'any', a port or a range LOW-HIGH");
     }
     return p.fail("unknown key '" + key + "' in an acl section");
 }

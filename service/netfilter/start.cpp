@@ -7,7 +7,12 @@
 #include <cstdio>
 #include <cstring>
 
+#include <cstdlib>
+
 #include "netfilter/ct_table.h"
+#ifdef DPSVC_NFT_LIMITS
+#include "netfilter/limits.h"
+#endif
 #include "netfilter/netfilter.h"
 #include "netfilter/sysctl.h"
 
@@ -44,6 +49,14 @@ bool start() {
                  stamp ? "switched on" : "could not be switched on");
     register_dumps();
     register_messages();
+#ifdef DPSVC_NFT_LIMITS
+    // The limits table starts empty (whatever an earlier run left goes);
+    // the command line's replay fills it.  It goes when the service ends.
+    register_limits();
+    if (!rebuild_limits()) return false;
+    std::atexit(remove_limits);
+    std::fprintf(stderr, "dpservice: connection limits enforced in nftables table %s\n", kLimitsTable);
+#endif
     return true;
 }
 
