@@ -52,7 +52,8 @@ void print_usage(std::FILE *to) {
                "  --pidfile PATH write the service's process id to PATH\n"
                "  --help         show this text\n"
                "  --version      show the version\n"
-               "The run directory is $DPMGMT_RUNDIR, or /tmp/dpmgmt-<uid>.\n",
+               "The run directory is $DPMGMT_RUNDIR; by default $XDG_RUNTIME_DIR/dpmgmt,\n"
+               "/run/dpmgmt for root, else /tmp/dpmgmt-<uid>.\n",
                to);
 }
 
