@@ -17,18 +17,8 @@ if ! command -v conntrack >/dev/null || [ ! -x "$build/ct_fill" ]; then
   exit 0
 fi
 
-# The best of $runs wall times of a command, in microseconds.
-best_us() {
-  local best=0 s e t
-  for _ in $(seq "$runs"); do
-    s=$(date +%s%N)
-    "$@" >/dev/null 2>&1
-    e=$(date +%s%N)
-    t=$(( (e - s) / 1000 ))
-    if [ "$best" -eq 0 ] || [ "$t" -lt "$best" ]; then best=$t; fi
-  done
-  echo "$best"
-}
+# shellcheck source=timing.sh
+. "$(dirname "$0")/timing.sh"
 
 conntrack_us() {
   local n=$1

@@ -10,17 +10,8 @@ for tool in dpmgmt dpservice fwrite_text; do
   [ -x "$build/$tool" ] || { echo "skipped: $build/$tool not built (bench/run.sh builds it)"; exit 0; }
 done
 
-best_us() {
-  local best=0 s e t
-  for _ in $(seq "$runs"); do
-    s=$(date +%s%N)
-    "$@" >/dev/null 2>&1
-    e=$(date +%s%N)
-    t=$(( (e - s) / 1000 ))
-    if [ "$best" -eq 0 ] || [ "$t" -lt "$best" ]; then best=$t; fi
-  done
-  echo "$best"
-}
+# shellcheck source=timing.sh
+. "$(dirname "$0")/timing.sh"
 
 dir=$(mktemp -d /tmp/dpmgmt-bench.XXXXXX)
 chmod 700 "$dir"
