@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <fstream>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -159,16 +160,10 @@ TEST_F(CliBatch, CompletionPrefixesAndHelpFollowTheSyntax) {
         const dptest::CliResult r = dptest::run_cli({"--complete", c.line});
         SCOPED_TRACE(c.line);
         EXPECT_EQ(r.status, 0) << r.err;
+        EXPECT_TRUE(r.out.empty() || r.out.back() == '\n') << r.out;
         std::vector<std::string> got;
-        std::string word;
-        for (char ch : r.out) {
-            if (ch != '\n') {
-                word += ch;
-                continue;
-            }
-            got.push_back(word);
-            word.clear();
-        }
+        std::istringstream lines(r.out);
+        for (std::string w; std::getline(lines, w);) got.push_back(w);
         for (const std::string &w : c.offered) EXPECT_NE(std::find(got.begin(), got.end(), w), got.end()) << w << "\n" << r.out;
         EXPECT_EQ(std::find(got.begin(), got.end(), c.absent), got.end()) << r.out;
     }
