@@ -22,6 +22,8 @@
 #include <string>
 #include <vector>
 
+#include "support/test_env.h"
+
 namespace dptest {
 
 // A dpservice child serving a run directory of its own.
@@ -40,7 +42,7 @@ public:
     ServiceProcess &operator=(const ServiceProcess &) = delete;
 
     pid_t pid() const { return pid_; }  // -1 while stopped
-    const std::string &rundir() const { return rundir_; }
+    const std::string &rundir() const { return dir_.path(); }
 
     // SIGKILL and reap: the socket files stay behind, as after a crash.
     void kill9();
@@ -54,10 +56,10 @@ public:
 private:
     void start(const std::vector<std::string> &args);
 
-    std::string rundir_;
+    TempDir dir_;
+    ScopedEnv rundirEnv_{"DPMGMT_RUNDIR", dir_.path().c_str()};
+    ScopedEnv datadirEnv_{"DPMGMT_DATADIR", dir_.path().c_str()};
     pid_t pid_ = -1;
-    std::optional<std::string> savedRundir_;
-    std::optional<std::string> savedDatadir_;
 };
 
 // The result of a program run to its end.
