@@ -20,7 +20,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-size_t lines_of(const std::string &text) { return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')); }
+using dptest::lines_of;
 
 // Stops a service dpmgmt started (it is not our child): SIGTERM through its
 // pid file, then waits until it is gone (SIGKILL after 5 s).

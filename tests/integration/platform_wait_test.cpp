@@ -62,6 +62,16 @@ int service_socket() {
 
 const uint8_t kStatRequest[] = {0, 0, 0, 0x31, 0, 0, 0, 0x0A, 0, 1};
 
+// A service socket with a receive time-out of its own (microseconds, as the
+// platform's 16-byte little-endian time value), the request already sent.
+int sent_with_receive_timeout(uint32_t us) {
+    const int fd = service_socket();
+    const uint8_t timeout[16] = {0, 0, 0, 0, 0, 0, 0, 0, uint8_t(us), uint8_t(us >> 8), uint8_t(us >> 16)};
+    EXPECT_EQ(SOCK_SetSockOpt(fd, PLAT_SOL_SOCKET, PLAT_SO_RCVTIMEO, timeout, sizeof timeout), 0);
+    EXPECT_EQ(SOCK_Send(fd, kStatRequest, sizeof kStatRequest, 0), static_cast<long>(sizeof kStatRequest));
+    return fd;
+}
+
 TEST(PlatformWait, StoppedServiceTimesOutWithinTheExchangeBound) {
     dptest::ServiceProcess svc;
     const std::string rundir = svc.rundir();
@@ -125,10 +135,7 @@ TEST(PlatformWait, PatientBoundEndsTheTimedReceivesOfAStoppedService) {
     dptest::ServiceProcess svc;
     dptest::Stopped stopped(svc.pid());
     Bounds bounds(50, 450);
-    const int fd = service_socket();
-    const uint8_t timeout[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0xA0, 0x86, 0x01};  // 0 s, 100,000 us
-    ASSERT_EQ(SOCK_SetSockOpt(fd, PLAT_SOL_SOCKET, PLAT_SO_RCVTIMEO, timeout, sizeof timeout), 0);
-    ASSERT_EQ(SOCK_Send(fd, kStatRequest, sizeof kStatRequest, 0), static_cast<long>(sizeof kStatRequest));
+    const int fd = sent_with_receive_timeout(100000);
     const auto start = Clock::now();
     std::vector<int> errors;
     uint8_t buf[64];
@@ -152,10 +159,7 @@ TEST(PlatformWait, UnboundedReceivesKeepTheSystemsBehaviour) {
     dptest::ServiceProcess svc;
     dptest::Stopped stopped(svc.pid());
     Bounds none(0, 0);
-    const int fd = service_socket();
-    const uint8_t timeout[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0x50, 0xC3};  // 0 s, 50,000 us
-    ASSERT_EQ(SOCK_SetSockOpt(fd, PLAT_SOL_SOCKET, PLAT_SO_RCVTIMEO, timeout, sizeof timeout), 0);
-    ASSERT_EQ(SOCK_Send(fd, kStatRequest, sizeof kStatRequest, 0), static_cast<long>(sizeof kStatRequest));
+    const int fd = sent_with_receive_timeout(50000);
     uint8_t buf[64];
     for (int i = 0; i < 4; ++i) {
         EXPECT_EQ(SOCK_Recv(fd, buf, sizeof buf, 0), -1);

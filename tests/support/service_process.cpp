@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <regex>
 #include <stdexcept>
 
 #ifndef DPSERVICE_PATH
@@ -181,6 +182,12 @@ CliResult run_program(const std::string &path, const std::vector<std::string> &a
 
 CliResult run_cli(std::vector<std::string> args, int timeoutSec) {
     return run_program(DPMGMT_CLI_PATH, args, timeoutSec);
+}
+
+std::optional<unsigned long> number_after(const std::string &text, const std::string &pattern) {
+    std::smatch m;
+    if (!std::regex_search(text, m, std::regex(pattern))) return std::nullopt;
+    return std::stoul(m[1].str());
 }
 
 std::string capture_stdout(std::function<void()> fn) {

@@ -16,6 +16,7 @@
 
 #include <sys/types.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -76,6 +77,12 @@ CliResult run_program(const std::string &path, const std::vector<std::string> &a
 
 // Runs the dpmgmt command line with `args`.
 CliResult run_cli(std::vector<std::string> args, int timeoutSec = 30);
+
+// The newlines in a text.
+inline size_t lines_of(const std::string &text) { return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')); }
+
+// The number the pattern's first group matches in text; nothing without a match.
+std::optional<unsigned long> number_after(const std::string &text, const std::string &pattern);
 
 // Runs fn with this process's standard output (descriptor 1) sent to a
 // temporary file and returns what was written, byte for byte.  stdout is
