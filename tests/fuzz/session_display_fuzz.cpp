@@ -9,6 +9,7 @@
 // (fuzz_support.h: script_dumps).  Every dump must be ended, and no reader
 // may report more samples than the caller's buffer holds.
 #include <cstdlib>
+#include <iterator>
 #include <vector>
 
 #include "dpmgmt/session.h"
@@ -69,56 +70,38 @@ void hot_backup(fuzz::Input &in) {
     HOTBACKUP_DisplayStatistics(1);
 }
 
+// The table walks and counts that read one dump each, by the display byte.
+struct OneDump {
+    uint32_t dump;
+    void (*run)(bool verbose);
+};
+const OneDump kOneDump[] = {
+    {kSession, [](bool v) { (void)SESSION_DisplaySession(1, &kDumpKey, v ? 1 : 0); }},
+    {kFastforward, [](bool v) { (void)SESSION_DisplayFastforwardSession(1, &kTableKey, v ? 1 : 0); }},
+    {kMcfs, [](bool v) { (void)SESSION_DisplayMcfsTable(1, &kDumpKey, v ? 1 : 0); }},
+    {kRelation, [](bool) { (void)SESSION_DisplayRelation(1, &kRelationByte); }},
+    {kKernel, [](bool) { (void)SESSION_DisplaySessionKernel(1, &kDumpKey); }},
+    {kRelationInfo, [](bool) { (void)SESSION_DisplayRelationInfo(1, &kRelationKey); }},
+    {kSession, [](bool) { (void)SESSION_DisplayStatistics(1, &kDumpKey); }},
+    {kAging, [](bool) { (void)SESSION_GetAgingqueueState(1); }},
+};
+
 void display(uint8_t which, fuzz::Input &in) {
-    switch (which % 12) {
-        case 0:
-            fuzz::script_dumps(in, {kSession});
-            (void)SESSION_DisplaySession(1, &kDumpKey, which & 0x80 ? 1 : 0);
-            break;
-        case 1:
-            fuzz::script_dumps(in, {kFastforward});
-            (void)SESSION_DisplayFastforwardSession(1, &kTableKey, which & 0x80 ? 1 : 0);
-            break;
-        case 2:
-            fuzz::script_dumps(in, {kMcfs});
-            (void)SESSION_DisplayMcfsTable(1, &kDumpKey, which & 0x80 ? 1 : 0);
-            break;
-        case 3:
-            fuzz::script_dumps(in, {kRelation});
-            (void)SESSION_DisplayRelation(1, &kRelationByte);
-            break;
-        case 4:
-            fuzz::script_dumps(in, {kKernel});
-            (void)SESSION_DisplaySessionKernel(1, &kDumpKey);
-            break;
-        case 5:
-            fuzz::script_dumps(in, {kRelationInfo});
-            (void)SESSION_DisplayRelationInfo(1, &kRelationKey);
-            break;
-        case 6:
-            fuzz::script_dumps(in, {kSession});
-            (void)SESSION_DisplayStatistics(1, &kDumpKey);
-            break;
-        case 7:
-            fuzz::script_dumps(in, {kAging});
-            (void)SESSION_GetAgingqueueState(1);
-            break;
-        case 8:
-            history(in);
-            break;
-        case 9: {
-            fuzz::script_dumps(in, {kHistory, kHistory, kHistory});
-            SESSION_HISAVG_S averages{};
-            SESSION_HisCom_GetStatics(1, &averages);
-            SESSION_HisCom_DisplayStatics(&averages);
-            break;
-        }
-        case 10:
-            top_statistics(in);
-            break;
-        default:
-            hot_backup(in);
-            break;
+    const size_t n = which % 12;
+    if (n < std::size(kOneDump)) {
+        fuzz::script_dumps(in, {kOneDump[n].dump});
+        kOneDump[n].run(which & 0x80);
+    } else if (n == 8) {
+        history(in);
+    } else if (n == 9) {
+        fuzz::script_dumps(in, {kHistory, kHistory, kHistory});
+        SESSION_HISAVG_S averages{};
+        SESSION_HisCom_GetStatics(1, &averages);
+        SESSION_HisCom_DisplayStatics(&averages);
+    } else if (n == 10) {
+        top_statistics(in);
+    } else {
+        hot_backup(in);
     }
 }
 

@@ -1,10 +1,9 @@
 // The message client over real datagram sockets of the stand-in platform,
 // against a small service thread on a temporary run directory.
+#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstring>
@@ -13,8 +12,8 @@
 #include <vector>
 
 #include "dpmgmt/channels.h"
-#include "support/test_env.h"
 #include "support/service_process.h"
+#include "support/test_env.h"
 
 namespace {
 
@@ -23,11 +22,8 @@ namespace {
 class OneShotService {
 public:
     OneShotService(const std::string &rundir, std::chrono::milliseconds delay) : path_(rundir + "/svc-3184.sock") {
-        fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        sockaddr_un addr{};
-        addr.sun_family = AF_UNIX;
-        std::strncpy(addr.sun_path, path_.c_str(), sizeof addr.sun_path - 1);
-        EXPECT_EQ(bind(fd_, reinterpret_cast<sockaddr *>(&addr), sizeof addr), 0);
+        fd_ = dptest::bind_unix(SOCK_DGRAM, path_);
+        EXPECT_GE(fd_, 0);
         thread_ = std::thread([this, delay] {
             uint8_t buf[256];
             sockaddr_un peer{};

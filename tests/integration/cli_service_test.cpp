@@ -1,9 +1,9 @@
 // The command line and its service: a stopped service is given up on within
 // the bound, a listing cut short says so, a service dpmgmt starts gets the
 // stored configuration back, and a bad environment is named in one line.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <chrono>
@@ -20,19 +20,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-size_t lines_of(const std::string &text) { return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')); }
-
-// SIGSTOPs the process for the scope; SIGCONT at the end, whatever happens.
-class Stopped {
-public:
-    explicit Stopped(pid_t pid) : pid_(pid) { ::kill(pid_, SIGSTOP); }
-    ~Stopped() { ::kill(pid_, SIGCONT); }
-    Stopped(const Stopped &) = delete;
-    Stopped &operator=(const Stopped &) = delete;
-
-private:
-    pid_t pid_;
-};
+using dptest::lines_of;
 
 // Stops a service dpmgmt started (it is not our child): SIGTERM through its
 // pid file, then waits until it is gone (SIGKILL after 5 s).
@@ -49,11 +37,11 @@ void stop_daemon(const std::string &rundir) {
 
 TEST(CliService, AStoppedServiceIsGivenUpOnWithinTheBound) {
     dptest::ServiceProcess svc{{"--sessions", "50"}};
-    Stopped stopped(svc.pid());
+    dptest::Stopped stopped(svc.pid());
     struct Case {
         std::vector<std::string> args;
-        std::string socket;   // the socket the one line names
-        bool incomplete;      // said as an incomplete listing
+        std::string socket;  // the socket the one line names
+        bool incomplete;     // said as an incomplete listing
     } cases[] = {
         {{"session", "limit", "7000"}, "svc-3184.sock", false},
         {{"reset", "session", "protocol", "udp"}, ".sock", false},
@@ -94,8 +82,7 @@ TEST(CliService, AListingCutShortByTheServiceDyingSaysSo) {
     ASSERT_TRUE(dptest::wait_until([&] { return ::stat(out.c_str(), &st) == 0 && st.st_size > 100000; }));
     svc.kill9();
     EXPECT_EQ(cli.wait_exit(), 3);
-    std::ifstream e(err);
-    const std::string said((std::istreambuf_iterator<char>(e)), std::istreambuf_iterator<char>());
+    const std::string said = dptest::read_text(err);
     EXPECT_EQ(lines_of(said), 1u) << said;
     EXPECT_EQ(said.rfind("dpmgmt: the listing is incomplete: ", 0), 0u) << said;
     EXPECT_NE(said.find("kernel.sock"), std::string::npos) << said;

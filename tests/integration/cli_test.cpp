@@ -42,11 +42,7 @@ void refused(std::vector<std::string> words, const std::string &mention) {
     EXPECT_EQ(r.out, "");
 }
 
-std::optional<unsigned long> number_after(const std::string &text, const std::string &pattern) {
-    std::smatch m;
-    if (!std::regex_search(text, m, std::regex(pattern))) return std::nullopt;
-    return std::stoul(m[1].str());
-}
+using dptest::number_after;
 
 class Cli : public ::testing::Test {
 protected:

@@ -124,6 +124,12 @@ const CONNLMT_STATNODE_FILTER_S kStatFilter{};
 const SQA_REMARK_S kRemark{};
 const uint16_t kNodes[2] = {1, 2};
 char g_callId[SQA_CALLID_SIZE] = "call-1";
+
+// A control call that returns nothing; it must merely come back.
+uint32_t sent(void (*send)(uint32_t, uint32_t, const void *), uint32_t cmd) {
+    send(cmd, 4, kWords);
+    return 0;
+}
 uint8_t g_samples[2 * 49152];
 
 // The service's commands: every exchange shape (result word, record query,
@@ -325,11 +331,7 @@ const Call kKernelCalls[] = {
     {"SESSION_GetHotBackRemainMsg", Expect::Value, 0, [](uint8_t *) { return SESSION_GetHotBackRemainMsg(1); }},
     {"SESSION_GetHotBackStatistics", Expect::Single, sizeof(SESSION_HOTBACKSTAT_S),
      [](uint8_t *r) { return SESSION_GetHotBackStatistics(1, 2, as<SESSION_HOTBACKSTAT_S>(r)); }},
-    {"HOTBACKUP_DisplayStatistics", Expect::Void, 0,
-     [](uint8_t *) {
-         HOTBACKUP_DisplayStatistics(1);
-         return 0u;
-     }},
+    {"HOTBACKUP_DisplayStatistics", Expect::Void, 0, [](uint8_t *) { return HOTBACKUP_DisplayStatistics(1), 0u; }},
     {"CONNLMT_Dump_DisStatNodes", Expect::StatNodes, 0,
      [](uint8_t *) { return CONNLMT_Dump_DisStatNodes(1, 0, &kStatFilter, 0); }},
     {"CONNLMT_Dump_DisStatNodes count", Expect::StatNodes, 0,
@@ -354,26 +356,10 @@ const Call kKernelCalls[] = {
      [](uint8_t *r) { return SQA_DUMP_PullStatistics(1, as<SQA_CALL_STATISTICS_S>(r)); }},
     {"SQA_DUMP_DisDebugFlag", Expect::Control, 0, [](uint8_t *) { return SQA_DUMP_DisDebugFlag(); }},
     {"SQA_DUMP_DisH323DebugFlag", Expect::Control, 0, [](uint8_t *) { return SQA_DUMP_DisH323DebugFlag(); }},
-    {"CONNLMT_ioctl_Send", Expect::Void, 0,
-     [](uint8_t *) {
-         CONNLMT_ioctl_Send(0x480001, 4, kWords);
-         return 0u;
-     }},
-    {"CONNLMT_ioctl_Send_Async", Expect::Void, 0,
-     [](uint8_t *) {
-         CONNLMT_ioctl_Send_Async(0x480001, 4, kWords);
-         return 0u;
-     }},
-    {"SESSION_ioctl_Send", Expect::Void, 0,
-     [](uint8_t *) {
-         SESSION_ioctl_Send(0x480002, 4, kWords);
-         return 0u;
-     }},
-    {"SESSION_ioctl_Send_Async", Expect::Void, 0,
-     [](uint8_t *) {
-         SESSION_ioctl_Send_Async(0x480002, 4, kWords);
-         return 0u;
-     }},
+    {"CONNLMT_ioctl_Send", Expect::Void, 0, [](uint8_t *) { return sent(CONNLMT_ioctl_Send, 0x480001); }},
+    {"CONNLMT_ioctl_Send_Async", Expect::Void, 0, [](uint8_t *) { return sent(CONNLMT_ioctl_Send_Async, 0x480001); }},
+    {"SESSION_ioctl_Send", Expect::Void, 0, [](uint8_t *) { return sent(SESSION_ioctl_Send, 0x480002); }},
+    {"SESSION_ioctl_Send_Async", Expect::Void, 0, [](uint8_t *) { return sent(SESSION_ioctl_Send_Async, 0x480002); }},
 };
 
 class HostileServiceTest : public ::testing::TestWithParam<Hostility> {

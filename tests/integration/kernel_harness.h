@@ -19,6 +19,7 @@
 
 #include "kernel_wire.h"
 #include "platform/dump.h"
+#include "support/test_env.h"
 
 namespace kerneltest {
 
@@ -104,14 +105,12 @@ inline Bytes session_key(uint8_t family = 0, uint16_t protocol = 0) {
 // asked.
 inline std::optional<uint32_t> open_cursors(const std::string &rundir) {
     const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un addr{};
-    addr.sun_family = AF_UNIX;
-    std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s/kernel.sock", rundir.c_str());
+    const sockaddr_un addr = dptest::unix_address(rundir + "/kernel.sock");
     std::optional<uint32_t> n;
     uint32_t frame[3] = {dpsim::kOpCursorCount, 0, 0};
     const timeval tv{5, 0};
     ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
-    if (::connect(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) == 0 && ::send(fd, frame, 8, 0) == 8 &&
+    if (::connect(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) == 0 && ::send(fd, frame, 8, 0) == 8 &&
         ::recv(fd, frame, sizeof frame, MSG_WAITALL) == sizeof frame && frame[1] == 4)
         n = frame[2];
     ::close(fd);

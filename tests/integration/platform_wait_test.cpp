@@ -2,6 +2,7 @@
 // within the bound, a killed one ends the patient reset and the dump it
 // was serving, each with the fault that names the socket.
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
 #include <unistd.h>
@@ -10,12 +11,10 @@
 #include <cerrno>
 #include <chrono>
 #include <functional>
-#include <stdexcept>
 #include <future>
+#include <stdexcept>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "dpmgmt/channels.h"
 #include "dpmgmt/session.h"
@@ -23,6 +22,7 @@
 #include "platform/socket.h"
 #include "platform/wait.h"
 #include "support/service_process.h"
+#include "support/test_env.h"
 
 namespace {
 
@@ -40,13 +40,6 @@ struct Bounds {
         PLAT_SetWaitBounds(0, 0);
         PLAT_ClearFault();
     }
-};
-
-// Keeps a service stopped for one scope.
-struct Stopped {
-    explicit Stopped(pid_t pid) : pid_(pid) { ::kill(pid_, SIGSTOP); }
-    ~Stopped() { ::kill(pid_, SIGCONT); }
-    pid_t pid_;
 };
 
 PLAT_FAULT_S fault() {
@@ -68,6 +61,16 @@ int service_socket() {
 }
 
 const uint8_t kStatRequest[] = {0, 0, 0, 0x31, 0, 0, 0, 0x0A, 0, 1};
+
+// A service socket with a receive time-out of its own (microseconds, as the
+// platform's 16-byte little-endian time value), the request already sent.
+int sent_with_receive_timeout(uint32_t us) {
+    const int fd = service_socket();
+    const uint8_t timeout[16] = {0, 0, 0, 0, 0, 0, 0, 0, uint8_t(us), uint8_t(us >> 8), uint8_t(us >> 16)};
+    EXPECT_EQ(SOCK_SetSockOpt(fd, PLAT_SOL_SOCKET, PLAT_SO_RCVTIMEO, timeout, sizeof timeout), 0);
+    EXPECT_EQ(SOCK_Send(fd, kStatRequest, sizeof kStatRequest, 0), static_cast<long>(sizeof kStatRequest));
+    return fd;
+}
 
 TEST(PlatformWait, StoppedServiceTimesOutWithinTheExchangeBound) {
     dptest::ServiceProcess svc;
@@ -109,7 +112,7 @@ TEST(PlatformWait, StoppedServiceTimesOutWithinTheExchangeBound) {
          },
          "/kernel.sock"},
     };
-    Stopped stopped(svc.pid());
+    dptest::Stopped stopped(svc.pid());
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
         Bounds bounds(kBoundMs, 0);
@@ -130,12 +133,9 @@ TEST(PlatformWait, StoppedServiceTimesOutWithinTheExchangeBound) {
 // EAGAIN; the patient bound, counted from the send, says ETIMEDOUT.
 TEST(PlatformWait, PatientBoundEndsTheTimedReceivesOfAStoppedService) {
     dptest::ServiceProcess svc;
-    Stopped stopped(svc.pid());
+    dptest::Stopped stopped(svc.pid());
     Bounds bounds(50, 450);
-    const int fd = service_socket();
-    const uint8_t timeout[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0xA0, 0x86, 0x01};  // 0 s, 100,000 us
-    ASSERT_EQ(SOCK_SetSockOpt(fd, PLAT_SOL_SOCKET, PLAT_SO_RCVTIMEO, timeout, sizeof timeout), 0);
-    ASSERT_EQ(SOCK_Send(fd, kStatRequest, sizeof kStatRequest, 0), static_cast<long>(sizeof kStatRequest));
+    const int fd = sent_with_receive_timeout(100000);
     const auto start = Clock::now();
     std::vector<int> errors;
     uint8_t buf[64];
@@ -157,12 +157,9 @@ TEST(PlatformWait, PatientBoundEndsTheTimedReceivesOfAStoppedService) {
 // often as they come, and nothing is recorded.
 TEST(PlatformWait, UnboundedReceivesKeepTheSystemsBehaviour) {
     dptest::ServiceProcess svc;
-    Stopped stopped(svc.pid());
+    dptest::Stopped stopped(svc.pid());
     Bounds none(0, 0);
-    const int fd = service_socket();
-    const uint8_t timeout[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0x50, 0xC3};  // 0 s, 50,000 us
-    ASSERT_EQ(SOCK_SetSockOpt(fd, PLAT_SOL_SOCKET, PLAT_SO_RCVTIMEO, timeout, sizeof timeout), 0);
-    ASSERT_EQ(SOCK_Send(fd, kStatRequest, sizeof kStatRequest, 0), static_cast<long>(sizeof kStatRequest));
+    const int fd = sent_with_receive_timeout(50000);
     uint8_t buf[64];
     for (int i = 0; i < 4; ++i) {
         EXPECT_EQ(SOCK_Recv(fd, buf, sizeof buf, 0), -1);

@@ -40,12 +40,8 @@ class ScriptedKernel {
 public:
     ScriptedKernel(const std::string &dir, std::vector<Answer> script, bool batched)
         : script_(std::move(script)), batched_(batched) {
-        listener_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_un addr{};
-        addr.sun_family = AF_UNIX;
-        std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s/kernel.sock", dir.c_str());
-        if (::bind(listener_, reinterpret_cast<sockaddr *>(&addr), sizeof addr) != 0 || ::listen(listener_, 4) != 0)
-            ADD_FAILURE() << "cannot serve " << addr.sun_path << ": " << std::strerror(errno);
+        listener_ = dptest::bind_unix(SOCK_STREAM, dir + "/kernel.sock");
+        if (listener_ < 0) ADD_FAILURE() << "cannot serve " << dir << "/kernel.sock: " << std::strerror(errno);
         thread_ = std::thread([this] { serve(); });
     }
     ~ScriptedKernel() {

@@ -3,12 +3,13 @@
 // configuration database is private, and a data directory is never made
 // where its parent is missing.
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/wait.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,8 +19,6 @@
 #include <sstream>
 #include <string>
 #include <utility>
-
-#include <gtest/gtest.h>
 
 #include "dpsim.h"
 #include "platform/dbm.h"
@@ -52,13 +51,6 @@ Fault take_fault() {
     PLAT_DescribeFault(line, sizeof line);
     PLAT_ClearFault();
     return Fault{f.kind, f.sysErrno, f.endpoint, line};
-}
-
-std::string read_file(const std::string &path) {
-    std::ifstream in(path);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
 }
 
 void write_file(const std::string &path, const std::string &text, mode_t mode) {
@@ -101,7 +93,8 @@ TEST_F(RunDirectoryTest, ForeignOpenOrMissingRunDirectoriesAreRefused) {
         const char *why;
     };
     const Case cases[] = {
-        {"another user's", true, [](const std::string &d) { ::mkdir(d.c_str(), 0700), (void)!::chown(d.c_str(), kNobody, kNobody); },
+        {"another user's", true,
+         [](const std::string &d) { ::mkdir(d.c_str(), 0700), (void)!::chown(d.c_str(), kNobody, kNobody); },
          PLAT_FAULT_UNTRUSTED, EPERM, " belongs to uid 65534, not 0"},
         {"open to all", false, [](const std::string &d) { ::mkdir(d.c_str(), 0700), ::chmod(d.c_str(), 0777); },
          PLAT_FAULT_UNTRUSTED, EPERM, " is open to other users (mode 0777)"},
@@ -187,11 +180,8 @@ TEST_F(RunDirectoryTest, SquattedRunDirectoryIsNeitherWrittenNorBelieved) {
     ::chmod(dir.c_str(), 0777);
     ASSERT_EQ(::symlink(victim.c_str(), (dir + "/dpservice.pid.tmp").c_str()), 0);
     ASSERT_EQ(::symlink(victim.c_str(), (dir + "/dpservice.log").c_str()), 0);
-    const int fake = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_un addr{};
-    addr.sun_family = AF_UNIX;
-    std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s/svc-3184.sock", dir.c_str());
-    ASSERT_EQ(::bind(fake, reinterpret_cast<sockaddr *>(&addr), sizeof addr), 0);
+    const int fake = dptest::bind_unix(SOCK_DGRAM, dir + "/svc-3184.sock");
+    ASSERT_GE(fake, 0);
     for (const char *entry : {"", "/svc-3184.sock", "/dpservice.pid.tmp", "/dpservice.log"})
         ASSERT_EQ(::lchown((dir + entry).c_str(), kNobody, kNobody), 0);
 
@@ -208,7 +198,7 @@ TEST_F(RunDirectoryTest, SquattedRunDirectoryIsNeitherWrittenNorBelieved) {
     char buf[64];
     EXPECT_EQ(::recv(fake, buf, sizeof buf, MSG_DONTWAIT), -1) << "the fake service was spoken to";
     ::close(fake);
-    EXPECT_EQ(read_file(victim), "secret\n");
+    EXPECT_EQ(dptest::read_text(victim), "secret\n");
     EXPECT_EQ(mode_of(victim), 0600u);
     EXPECT_EQ(::access((dir + "/dpservice.pid").c_str(), F_OK), -1);
 }
@@ -231,9 +221,9 @@ TEST_F(RunDirectoryTest, PlantedLinksInOurOwnDirectoryAreNotFollowed) {
     ASSERT_EQ(::symlink(victim.c_str(), (run.path() + "/dpservice.pid.tmp").c_str()), 0);
     ASSERT_EQ(SERVICE_Start(1, "SESSION", 0, 0), 0u);
     pid_t pid = 0;
-    std::istringstream(read_file(run.path() + "/dpservice.pid")) >> pid;
+    std::istringstream(dptest::read_text(run.path() + "/dpservice.pid")) >> pid;
     ASSERT_GT(pid, 0);
-    EXPECT_EQ(read_file(victim), "secret\n");
+    EXPECT_EQ(dptest::read_text(victim), "secret\n");
     for (const char *file : {"/dpservice.pid", "/dpservice.log", "/svc-3184.sock", "/kernel.sock"})
         EXPECT_EQ(mode_of(run.path() + file), 0600u) << file;
     EXPECT_EQ(::access((run.path() + "/dpservice.pid.tmp").c_str(), F_OK), -1);
@@ -251,19 +241,17 @@ TEST_F(RunDirectoryTest, ServiceSocketOfAnotherUserIsRefused) {
     } unbound;
     TempDir run;
     ScopedEnv runEnv("DPMGMT_RUNDIR", run.path().c_str());
-    const int fake = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_un addr{};
-    addr.sun_family = AF_UNIX;
-    std::snprintf(addr.sun_path, sizeof addr.sun_path, "%s/svc-3184.sock", run.path().c_str());
-    ASSERT_EQ(::bind(fake, reinterpret_cast<sockaddr *>(&addr), sizeof addr), 0);
-    ASSERT_EQ(::chown(addr.sun_path, kNobody, kNobody), 0);
+    const std::string socket = run.path() + "/svc-3184.sock";
+    const int fake = dptest::bind_unix(SOCK_DGRAM, socket);
+    ASSERT_GE(fake, 0);
+    ASSERT_EQ(::chown(socket.c_str(), kNobody, kNobody), 0);
     int err = 0;
     EXPECT_EQ(connect_service(err), -1);
     EXPECT_EQ(err, EPERM);
     const Fault f = take_fault();
     EXPECT_EQ(f.kind, PLAT_FAULT_UNTRUSTED);
-    EXPECT_EQ(f.endpoint, addr.sun_path);
-    EXPECT_EQ(f.line, std::string(addr.sun_path) + " belongs to uid 65534");
+    EXPECT_EQ(f.endpoint, socket);
+    EXPECT_EQ(f.line, socket + " belongs to uid 65534");
     ::close(fake);
 }
 

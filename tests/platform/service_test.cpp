@@ -1,4 +1,7 @@
 // The service manager's view of dpservice in a run directory.
+#include "platform/service.h"
+
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -8,9 +11,6 @@
 #include <fstream>
 #include <string>
 
-#include <gtest/gtest.h>
-
-#include "platform/service.h"
 #include "support/test_env.h"
 
 namespace {
@@ -32,12 +32,8 @@ protected:
 
 TEST_F(ServiceTest, RunningMeansTheServiceSocketAnswers) {
     EXPECT_EQ(status(), 0u);
-    const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_un addr{};
-    addr.sun_family = AF_UNIX;
-    const std::string path = dir_.path() + "/svc-3184.sock";
-    std::strncpy(addr.sun_path, path.c_str(), sizeof addr.sun_path - 1);
-    ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr), 0);
+    const int fd = dptest::bind_unix(SOCK_DGRAM, dir_.path() + "/svc-3184.sock");
+    ASSERT_GE(fd, 0);
     EXPECT_EQ(status(), SERVICE_STATUS_RUNNING);
     // The file of a service that is gone does not count.
     ::close(fd);

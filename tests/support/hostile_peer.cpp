@@ -33,18 +33,8 @@ void put_be32(Bytes &b, uint32_t v) {
 }
 
 int bound_socket(int type, const std::string &path) {
-    const int fd = ::socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
-    if (fd < 0) throw std::runtime_error("socket: " + std::string(std::strerror(errno)));
-    sockaddr_un addr{};
-    addr.sun_family = AF_UNIX;
-    if (path.size() >= sizeof addr.sun_path) throw std::runtime_error("socket path too long: " + path);
-    std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
-    if (::bind(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0 ||
-        (type == SOCK_STREAM && ::listen(fd, 16) != 0)) {
-        const std::string why = std::strerror(errno);
-        ::close(fd);
-        throw std::runtime_error("bind " + path + ": " + why);
-    }
+    const int fd = bind_unix(type, path);
+    if (fd < 0) throw std::runtime_error("bind " + path + ": " + std::strerror(errno));
     return fd;
 }
 
@@ -150,23 +140,10 @@ void send_quietly(int fd, const Bytes &b) {
 }  // namespace
 
 const char *hostility_name(Hostility how) {
-    switch (how) {
-        case Hostility::Silent:
-            return "Silent";
-        case Hostility::Short:
-            return "Short";
-        case Hostility::Empty:
-            return "Empty";
-        case Hostility::Oversized:
-            return "Oversized";
-        case Hostility::WrongLength:
-            return "WrongLength";
-        case Hostility::Garbage:
-            return "Garbage";
-        case Hostility::MoreWithNothing:
-            return "MoreWithNothing";
-    }
-    return "?";
+    static const char *const kNames[] = {"Silent",      "Short",   "Empty",          "Oversized",
+                                         "WrongLength", "Garbage", "MoreWithNothing"};
+    const auto i = static_cast<size_t>(how);
+    return i < std::size(kNames) ? kNames[i] : "?";
 }
 
 HostilePeer::HostilePeer(Hostility how)

@@ -3,7 +3,6 @@
 #include "support/service_process.h"
 
 #include <fcntl.h>
-#include <ftw.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -17,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <regex>
 #include <stdexcept>
 
 #ifndef DPSERVICE_PATH
@@ -37,20 +37,6 @@ constexpr auto kStartLimit = std::chrono::seconds(10);
 constexpr auto kStopLimit = std::chrono::seconds(10);
 
 [[noreturn]] void fail(const std::string &what) { throw std::runtime_error(what + ": " + std::strerror(errno)); }
-
-std::optional<std::string> getenv_opt(const char *name) {
-    const char *v = std::getenv(name);
-    return v != nullptr ? std::optional<std::string>(v) : std::nullopt;
-}
-
-void restore_env(const char *name, const std::optional<std::string> &value) {
-    if (value)
-        ::setenv(name, value->c_str(), 1);
-    else
-        ::unsetenv(name);
-}
-
-int remove_entry(const char *path, const struct stat *, int, FTW *) { return ::remove(path); }
 
 std::vector<char *> make_argv(const std::string &path, const std::vector<std::string> &args) {
     std::vector<char *> argv;
@@ -82,30 +68,16 @@ int decode_status(int status) {
 // ------------------------------------------------------- ServiceProcess ----
 
 ServiceProcess::ServiceProcess(std::vector<std::string> args) {
-    char tmpl[] = "/tmp/dpsvc-test-XXXXXX";
-    if (::mkdtemp(tmpl) == nullptr) fail("mkdtemp");
-    rundir_ = tmpl;
-    savedRundir_ = getenv_opt("DPMGMT_RUNDIR");
-    savedDatadir_ = getenv_opt("DPMGMT_DATADIR");
-    ::setenv("DPMGMT_RUNDIR", rundir_.c_str(), 1);
-    ::setenv("DPMGMT_DATADIR", rundir_.c_str(), 1);
+    if (dir_.path().empty()) fail("mkdtemp");
     try {
         start(args);
     } catch (...) {
         stop();
-        ::nftw(rundir_.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
-        restore_env("DPMGMT_RUNDIR", savedRundir_);
-        restore_env("DPMGMT_DATADIR", savedDatadir_);
         throw;
     }
 }
 
-ServiceProcess::~ServiceProcess() {
-    stop();
-    ::nftw(rundir_.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
-    restore_env("DPMGMT_RUNDIR", savedRundir_);
-    restore_env("DPMGMT_DATADIR", savedDatadir_);
-}
+ServiceProcess::~ServiceProcess() { stop(); }
 
 void ServiceProcess::start(const std::vector<std::string> &args) {
     const std::string path = DPSERVICE_PATH;
@@ -122,7 +94,7 @@ void ServiceProcess::start(const std::vector<std::string> &args) {
     }
     pid_ = child;
 
-    SvcClient probe(rundir_);
+    SvcClient probe(dir_.path());
     const auto deadline = Clock::now() + kStartLimit;
     while (Clock::now() < deadline) {
         int status = 0;
@@ -133,7 +105,7 @@ void ServiceProcess::start(const std::vector<std::string> &args) {
         if (probe.exchange(kProbeType, {}, 50)) return;
         ::poll(nullptr, 0, 10);  // the socket is not bound yet: look again shortly
     }
-    throw std::runtime_error("dpservice did not answer within 10 s in " + rundir_);
+    throw std::runtime_error("dpservice did not answer within 10 s in " + dir_.path());
 }
 
 void ServiceProcess::kill9() {
@@ -210,6 +182,12 @@ CliResult run_program(const std::string &path, const std::vector<std::string> &a
 
 CliResult run_cli(std::vector<std::string> args, int timeoutSec) {
     return run_program(DPMGMT_CLI_PATH, args, timeoutSec);
+}
+
+std::optional<unsigned long> number_after(const std::string &text, const std::string &pattern) {
+    std::smatch m;
+    if (!std::regex_search(text, m, std::regex(pattern))) return std::nullopt;
+    return std::stoul(m[1].str());
 }
 
 std::string capture_stdout(std::function<void()> fn) {

@@ -16,11 +16,14 @@
 
 #include <sys/types.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "support/test_env.h"
 
 namespace dptest {
 
@@ -40,7 +43,7 @@ public:
     ServiceProcess &operator=(const ServiceProcess &) = delete;
 
     pid_t pid() const { return pid_; }  // -1 while stopped
-    const std::string &rundir() const { return rundir_; }
+    const std::string &rundir() const { return dir_.path(); }
 
     // SIGKILL and reap: the socket files stay behind, as after a crash.
     void kill9();
@@ -54,10 +57,10 @@ public:
 private:
     void start(const std::vector<std::string> &args);
 
-    std::string rundir_;
+    TempDir dir_;
+    ScopedEnv rundirEnv_{"DPMGMT_RUNDIR", dir_.path().c_str()};
+    ScopedEnv datadirEnv_{"DPMGMT_DATADIR", dir_.path().c_str()};
     pid_t pid_ = -1;
-    std::optional<std::string> savedRundir_;
-    std::optional<std::string> savedDatadir_;
 };
 
 // The result of a program run to its end.
@@ -74,6 +77,12 @@ CliResult run_program(const std::string &path, const std::vector<std::string> &a
 
 // Runs the dpmgmt command line with `args`.
 CliResult run_cli(std::vector<std::string> args, int timeoutSec = 30);
+
+// The newlines in a text.
+inline size_t lines_of(const std::string &text) { return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')); }
+
+// The number the pattern's first group matches in text; nothing without a match.
+std::optional<unsigned long> number_after(const std::string &text, const std::string &pattern);
 
 // Runs fn with this process's standard output (descriptor 1) sent to a
 // temporary file and returns what was written, byte for byte.  stdout is

@@ -1,17 +1,25 @@
 // Header-only helpers shared by the platform and integration tests: a
 // fresh temporary directory, environment variables set for one scope,
-// bounded polling and a descriptor count.
+// bounded polling, a descriptor count, a file's text, a bound Unix socket
+// and a process held stopped.
 #ifndef DPTEST_TEST_ENV_H
 #define DPTEST_TEST_ENV_H
 
 #include <dirent.h>
 #include <ftw.h>
 #include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <string>
 
@@ -78,6 +86,48 @@ inline int open_fd_count() {
     }
     return n;
 }
+
+// The file's whole text; "" when it cannot be read.
+inline std::string read_text(const std::string &path) {
+    std::ifstream in(path);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// The address of a Unix socket at path (cut to fit sun_path).
+inline sockaddr_un unix_address(const std::string &path) {
+    sockaddr_un addr{};
+    addr.sun_family = AF_UNIX;
+    std::strncpy(addr.sun_path, path.c_str(), sizeof addr.sun_path - 1);
+    return addr;
+}
+
+// A Unix socket of `type` bound at path, listening when it is a stream;
+// -1 (errno kept) when it cannot be.
+inline int bind_unix(int type, const std::string &path) {
+    const int fd = ::socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
+    const sockaddr_un addr = unix_address(path);
+    if (fd >= 0 && (path.size() >= sizeof addr.sun_path ||
+                    ::bind(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0 ||
+                    (type == SOCK_STREAM && ::listen(fd, 16) != 0))) {
+        const int err = path.size() >= sizeof addr.sun_path ? ENAMETOOLONG : errno;
+        ::close(fd);
+        errno = err;
+        return -1;
+    }
+    return fd;
+}
+
+// SIGSTOPs the process for the scope; SIGCONT at the end, whatever happens.
+class Stopped {
+public:
+    explicit Stopped(pid_t pid) : pid_(pid) { ::kill(pid_, SIGSTOP); }
+    ~Stopped() { ::kill(pid_, SIGCONT); }
+    Stopped(const Stopped &) = delete;
+    Stopped &operator=(const Stopped &) = delete;
+
+private:
+    pid_t pid_;
+};
 
 }  // namespace dptest
 
