@@ -38,27 +38,28 @@ void print_session_state(const SESSION_TABLEINFO_S &e) {
     std::printf("Responder->Initiator:   %10u packets %10u bytes\r\n", e.uiPacketsRpl, e.uiBytesRpl);
 }
 
+// One direction of a session or fast-forward entry: 0 the initiator, 1 the
+// responder.
+template <typename Entry>
+void print_direction(const Entry &e, int d) {
+    std::puts(d == 0 ? "Initiator:\r" : "Responder:\r");
+    print_direction_addresses(e.astTuple[d], e.aucDsLitePeer[d]);
+    print_direction_vpn_protocol(e.astTuple[d], &e.auiIfIndex[d]);
+}
+
 void print_session(const SESSION_TABLEINFO_S &e, bool verbose) {
-    std::puts("Initiator:\r");
-    print_direction_addresses(e.astTuple[0], e.aucDsLitePeer[0]);
-    print_direction_vpn_protocol(e.astTuple[0], &e.auiIfIndex[0]);
+    print_direction(e, 0);
     if (verbose) {
-        std::puts("Responder:\r");
-        print_direction_addresses(e.astTuple[1], e.aucDsLitePeer[1]);
-        print_direction_vpn_protocol(e.astTuple[1], &e.auiIfIndex[1]);
+        print_direction(e, 1);
         print_session_state(e);
     }
     std::puts("\r");
 }
 
 void print_fastforward(const SESSION_FASTFORWARDTABLEINFO_S &e, bool verbose) {
-    std::puts("Initiator:\r");
-    print_direction_addresses(e.astTuple[0], e.aucDsLitePeer[0]);
-    print_direction_vpn_protocol(e.astTuple[0], &e.auiIfIndex[0]);
+    print_direction(e, 0);
     if (verbose) {
-        std::puts("Responder:\r");
-        print_direction_addresses(e.astTuple[1], e.aucDsLitePeer[1]);
-        print_direction_vpn_protocol(e.astTuple[1], &e.auiIfIndex[1]);
+        print_direction(e, 1);
         if (e.uiTTL == SESSION_TTL_NONE)
             std::puts("TTL: -\r");
         else
