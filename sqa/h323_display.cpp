@@ -74,12 +74,7 @@ void print_h323_block(const SQA_H323_CALLENTRY_VERBOSE_S &e, uint16_t probe) {
         std::printf("  Session ID: %u\n", e.uiSessionId);
     }
     std::fputs(media_text(e.usMediaType), stdout);
-    print_vlan(e.usVlanId, 13);
-    print_start_time(e.stStartTime);
-    print_mos(e.uiFwdMos, e.uiRevMos, 13);
-    print_flows(e.ulFwdOctets, e.ulFwdPackets, e.ulRevOctets, e.ulRevPackets);
-    if (probe == 1) print_driver_contexts(e.auiCallerDrvContext, e.auiCalleeDrvContext);
-    std::putchar('\n');
+    print_call_tail(e, 13, 13, probe == 1);
 }
 
 // The one walk of the H.323 verbose and probe tables: the key is the call

@@ -32,12 +32,7 @@ void print_sip_block(const SQA_SIP_CALLENTRY_VERBOSE_S &e, uint16_t showContext)
     print_endpoint(e.uiCalleeIp, e.usCalleePort, e.aucCalleeMac);
     std::printf("    Tag: %s\n", e.szCalleeTag);
     std::fputs(e.ucMediaType == kMediaAudio ? "  Type: Audio     " : "  Type: Video     ", stdout);
-    print_vlan(e.usVlanId, 18);
-    print_start_time(e.stStartTime);
-    print_mos(e.uiFwdMos, e.uiRevMos, 8);
-    print_flows(e.ulFwdOctets, e.ulFwdPackets, e.ulRevOctets, e.ulRevPackets);
-    if (showContext == 1) print_driver_contexts(e.auiCallerDrvContext, e.auiCalleeDrvContext);
-    std::putchar('\n');
+    print_call_tail(e, 18, 8, showContext == 1);
 }
 
 // The one walk of the SIP verbose table.  The kernel takes the caller's
