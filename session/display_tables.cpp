@@ -28,11 +28,7 @@ void print_start_and_ttl(const SESSION_TABLEINFO_S &e, bool mcfs) {
 }
 
 void print_session_state(const SESSION_TABLEINFO_S &e) {
-    const char *state = SESSION_GetStatusName(e.ucProtocolIndex, e.ucState);
-    char app[kAppNameSize];
-    app_name(app, e.uiAppId);
-    std::printf("State: %s\r\n", state);
-    std::printf("Application: %s\r\n", app);
+    print_state_and_app(e, "\r\n");
     print_start_and_ttl(e, false);
     std::printf("Initiator->Responder:   %10u packets %10u bytes\r\n", e.uiPacketsOrg, e.uiBytesOrg);
     std::printf("Responder->Initiator:   %10u packets %10u bytes\r\n", e.uiPacketsRpl, e.uiBytesRpl);
