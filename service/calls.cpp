@@ -288,12 +288,11 @@ void write_h323_verbose(const Call &c, uint8_t *out)
 void write_statistics(const Statistics &s, uint8_t *out)
 {
     std::memset(out, 0, kStatisticsSize);
-    put64(out, 0, s.total);
-    put64(out, 8, s.active);
-    put64(out, 16, s.successful);
-    put64(out, 24, s.timeout);
-    put64(out, 32, s.other);
-    put64(out, 40, s.abnormal);
+    // Six u64 counts, then the number of calls.
+    const uint64_t counts[] = {s.total, s.active, s.successful, s.timeout, s.other, s.abnormal};
+    for (uint32_t i = 0; i < 6; ++i) {
+        put64(out, 8 * i, counts[i]);
+    }
     put32(out, 48, s.number);
 }
 
