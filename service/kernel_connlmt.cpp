@@ -179,14 +179,26 @@ Nodes count_nodes(uint16_t node, uint32_t family, uint16_t policy, uint16_t rule
     return nodes;
 }
 
-// Whether each node denies new sessions: the kernel keeps it between dumps,
-// for the stretch between the two thresholds.
-using DenyKey = std::tuple<uint16_t, uint32_t, NodeId>;  // node, family, statistic node
+struct Counters {
+    uint64_t permitted = 0;
+    uint64_t denied = 0;
+};
 
-std::map<DenyKey, bool> &deny_state()
+using DenyKey = std::tuple<uint16_t, uint32_t, NodeId>;  // node, family, statistic node
+using BaseKey = std::tuple<uint16_t, uint32_t, uint16_t>;  // node, family, policy
+
+// What the kernel keeps between dumps: whether each node denies new
+// sessions (for the stretch between the two thresholds), and where each
+// policy's counters were last reset.
+struct Kept {
+    std::map<DenyKey, bool> denied;
+    std::map<BaseKey, Counters> baselines;
+};
+
+Kept &kept()
 {
-    static std::map<DenyKey, bool> state;
-    return state;
+    static Kept k;
+    return k;
 }
 
 // The filters of the key are compared with the node's own addresses, so a
@@ -211,7 +223,7 @@ std::unique_ptr<DumpCursor> open_stat_nodes(uint16_t node, std::span<const uint8
                          id.group.protocol, id.group.port, id.rule};
             out.upper = rule.limitData[0];
             out.lower = rule.limitData[1];
-            out.denied = update_denied(deny_state()[DenyKey{node, q.family, id}], n.sessions, out.upper, out.lower);
+            out.denied = update_denied(kept().denied[DenyKey{node, q.family, id}], n.sessions, out.upper, out.lower);
             out.aclNum = n.aclNum;
             out.sessions = n.sessions;
             out.aclType = rule.aclType;
@@ -222,11 +234,6 @@ std::unique_ptr<DumpCursor> open_stat_nodes(uint16_t node, std::span<const uint8
 }
 
 // ------------------------------------------------------------ counters ----
-
-struct Counters {
-    uint64_t permitted = 0;
-    uint64_t denied = 0;
-};
 
 // Counters of each applied policy of a family on a node, as made from the
 // tables: what sessions each node holds within its upper threshold were
@@ -243,15 +250,6 @@ std::map<uint16_t, Counters> policy_counters(uint16_t node, uint32_t family, uin
     return out;
 }
 
-using BaseKey = std::tuple<uint16_t, uint32_t, uint16_t>;  // node, family, policy
-
-// Where each policy's counters were last reset.
-std::map<BaseKey, Counters> &baselines()
-{
-    static std::map<BaseKey, Counters> base;
-    return base;
-}
-
 // Key: the policy (0 every policy), u32.  The record holds the new sessions
 // permitted and denied under it, in both families, since its last reset.
 std::unique_ptr<DumpCursor> open_statistics(uint16_t node, std::span<const uint8_t> key)
@@ -265,7 +263,7 @@ std::unique_ptr<DumpCursor> open_statistics(uint16_t node, std::span<const uint8
         for (uint32_t family = 0; family < 2; ++family) {
             for (const auto &[id, c] : policy_counters(node, family, static_cast<uint16_t>(policy))) {
                 Counters base;
-                if (auto it = baselines().find(BaseKey{node, family, id}); it != baselines().end()) {
+                if (auto it = kept().baselines.find(BaseKey{node, family, id}); it != kept().baselines.end()) {
                     base = it->second;
                 }
                 total.permitted += c.permitted > base.permitted ? c.permitted - base.permitted : 0;
@@ -373,7 +371,7 @@ void connlmt_reset_statistics(uint16_t policy, uint32_t family)
         if (!traffic_node_served(node)) {
             continue;
         }
-        auto &base = baselines();
+        auto &base = kept().baselines;
         std::erase_if(base, [&](const auto &entry) {
             const auto &[n, f, p] = entry.first;
             return n == node && f == family && (policy == 0 || p == policy);
