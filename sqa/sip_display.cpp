@@ -16,8 +16,6 @@ namespace {
 
 namespace dump = dpmgmt::dump;
 
-constexpr uint16_t kItemSipBrief = 27;
-constexpr uint16_t kItemSipVerbose = 28;
 constexpr int kMediaAudio = 1;
 
 constexpr BriefTable kSipBrief{dump::kSipBrief, kItemSipBrief, "Caller                 Callee                 Call ID",
@@ -40,16 +38,7 @@ void print_sip_block(const SQA_SIP_CALLENTRY_VERBOSE_S &e, uint16_t showContext)
 // as a null key.  The number of entries.
 template <class OnEntry>
 uint32_t walk_sip(uint16_t node, const char *callId, OnEntry &&onEntry) {
-    const dpmgmt::Dump table(node, dump::kSipVerbose, callId, SQA_CALLID_SIZE);
-    if (!table.opened()) return 0;
-    const dpmgmt::HeapBuffer buf(kCallDumpBufferSize);
-    if (!buf.ok()) return 0;
-    uint32_t count = 0;
-    walk_calls(table, buf, kItemSipVerbose, kSipVerboseLayout, [&](const SQA_SIP_CALLENTRY_VERBOSE_S &e) {
-        ++count;
-        onEntry(e);
-    });
-    return count;
+    return count_calls(node, dump::kSipVerbose, callId, SQA_CALLID_SIZE, kItemSipVerbose, kSipVerboseLayout, onEntry);
 }
 
 }  // namespace
