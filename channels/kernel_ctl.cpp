@@ -7,9 +7,16 @@ namespace {
 
 constexpr uint32_t kReplySize = 4;  // the wrappers' reply, discarded
 
-bool suppressed(uint16_t sw) { return sw == 1; }
+enum class Mode { kSync, kAsync };
 
-void send_sync(uint32_t cmd, uint32_t len, const void *data) {
+// Sends a control unless the module's switch is 1 (the kernel need not
+// hear it); a synchronous one waits for the reply and discards it.
+void send(uint16_t sw, Mode mode, uint32_t cmd, uint32_t len, const void *data) {
+    if (sw == 1) return;
+    if (mode == Mode::kAsync) {
+        (void)CIOCTL_Async(DEV_GetSelf(), cmd, len, data);
+        return;
+    }
     uint8_t reply[kReplySize] = {};
     uint32_t replyLen = 0;
     (void)CIOCTL(DEV_GetSelf(), cmd, len, data, kReplySize, reply, &replyLen);
@@ -23,23 +30,19 @@ DPMGMT_API uint16_t g_bConnlmtNotNeedSendToKernel = 0;
 DPMGMT_API uint16_t g_bSessionNotNeedSendToKernel = 0;
 
 DPMGMT_API void CONNLMT_ioctl_Send(uint32_t cmd, uint32_t len, const void *data) {
-    if (suppressed(g_bConnlmtNotNeedSendToKernel)) return;
-    send_sync(cmd, len, data);
+    send(g_bConnlmtNotNeedSendToKernel, Mode::kSync, cmd, len, data);
 }
 
 DPMGMT_API void CONNLMT_ioctl_Send_Async(uint32_t cmd, uint32_t len, const void *data) {
-    if (suppressed(g_bConnlmtNotNeedSendToKernel)) return;
-    (void)CIOCTL_Async(DEV_GetSelf(), cmd, len, data);
+    send(g_bConnlmtNotNeedSendToKernel, Mode::kAsync, cmd, len, data);
 }
 
 DPMGMT_API void SESSION_ioctl_Send(uint32_t cmd, uint32_t len, const void *data) {
-    if (suppressed(g_bSessionNotNeedSendToKernel)) return;
-    send_sync(cmd, len, data);
+    send(g_bSessionNotNeedSendToKernel, Mode::kSync, cmd, len, data);
 }
 
 DPMGMT_API void SESSION_ioctl_Send_Async(uint32_t cmd, uint32_t len, const void *data) {
-    if (suppressed(g_bSessionNotNeedSendToKernel)) return;
-    (void)CIOCTL_Async(DEV_GetSelf(), cmd, len, data);
+    send(g_bSessionNotNeedSendToKernel, Mode::kAsync, cmd, len, data);
 }
 
 }  // extern "C"

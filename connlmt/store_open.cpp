@@ -4,25 +4,19 @@
 // interfaces in use and "pConnlmt" for temporary ones.  At start-up every
 // key still in the first is moved to the second, so that only interfaces
 // that come back up are moved back by their configuration process.
+#include "channels/store_open.h"
 #include "connlmt/store_keys.h"
 
 using namespace dpmgmt::connlmt;
 
 namespace {
 
-constexpr DBM_OPEN_DESC_S kOpenDesc = {{1, 0, 1, 0, 0, 0, 0, 0}};
 constexpr uint32_t kGlobalOpenMode = 7;
-constexpr uint32_t kOpenFlag = 1;
+static_assert(CONNLMT_DB_INVALID_HANDLE == dpmgmt::store::kNoHandle);
 
 // Every key of the used database is moved, whatever it holds.
 uint32_t _db_BatchProcCallback(uint64_t, const void *, uint64_t, const void *, uint64_t, uint64_t) {
     return DBM_BATCH_CB_MOVE;
-}
-
-void close_handle(uint64_t &handle) {
-    if (handle == CONNLMT_DB_INVALID_HANDLE) return;
-    (void)DBM_Close(handle);
-    handle = CONNLMT_DB_INVALID_HANDLE;
 }
 
 }  // namespace
@@ -34,10 +28,7 @@ DPMGMT_API uint64_t g_hConnlmtIFCfgUsedHandle = CONNLMT_DB_INVALID_HANDLE;
 DPMGMT_API uint64_t g_hConnlmtIFCfgUnusedHandle = CONNLMT_DB_INVALID_HANDLE;
 
 DPMGMT_API uint64_t CONNLMT_DB_Open(const char *dbName, uint32_t mode) {
-    if (dbName == nullptr) return CONNLMT_DB_INVALID_HANDLE;
-    uint64_t handle = CONNLMT_DB_INVALID_HANDLE;
-    if (DBM_Open(dbName, kModule, mode, &kOpenDesc, &handle, kOpenFlag) != 0) return CONNLMT_DB_INVALID_HANDLE;
-    return handle;
+    return dpmgmt::store::open(dbName, kModule, mode);
 }
 
 DPMGMT_API uint32_t CONNLMT_DB_Close(uint64_t handle) { return DBM_Close(handle); }
@@ -52,7 +43,8 @@ DPMGMT_API uint32_t _db_OpenGlobalCfgDB(void) {
 DPMGMT_API uint32_t _db_OpenAndMoveIFCfgDB(void) {
     uint64_t used = CONNLMT_DB_INVALID_HANDLE;
     uint64_t unused = CONNLMT_DB_INVALID_HANDLE;
-    const uint32_t rc = DBM_OpenCfgDB("eConnlmt", "pConnlmt", kModule, 0, &kOpenDesc, &used, &unused, kOpenFlag);
+    const uint32_t rc = DBM_OpenCfgDB("eConnlmt", "pConnlmt", kModule, 0, &dpmgmt::store::kOpenDesc, &used, &unused,
+                                        dpmgmt::store::kOpenFlag);
     if (rc != 0) return rc;
     const DBM_BATCH_S batch = {DBM_BATCH_OP_MOVE, _db_BatchProcCallback, 0};
     (void)DBM_Batch_Proc(used, unused, &batch, 1);  // a failed move leaves the keys where they were
@@ -71,9 +63,9 @@ DPMGMT_API uint32_t CONNLMT_DB_Init(void) {
 }
 
 DPMGMT_API void CONNLMT_DB_Fini(void) {
-    close_handle(g_hConnlmtGlobalCfgHandle);
-    close_handle(g_hConnlmtIFCfgUsedHandle);
-    close_handle(g_hConnlmtIFCfgUnusedHandle);
+    dpmgmt::store::close(g_hConnlmtGlobalCfgHandle);
+    dpmgmt::store::close(g_hConnlmtIFCfgUsedHandle);
+    dpmgmt::store::close(g_hConnlmtIFCfgUnusedHandle);
 }
 
 }  // extern "C"

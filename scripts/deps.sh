@@ -1,5 +1,8 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build and the tests need, when missing.
+# Installs the Debian packages the build and the tests need, when missing,
+# and the packages named as arguments (scripts/package.sh names its tools).
+#
+#   scripts/deps.sh [package...]
 set -euo pipefail
 packages=(build-essential cmake pkg-config libsqlite3-dev libinih-dev
           libgtest-dev libgmock-dev libbenchmark-dev sqlite3 netbase)
@@ -12,7 +15,7 @@ packages+=(abigail-tools doxygen)  # the ABI check and the API reference
 packages+=(clang libclang-rt-14-dev)  # libFuzzer builds of the fuzz targets (scripts/fuzz.sh)
 packages+=(libnftables-dev rapidjson-dev)  # dpservice: connection limits enforced through nftables (libnftables GPL-2.0, linked by dpservice only; rapidjson MIT)
 missing=()
-for p in "${packages[@]}"; do
+for p in "${packages[@]}" "$@"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
 done
 if [ ${#missing[@]} -gt 0 ]; then

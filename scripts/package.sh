@@ -30,17 +30,8 @@ esac
 sudo_cmd=()
 [ "$(id -u)" -eq 0 ] || sudo_cmd=(sudo)
 
-tools=(debhelper dpkg-dev fakeroot lintian pkg-config build-essential)
-missing=()
-for p in "${tools[@]}"; do
-  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
-done
-if [ ${#missing[@]} -gt 0 ]; then
-  echo "installing: ${missing[*]}"
-  export DEBIAN_FRONTEND=noninteractive
-  "${sudo_cmd[@]}" apt-get update -qq
-  "${sudo_cmd[@]}" apt-get install -y -qq "${missing[@]}"
-fi
+# The packaging tools, with what the build needs.
+scripts/deps.sh debhelper dpkg-dev fakeroot lintian
 
 # One version: project() in CMakeLists.txt; debian/changelog repeats it.
 version=$(sed -n 's/^project(dpmgmt VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)

@@ -211,6 +211,28 @@ void write_brief(const Call &c, uint8_t *out)
     put16(out, 80, c.calleePort);
 }
 
+namespace {
+
+// The packet and octet counts of both directions, then the VLAN.
+void put_traffic(uint8_t *out, const Call &c)
+{
+    put64(out, 0, c.fwdPackets);
+    put64(out, 8, c.fwdOctets);
+    put64(out, 16, c.revPackets);
+    put64(out, 24, c.revOctets);
+    put16(out, 32, c.vlan);
+}
+
+// The nine start-time words, at the same place in both verbose entries.
+void put_start_time(uint8_t *out, const Call &c)
+{
+    for (int i = 0; i < 9; ++i) {
+        put32(out, 212 + 4 * i, c.startTime[i]);
+    }
+}
+
+}  // namespace
+
 void write_sip_verbose(const Call &c, uint8_t *out)
 {
     std::memset(out, 0, kSipVerboseSize);
@@ -222,11 +244,7 @@ void write_sip_verbose(const Call &c, uint8_t *out)
     std::memcpy(out + 82, c.callerMac, 6);
     put32(out, 88, c.calleeIp);
     put16(out, 92, c.calleePort);
-    put64(out, 96, c.fwdPackets);
-    put64(out, 104, c.fwdOctets);
-    put64(out, 112, c.revPackets);
-    put64(out, 120, c.revOctets);
-    put16(out, 128, c.vlan);
+    put_traffic(out + 96, c);
     // The SIP engine keeps its scores in its own (host) order, and the
     // driver contexts are the drivers' words, handed out as they are.
     std::memcpy(out + 132, &c.mosForward, 4);
@@ -234,9 +252,7 @@ void write_sip_verbose(const Call &c, uint8_t *out)
     std::memcpy(out + 140, c.calleeMac, 6);
     std::memcpy(out + 148, c.callerContext, 32);
     std::memcpy(out + 180, c.calleeContext, 32);
-    for (int i = 0; i < 9; ++i) {
-        put32(out, 212 + 4 * i, c.startTime[i]);
-    }
+    put_start_time(out, c);
     put_text(out + 248, c.callerTag, kTagSize);
     put_text(out + 313, c.calleeTag, kTagSize);
 }
@@ -257,14 +273,8 @@ void write_h323_verbose(const Call &c, uint8_t *out)
     out[160] = c.appProtocol;
     std::memcpy(out + 161, c.callerMac, 6);
     std::memcpy(out + 167, c.calleeMac, 6);
-    put64(out, 176, c.fwdPackets);
-    put64(out, 184, c.fwdOctets);
-    put64(out, 192, c.revPackets);
-    put64(out, 200, c.revOctets);
-    put16(out, 208, c.vlan);
-    for (int i = 0; i < 9; ++i) {
-        put32(out, 212 + 4 * i, c.startTime[i]);
-    }
+    put_traffic(out + 176, c);
+    put_start_time(out, c);
     put32(out, 248, c.mosForward);
     put32(out, 252, c.mosReverse);
     put64(out, 256, c.h323Hidden);
@@ -278,12 +288,11 @@ void write_h323_verbose(const Call &c, uint8_t *out)
 void write_statistics(const Statistics &s, uint8_t *out)
 {
     std::memset(out, 0, kStatisticsSize);
-    put64(out, 0, s.total);
-    put64(out, 8, s.active);
-    put64(out, 16, s.successful);
-    put64(out, 24, s.timeout);
-    put64(out, 32, s.other);
-    put64(out, 40, s.abnormal);
+    // Six u64 counts, then the number of calls.
+    const uint64_t counts[] = {s.total, s.active, s.successful, s.timeout, s.other, s.abnormal};
+    for (uint32_t i = 0; i < 6; ++i) {
+        put64(out, 8 * i, counts[i]);
+    }
     put32(out, 48, s.number);
 }
 

@@ -35,18 +35,7 @@
 namespace dpsvc {
 namespace {
 
-constexpr uint32_t kDumpStatNodes = 0x14000b;
-constexpr uint32_t kDumpStatistics = 0x14000c;
-constexpr size_t kNodeKeySize = 60;
-constexpr size_t kStatisticsKeySize = 4;
-constexpr uint32_t kNodeSize = 80;
-constexpr uint32_t kStatisticsSize = 16;
-
-constexpr uint32_t kPerSource = 1u << 0;
-constexpr uint32_t kPerDestination = 1u << 1;
-constexpr uint32_t kPerService = 1u << 2;
-constexpr uint16_t kPermit = 1;
-constexpr uint16_t kDeny = 2;
+using namespace connlmt_stats;
 
 // What makes two sessions of one rule the same statistic node.  Fields the
 // rule does not group by stay zero: "any" address, all protocols.
@@ -190,87 +179,61 @@ Nodes count_nodes(uint16_t node, uint32_t family, uint16_t policy, uint16_t rule
     return nodes;
 }
 
-// Whether each node denies new sessions: the kernel keeps it between dumps,
-// for the stretch between the two thresholds.
+struct Counters {
+    uint64_t permitted = 0;
+    uint64_t denied = 0;
+};
+
 using DenyKey = std::tuple<uint16_t, uint32_t, NodeId>;  // node, family, statistic node
+using BaseKey = std::tuple<uint16_t, uint32_t, uint16_t>;  // node, family, policy
 
-std::map<DenyKey, bool> &deny_state()
+// What the kernel keeps between dumps: whether each node denies new
+// sessions (for the stretch between the two thresholds), and where each
+// policy's counters were last reset.
+struct Kept {
+    std::map<DenyKey, bool> denied;
+    std::map<BaseKey, Counters> baselines;
+};
+
+Kept &kept()
 {
-    static std::map<DenyKey, bool> state;
-    return state;
+    static Kept k;
+    return k;
 }
 
-uint16_t new_session_flag(const DenyKey &key, uint32_t sessions, uint32_t upper, uint32_t lower)
-{
-    bool &denied = deny_state()[key];
-    if (sessions >= upper) {
-        denied = true;
-    } else if (sessions < lower) {
-        denied = false;
-    }
-    return denied ? kDeny : kPermit;
-}
-
-bool address_matches(const uint8_t *filter, const Address &address, uint32_t family)
-{
-    const size_t len = family == 0 ? 4 : 16;
-    static const uint8_t zero[16] = {};
-    return std::memcmp(filter, zero, len) == 0 || std::memcmp(filter, address.data(), len) == 0;
-}
-
-// The 60-byte key: policy (0 all), family, source and destination filters
-// (all zero: any; compared with the node's own addresses, so a filter
-// never selects a node that does not group by that address), rule (0 any),
-// and 16 filter bytes that select nothing here.
+// The filters of the key are compared with the node's own addresses, so a
+// filter never selects a node that does not group by that address; the 16
+// filter bytes select nothing here.
 std::unique_ptr<DumpCursor> open_stat_nodes(uint16_t node, std::span<const uint8_t> key)
 {
     if (!traffic_node_served(node) || key.size() < kNodeKeySize) {
         return nullptr;
     }
-    const uint32_t policy = get32(key.data());
-    const uint32_t family = get32(key.data() + 4) == 0 ? 0 : 1;
-    const uint8_t *srcFilter = key.data() + 8;
-    const uint8_t *dstFilter = key.data() + 24;
-    const uint16_t ruleId = get16(key.data() + 40);
-
+    const NodeQuery q = parse_node_key(key);
     std::vector<uint8_t> records;
-    if (policy <= 0xFFFF) {
-        const Nodes nodes = count_nodes(node, family, static_cast<uint16_t>(policy), ruleId);
+    if (q.policy <= 0xFFFF) {
+        const Nodes nodes = count_nodes(node, q.family, static_cast<uint16_t>(q.policy), q.ruleId);
         for (const auto &[id, n] : nodes) {
-            if (!address_matches(srcFilter, id.group.src, family) || !address_matches(dstFilter, id.group.dst, family)) {
+            if (!address_matches(q.srcFilter, id.group.src, q.family) ||
+                !address_matches(q.dstFilter, id.group.dst, q.family)) {
                 continue;
             }
             const ConnlmtRule &rule = *n.rule;
-            const uint32_t upper = rule.limitData[0];
-            const uint32_t lower = rule.limitData[1];
-            const size_t at = records.size();
-            records.resize(at + kNodeSize);
-            uint8_t *rec = records.data() + at;
-            std::memcpy(rec, id.group.src.data(), 16);
-            std::memcpy(rec + 16, id.group.dst.data(), 16);
-            put16(rec, 32, id.group.srcVrf);
-            put16(rec, 34, id.group.dstVrf);
-            std::memcpy(rec + 36, id.group.peer.data(), 16);
-            rec[52] = id.group.protocol;
-            put16(rec, 54, id.group.port);
-            put16(rec, 56, id.rule);
-            put16(rec, 58, new_session_flag(DenyKey{node, family, id}, n.sessions, upper, lower));
-            put32(rec, 60, n.aclNum);
-            put32(rec, 64, upper);
-            put32(rec, 68, lower);
-            put32(rec, 72, n.sessions);
-            put32(rec, 76, rule.aclType);
+            StatNode out{id.group.src, id.group.dst, id.group.peer, id.group.srcVrf, id.group.dstVrf,
+                         id.group.protocol, id.group.port, id.rule};
+            out.upper = rule.limitData[0];
+            out.lower = rule.limitData[1];
+            out.denied = update_denied(kept().denied[DenyKey{node, q.family, id}], n.sessions, out.upper, out.lower);
+            out.aclNum = n.aclNum;
+            out.sessions = n.sessions;
+            out.aclType = rule.aclType;
+            append_node(records, out);
         }
     }
     return make_record_cursor(std::move(records), kNodeSize);
 }
 
 // ------------------------------------------------------------ counters ----
-
-struct Counters {
-    uint64_t permitted = 0;
-    uint64_t denied = 0;
-};
 
 // Counters of each applied policy of a family on a node, as made from the
 // tables: what sessions each node holds within its upper threshold were
@@ -287,14 +250,40 @@ std::map<uint16_t, Counters> policy_counters(uint16_t node, uint32_t family, uin
     return out;
 }
 
-using BaseKey = std::tuple<uint16_t, uint32_t, uint16_t>;  // node, family, policy
-
-// Where each policy's counters were last reset.
-std::map<BaseKey, Counters> &baselines()
+// Key: the policy (0 every policy), u32.  The record holds the new sessions
+// permitted and denied under it, in both families, since its last reset.
+std::unique_ptr<DumpCursor> open_statistics(uint16_t node, std::span<const uint8_t> key)
 {
-    static std::map<BaseKey, Counters> base;
-    return base;
+    if (!traffic_node_served(node) || key.size() < kStatisticsKeySize) {
+        return nullptr;
+    }
+    const uint32_t policy = get32(key.data());
+    Counters total;
+    if (policy <= 0xFFFF) {
+        for (uint32_t family = 0; family < 2; ++family) {
+            for (const auto &[id, c] : policy_counters(node, family, static_cast<uint16_t>(policy))) {
+                Counters base;
+                if (auto it = kept().baselines.find(BaseKey{node, family, id}); it != kept().baselines.end()) {
+                    base = it->second;
+                }
+                total.permitted += c.permitted > base.permitted ? c.permitted - base.permitted : 0;
+                total.denied += c.denied > base.denied ? c.denied - base.denied : 0;
+            }
+        }
+    }
+    return statistics_cursor(total.permitted, total.denied);
 }
+
+const bool registered = [] {
+    register_dump(kDumpStatNodes, open_stat_nodes);
+    register_dump(kDumpStatistics, open_statistics);
+    return true;
+}();
+
+}  // namespace
+
+namespace connlmt_stats {
+namespace {
 
 class SingleRecordCursor final : public DumpCursor {
 public:
@@ -314,40 +303,64 @@ private:
     bool done_ = false;
 };
 
-// Key: the policy (0 every policy), u32.  The record holds the new sessions
-// permitted and denied under it, in both families, since its last reset.
-std::unique_ptr<DumpCursor> open_statistics(uint16_t node, std::span<const uint8_t> key)
+constexpr uint16_t kPermit = 1;
+constexpr uint16_t kDeny = 2;
+
+}  // namespace
+
+NodeQuery parse_node_key(std::span<const uint8_t> key)
 {
-    if (!traffic_node_served(node) || key.size() < kStatisticsKeySize) {
-        return nullptr;
+    return NodeQuery{get32(key.data()), get32(key.data() + 4) == 0 ? 0u : 1u, key.data() + 8, key.data() + 24,
+                     get16(key.data() + 40)};
+}
+
+bool address_matches(const uint8_t *filter, const Address &address, uint32_t family)
+{
+    const size_t len = family == 0 ? 4 : 16;
+    static const uint8_t zero[16] = {};
+    return std::memcmp(filter, zero, len) == 0 || std::memcmp(filter, address.data(), len) == 0;
+}
+
+bool update_denied(bool &denied, uint32_t sessions, uint32_t upper, uint32_t lower)
+{
+    if (sessions >= upper) {
+        denied = true;
+    } else if (sessions < lower) {
+        denied = false;
     }
-    const uint32_t policy = get32(key.data());
-    Counters total;
-    if (policy <= 0xFFFF) {
-        for (uint32_t family = 0; family < 2; ++family) {
-            for (const auto &[id, c] : policy_counters(node, family, static_cast<uint16_t>(policy))) {
-                Counters base;
-                if (auto it = baselines().find(BaseKey{node, family, id}); it != baselines().end()) {
-                    base = it->second;
-                }
-                total.permitted += c.permitted > base.permitted ? c.permitted - base.permitted : 0;
-                total.denied += c.denied > base.denied ? c.denied - base.denied : 0;
-            }
-        }
-    }
+    return denied;
+}
+
+void append_node(std::vector<uint8_t> &records, const StatNode &n)
+{
+    const size_t at = records.size();
+    records.resize(at + kNodeSize);
+    uint8_t *rec = records.data() + at;
+    std::memcpy(rec, n.src.data(), 16);
+    std::memcpy(rec + 16, n.dst.data(), 16);
+    put16(rec, 32, n.srcVrf);
+    put16(rec, 34, n.dstVrf);
+    std::memcpy(rec + 36, n.peer.data(), 16);
+    rec[52] = n.protocol;
+    put16(rec, 54, n.port);
+    put16(rec, 56, n.ruleId);
+    put16(rec, 58, n.denied ? kDeny : kPermit);
+    put32(rec, 60, n.aclNum);
+    put32(rec, 64, n.upper);
+    put32(rec, 68, n.lower);
+    put32(rec, 72, n.sessions);
+    put32(rec, 76, n.aclType);
+}
+
+std::unique_ptr<DumpCursor> statistics_cursor(uint64_t permitted, uint64_t denied)
+{
     std::vector<uint8_t> record(kStatisticsSize);
-    put64(record.data(), 0, total.permitted);
-    put64(record.data(), 8, total.denied);
+    put64(record.data(), 0, permitted);
+    put64(record.data(), 8, denied);
     return std::make_unique<SingleRecordCursor>(std::move(record));
 }
 
-const bool registered = [] {
-    register_dump(kDumpStatNodes, open_stat_nodes);
-    register_dump(kDumpStatistics, open_statistics);
-    return true;
-}();
-
-}  // namespace
+}  // namespace connlmt_stats
 
 void connlmt_reset_statistics(uint16_t policy, uint32_t family)
 {
@@ -358,7 +371,7 @@ void connlmt_reset_statistics(uint16_t policy, uint32_t family)
         if (!traffic_node_served(node)) {
             continue;
         }
-        auto &base = baselines();
+        auto &base = kept().baselines;
         std::erase_if(base, [&](const auto &entry) {
             const auto &[n, f, p] = entry.first;
             return n == node && f == family && (policy == 0 || p == policy);

@@ -70,31 +70,33 @@ std::unique_ptr<DumpCursor> stream(uint32_t slots, SlotSource::Make make, uint32
     return std::make_unique<StreamCursor>(std::make_unique<SlotSource>(slots, std::move(make)), size);
 }
 
+// Streams the node's slots through `at` (sessions or relations): the items
+// `keep` takes, each written by `write`.
+template <class At, class Keep, class Write>
+std::unique_ptr<DumpCursor> stream_items(uint16_t node, uint32_t size, At at, Keep keep, Write write) {
+    return stream(session_slots(node), [node, at, keep, write](uint32_t i, uint8_t *rec) {
+        const auto item = at(node, i);
+        if (!item || !keep(*item)) return false;
+        write(rec, *item);
+        return true;
+    }, size);
+}
+
 std::unique_ptr<DumpCursor> open_sessions(uint16_t node, std::span<const uint8_t> key, bool kernelDetail) {
     std::array<uint8_t, 88> k{};
     if (!traffic_node_served(node) || !copy_key(key, k)) return nullptr;
-    uint32_t size = kernelDetail ? kKernelInfoSize : kTableInfoSize;
-    return stream(session_slots(node), [node, k, kernelDetail](uint32_t i, uint8_t *rec) {
-        std::optional<Session> s = session_at(node, i);
-        if (!s || !dump_key_matches(k, s->init)) return false;
-        if (kernelDetail) {
-            write_kernel_info(rec, *s);
-        } else {
-            write_table_info(rec, *s);
-        }
-        return true;
-    }, size);
+    return stream_items(
+        node, kernelDetail ? kKernelInfoSize : kTableInfoSize, session_at,
+        [k](const Session &s) { return dump_key_matches(k, s.init); },
+        kernelDetail ? write_kernel_info : write_table_info);
 }
 
 std::unique_ptr<DumpCursor> open_fast_forward(uint16_t node, std::span<const uint8_t> key) {
     std::array<uint8_t, 64> k{};
     if (!traffic_node_served(node) || !copy_key(key, k)) return nullptr;
-    return stream(session_slots(node), [node, k](uint32_t i, uint8_t *rec) {
-        std::optional<Session> s = session_at(node, i);
-        if (!s || !is_established(*s) || !table_key_matches(k, s->init)) return false;
-        write_fast_forward(rec, *s);
-        return true;
-    }, kFastForwardSize);
+    return stream_items(
+        node, kFastForwardSize, session_at,
+        [k](const Session &s) { return is_established(s) && table_key_matches(k, s.init); }, write_fast_forward);
 }
 
 std::unique_ptr<DumpCursor> open_mcfs(uint16_t node, std::span<const uint8_t> key) {
@@ -108,14 +110,13 @@ std::unique_ptr<DumpCursor> open_mcfs(uint16_t node, std::span<const uint8_t> ke
 std::unique_ptr<DumpCursor> open_relations(uint16_t node, std::span<const uint8_t> key) {
     if (!traffic_node_served(node) || key.size() != 1) return nullptr;
     uint8_t family = key[0];
-    return stream(session_slots(node), [node, family](uint32_t i, uint8_t *rec) {
-        std::optional<Relation> r = relation_at(node, i);
-        if (!r) return false;
-        if (family == kFamilyV4 && r->tuple.family != kFamilyV4) return false;
-        if (family == kFamilyV6 && r->tuple.family == kFamilyV4) return false;
-        write_relation(rec, *r);
-        return true;
-    }, kRelationSize);
+    return stream_items(
+        node, kRelationSize, relation_at,
+        [family](const Relation &r) {
+            if (family == kFamilyV4 && r.tuple.family != kFamilyV4) return false;
+            return !(family == kFamilyV6 && r.tuple.family == kFamilyV4);
+        },
+        write_relation);
 }
 
 bool relation_key_matches(const std::array<uint8_t, 44> &k, const Tuple &t) {
@@ -133,12 +134,9 @@ bool relation_key_matches(const std::array<uint8_t, 44> &k, const Tuple &t) {
 std::unique_ptr<DumpCursor> open_relation_detail(uint16_t node, std::span<const uint8_t> key) {
     std::array<uint8_t, 44> k{};
     if (!traffic_node_served(node) || !copy_key(key, k)) return nullptr;
-    return stream(session_slots(node), [node, k](uint32_t i, uint8_t *rec) {
-        std::optional<Relation> r = relation_at(node, i);
-        if (!r || !relation_key_matches(k, r->tuple)) return false;
-        write_relation_all(rec, *r);
-        return true;
-    }, kRelationAllSize);
+    return stream_items(
+        node, kRelationAllSize, relation_at, [k](const Relation &r) { return relation_key_matches(k, r.tuple); },
+        write_relation_all);
 }
 
 const bool registered = [] {

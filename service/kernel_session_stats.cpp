@@ -59,6 +59,14 @@ std::unique_ptr<DumpCursor> single(std::vector<uint8_t> record) {
     return std::make_unique<SingleCursor>(std::move(record));
 }
 
+// A single record of `size` zero bytes, filled in by `fill`.
+template <class Fill>
+std::unique_ptr<DumpCursor> single_record(size_t size, Fill fill) {
+    std::vector<uint8_t> rec(size);
+    fill(rec.data());
+    return single(std::move(rec));
+}
+
 bool accept(uint16_t node, std::span<const uint8_t> key, size_t keyLen) {
     return traffic_node_served(node) && key.size() == keyLen;
 }
@@ -66,24 +74,23 @@ bool accept(uint16_t node, std::span<const uint8_t> key, size_t keyLen) {
 // 0x140003: live sessions by protocol and state.
 std::unique_ptr<DumpCursor> open_stat(uint16_t node, std::span<const uint8_t> key) {
     if (!accept(node, key, 4)) return nullptr;
-    SessionCounts c = session_counts(node);
-    std::vector<uint8_t> rec(512);
-    uint8_t *p = rec.data();
-    put32(p, 0, c.live);
-    put32(p, 4, c.liveV6);
-    uint64_t created = 0, deleted = 0;
-    for (uint32_t g = 0; g < kProtocolClasses; ++g) {
-        for (uint32_t s = 0; s < kStateSlots; ++s) put32(p, 8 + 40 * g + 4 * s, c.byState[g][s]);
-        put32(p, 328 + 4 * g, c.byProtocol[g]);
-        put64(p, 360 + 16 * g, c.created[g]);
-        put64(p, 368 + 16 * g, c.deleted[g]);
-        created += c.created[g];
-        deleted += c.deleted[g];
-    }
-    put64(p, 488, created);
-    put64(p, 496, deleted);
-    put64(p, 504, c.removedByReset);
-    return single(std::move(rec));
+    const SessionCounts c = session_counts(node);
+    return single_record(512, [&c](uint8_t *p) {
+        put32(p, 0, c.live);
+        put32(p, 4, c.liveV6);
+        uint64_t created = 0, deleted = 0;
+        for (uint32_t g = 0; g < kProtocolClasses; ++g) {
+            for (uint32_t s = 0; s < kStateSlots; ++s) put32(p, 8 + 40 * g + 4 * s, c.byState[g][s]);
+            put32(p, 328 + 4 * g, c.byProtocol[g]);
+            put64(p, 360 + 16 * g, c.created[g]);
+            put64(p, 368 + 16 * g, c.deleted[g]);
+            created += c.created[g];
+            deleted += c.deleted[g];
+        }
+        put64(p, 488, created);
+        put64(p, 496, deleted);
+        put64(p, 504, c.removedByReset);
+    });
 }
 
 // Counters that do not follow from the tables: drawn from the seed, zero
@@ -112,17 +119,16 @@ std::unique_ptr<DumpCursor> open_alg_fail(uint16_t node, std::span<const uint8_t
 // 0x140015: the Mcfs table's counts.
 std::unique_ptr<DumpCursor> open_mcfs_stat(uint16_t node, std::span<const uint8_t> key) {
     if (!accept(node, key, 4)) return nullptr;
-    McfsCounts c = mcfs_counts(node);
-    std::vector<uint8_t> rec(48);
-    uint8_t *p = rec.data();
-    put32(p, 0, c.flows);
-    put32(p, 4, c.outbound);
-    put32(p, 8, c.flows + c.outbound);
-    put64(p, 16, c.created);
-    put64(p, 24, c.deleted);
-    put64(p, 32, c.packets);
-    put64(p, 40, c.bytes);
-    return single(std::move(rec));
+    const McfsCounts c = mcfs_counts(node);
+    return single_record(48, [&c](uint8_t *p) {
+        put32(p, 0, c.flows);
+        put32(p, 4, c.outbound);
+        put32(p, 8, c.flows + c.outbound);
+        put64(p, 16, c.created);
+        put64(p, 24, c.deleted);
+        put64(p, 32, c.packets);
+        put64(p, 40, c.bytes);
+    });
 }
 
 // 0x140027: how much of the tables one interface (or, with 0, any

@@ -27,6 +27,7 @@
 #include <cstring>
 
 #include "config_state.h"
+#include "connlmt_changes.h"
 #include "kernel_connlmt.h"
 #include "registry.h"
 
@@ -112,39 +113,6 @@ Answer get_policy(MsgContext &c, bool next, bool withInfo) {
     return Answer::kReply;
 }
 
-Answer add_policy(MsgContext &c) {
-    const uint32_t family = get_be32(c.payload, 0);
-    const uint16_t id = get_be16(c.payload, 4);
-    if (!valid_family(family) || !valid_policy(id)) return answer_code(c, kFailed);
-    cfg().policies[family].try_emplace(id);
-    return answer_code(c, kOk);
-}
-
-Answer del_policy(MsgContext &c) {
-    const uint32_t family = get_be32(c.payload, 0);
-    const uint16_t id = get_be16(c.payload, 4);
-    if (cfg().find(family, id) == nullptr) return answer_code(c, valid_family(family) ? kNotExist : kFailed);
-    cfg().policies[family].erase(id);
-    std::erase_if(cfg().applied[family], [id](const auto &entry) { return entry.second == id; });
-    return answer_code(c, kOk);
-}
-
-Answer add_rule(MsgContext &c) {
-    const ConnlmtRule rule = decode_rule(c.payload);
-    if (!valid_family(rule.ipVersion) || !valid_policy(rule.policyId) || !valid_rule(rule.ruleId))
-        return answer_code(c, kFailed);
-    ConnlmtPolicy *policy = cfg().find(rule.ipVersion, rule.policyId);
-    if (policy == nullptr) return answer_code(c, kNotExist);
-    auto &rules = policy->rules;
-    const auto at = std::lower_bound(rules.begin(), rules.end(), rule.ruleId,
-                                     [](const ConnlmtRule &r, uint16_t id) { return r.ruleId < id; });
-    if (at != rules.end() && at->ruleId == rule.ruleId)
-        *at = rule;
-    else
-        rules.insert(at, rule);
-    return answer_code(c, kOk);
-}
-
 const ConnlmtRule *find_rule(uint32_t family, uint16_t policyId, uint16_t ruleId) {
     const ConnlmtPolicy *policy = cfg().find(family, policyId);
     if (policy == nullptr) return nullptr;
@@ -168,33 +136,6 @@ Answer get_rule(MsgContext &c) {
     else
         c.reply.insert(c.reply.end(), kRuleSize, 0);
     return Answer::kReply;
-}
-
-Answer del_rule(MsgContext &c) {
-    const uint32_t family = get_be32(c.payload, 0);
-    const uint16_t policyId = get_be16(c.payload, 4);
-    const uint16_t ruleId = get_be16(c.payload, 6);
-    ConnlmtPolicy *policy = cfg().find(family, policyId);
-    if (policy == nullptr) return answer_code(c, valid_family(family) ? kNotExist : kFailed);
-    const size_t removed = std::erase_if(policy->rules, [ruleId](const ConnlmtRule &r) { return r.ruleId == ruleId; });
-    return answer_code(c, removed != 0 ? kOk : kNotExist);
-}
-
-Answer apply_policy(MsgContext &c) {
-    const uint32_t family = get_be32(c.payload, 0);
-    const uint32_t ifIndex = get_be32(c.payload, 4);
-    const uint16_t id = get_be16(c.payload, 8);
-    if (!valid_family(family) || !valid_policy(id)) return answer_code(c, kFailed);
-    if (cfg().find(family, id) == nullptr) return answer_code(c, kNotExist);
-    cfg().applied[family][ifIndex] = id;
-    return answer_code(c, kOk);
-}
-
-Answer cancel_policy(MsgContext &c) {
-    const uint32_t family = get_be32(c.payload, 0);
-    const uint32_t ifIndex = get_be32(c.payload, 4);
-    if (!valid_family(family)) return answer_code(c, kFailed);
-    return answer_code(c, cfg().applied[family].erase(ifIndex) != 0 ? kOk : kNotExist);
 }
 
 Answer get_apply_policy(MsgContext &c) {
@@ -255,13 +196,13 @@ Answer set_description(MsgContext &c) {
         d[4]++;
         return answer_code(c, kOk);
     });
-    register_message(26, 8, add_policy);
-    register_message(27, 8, del_policy);
-    register_message(28, 96, add_rule);
+    register_message(26, 8, [](MsgContext &c) { return answer_code(c, connlmt_changes::add_policy(c.payload)); });
+    register_message(27, 8, [](MsgContext &c) { return answer_code(c, connlmt_changes::del_policy(c.payload)); });
+    register_message(28, 96, [](MsgContext &c) { return answer_code(c, connlmt_changes::add_rule(c.payload)); });
     register_message(29, 96, get_rule);
-    register_message(30, 8, del_rule);
-    register_message(31, 12, apply_policy);
-    register_message(32, 8, cancel_policy);
+    register_message(30, 8, [](MsgContext &c) { return answer_code(c, connlmt_changes::del_rule(c.payload)); });
+    register_message(31, 12, [](MsgContext &c) { return answer_code(c, connlmt_changes::apply_policy(c.payload)); });
+    register_message(32, 8, [](MsgContext &c) { return answer_code(c, connlmt_changes::cancel_policy(c.payload)); });
     register_message(33, 12, get_apply_policy);
     register_message(34, 8, [](MsgContext &c) {
         put_be16(c.reply, cfg().find(get_be32(c.payload, 0), get_be16(c.payload, 4)) != nullptr ? 1 : 0);
@@ -290,5 +231,69 @@ Answer set_description(MsgContext &c) {
 }();
 
 }  // namespace
+
+namespace connlmt_changes {
+
+uint32_t add_policy(std::span<const uint8_t> p) {
+    const uint32_t family = get_be32(p, 0);
+    const uint16_t id = get_be16(p, 4);
+    if (!valid_family(family) || !valid_policy(id)) return kFailed;
+    cfg().policies[family].try_emplace(id);
+    return kOk;
+}
+
+uint32_t del_policy(std::span<const uint8_t> p) {
+    const uint32_t family = get_be32(p, 0);
+    const uint16_t id = get_be16(p, 4);
+    if (cfg().find(family, id) == nullptr) return valid_family(family) ? kNotExist : kFailed;
+    cfg().policies[family].erase(id);
+    std::erase_if(cfg().applied[family], [id](const auto &entry) { return entry.second == id; });
+    return kOk;
+}
+
+uint32_t add_rule(std::span<const uint8_t> p, bool (*admit)(const ConnlmtRule &)) {
+    const ConnlmtRule rule = decode_rule(p);
+    if (!valid_family(rule.ipVersion) || !valid_policy(rule.policyId) || !valid_rule(rule.ruleId)) return kFailed;
+    ConnlmtPolicy *policy = cfg().find(rule.ipVersion, rule.policyId);
+    if (policy == nullptr) return kNotExist;
+    if (admit != nullptr && !admit(rule)) return kFailed;
+    auto &rules = policy->rules;
+    const auto at = std::lower_bound(rules.begin(), rules.end(), rule.ruleId,
+                                     [](const ConnlmtRule &r, uint16_t id) { return r.ruleId < id; });
+    if (at != rules.end() && at->ruleId == rule.ruleId)
+        *at = rule;
+    else
+        rules.insert(at, rule);
+    return kOk;
+}
+
+uint32_t del_rule(std::span<const uint8_t> p) {
+    const uint32_t family = get_be32(p, 0);
+    const uint16_t policyId = get_be16(p, 4);
+    const uint16_t ruleId = get_be16(p, 6);
+    ConnlmtPolicy *policy = cfg().find(family, policyId);
+    if (policy == nullptr) return valid_family(family) ? kNotExist : kFailed;
+    const size_t removed = std::erase_if(policy->rules, [ruleId](const ConnlmtRule &r) { return r.ruleId == ruleId; });
+    return removed != 0 ? kOk : kNotExist;
+}
+
+uint32_t apply_policy(std::span<const uint8_t> p) {
+    const uint32_t family = get_be32(p, 0);
+    const uint32_t ifIndex = get_be32(p, 4);
+    const uint16_t id = get_be16(p, 8);
+    if (!valid_family(family) || !valid_policy(id)) return kFailed;
+    if (cfg().find(family, id) == nullptr) return kNotExist;
+    cfg().applied[family][ifIndex] = id;
+    return kOk;
+}
+
+uint32_t cancel_policy(std::span<const uint8_t> p) {
+    const uint32_t family = get_be32(p, 0);
+    const uint32_t ifIndex = get_be32(p, 4);
+    if (!valid_family(family)) return kFailed;
+    return cfg().applied[family].erase(ifIndex) != 0 ? kOk : kNotExist;
+}
+
+}  // namespace connlmt_changes
 
 }  // namespace dpsvc

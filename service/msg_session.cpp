@@ -65,8 +65,10 @@ constexpr uint32_t kSampleCount = 720;
 constexpr uint32_t kSessionsPerMs = 200;  // how fast a reset removes sessions
 constexpr uint32_t kMaxResetDelayMs = 15000;
 
-void put_words(MsgContext &c, const uint32_t *words, size_t n) {
+// Replies with the words, network order.
+Answer reply_words(MsgContext &c, const uint32_t *words, size_t n) {
     for (size_t i = 0; i < n; ++i) put_be32(c.reply, words[i]);
+    return Answer::kReply;
 }
 
 SessionConfig &cfg() { return config().session; }
@@ -188,23 +190,25 @@ Answer count_reset(MsgContext &c, uint32_t &counter, uint16_t scope) {
     return answer_code(c, kOk);
 }
 
-Answer set_u16(MsgContext &c, uint16_t &field) {
-    field = get_be16(c.payload, 0);
+// A setting of one u16 or u32, network order, and its query.
+template <class Word>
+Answer set_word(MsgContext &c, Word &field) {
+    static_assert(sizeof(Word) == 2 || sizeof(Word) == 4);
+    if constexpr (sizeof(Word) == 2) {
+        field = get_be16(c.payload, 0);
+    } else {
+        field = get_be32(c.payload, 0);
+    }
     return answer_code(c, kOk);
 }
 
-Answer get_u16(MsgContext &c, uint16_t value) {
-    put_be16(c.reply, value);
-    return Answer::kReply;
-}
-
-Answer set_u32(MsgContext &c, uint32_t &field) {
-    field = get_be32(c.payload, 0);
-    return answer_code(c, kOk);
-}
-
-Answer get_u32(MsgContext &c, uint32_t value) {
-    put_be32(c.reply, value);
+template <class Word>
+Answer get_word(MsgContext &c, Word value) {
+    if constexpr (sizeof(Word) == 2) {
+        put_be16(c.reply, value);
+    } else {
+        put_be32(c.reply, value);
+    }
     return Answer::kReply;
 }
 
@@ -214,8 +218,7 @@ Answer set_flow(MsgContext &c, FlowSetting &flow) {
 }
 
 Answer get_flow(MsgContext &c, const FlowSetting &flow) {
-    put_words(c, flow.data(), flow.size());
-    return Answer::kReply;
+    return reply_words(c, flow.data(), flow.size());
 }
 
 Answer set_log_policy(MsgContext &c) {
@@ -253,33 +256,24 @@ Answer set_traffic_log_bill(MsgContext &c) {
     // Aging.
     register_message(0, 8, [](MsgContext &c) { return set_aging(c, cfg().appAging.data(), kAppCount); });
     register_message(1, 8, [](MsgContext &c) { return set_aging(c, cfg().l4Aging.data(), kL4StateCount); });
-    register_message(13, 0, [](MsgContext &c) {
-        put_words(c, cfg().appAging.data(), kAppCount);
-        return Answer::kReply;
-    });
-    register_message(14, 0, [](MsgContext &c) {
-        put_words(c, cfg().l4Aging.data(), kL4StateCount);
-        return Answer::kReply;
-    });
+    register_message(13, 0, [](MsgContext &c) { return reply_words(c, cfg().appAging.data(), kAppCount); });
+    register_message(14, 0, [](MsgContext &c) { return reply_words(c, cfg().l4Aging.data(), kL4StateCount); });
 
     // Logging.
     register_message(2, 20, set_log_policy);
     register_message(3, 20, get_log_policy);
     register_message(4, 8, [](MsgContext &c) { return set_flow(c, cfg().logFlow); });
-    register_message(5, 4, [](MsgContext &c) { return set_u32(c, cfg().logTime); });
+    register_message(5, 4, [](MsgContext &c) { return set_word<uint32_t>(c, cfg().logTime); });
     register_message(6, 8, [](MsgContext &c) { return get_flow(c, cfg().logFlow); });
-    register_message(7, 4, [](MsgContext &c) { return get_u32(c, cfg().logTime); });
-    register_message(75, 2, [](MsgContext &c) { return set_u16(c, cfg().numLog); });
+    register_message(7, 4, [](MsgContext &c) { return get_word<uint32_t>(c, cfg().logTime); });
+    register_message(75, 2, [](MsgContext &c) { return set_word<uint16_t>(c, cfg().numLog); });
 
     // Persistent sessions.
     register_message(9, 12, [](MsgContext &c) {
         for (size_t i = 0; i < 3; ++i) cfg().persist[i] = get_be32(c.payload, 4 * i);
         return answer_code(c, kOk);
     });
-    register_message(10, 12, [](MsgContext &c) {
-        put_words(c, cfg().persist.data(), 3);
-        return Answer::kReply;
-    });
+    register_message(10, 12, [](MsgContext &c) { return reply_words(c, cfg().persist.data(), 3); });
 
     // Debugging.
     register_message(11, 16, [](MsgContext &c) {
@@ -294,14 +288,8 @@ Answer set_traffic_log_bill(MsgContext &c) {
         switch_bits(cfg().tcpDebug[index], get_be32(c.payload, 4), get_be16(c.payload, 8) != 0);
         return answer_code(c, kOk);
     });
-    register_message(15, 0, [](MsgContext &c) {
-        put_words(c, cfg().debug.data(), kDebugWordCount);
-        return Answer::kReply;
-    });
-    register_message(16, 0, [](MsgContext &c) {
-        put_words(c, cfg().tcpDebug.data(), kTcpDebugWordCount);
-        return Answer::kReply;
-    });
+    register_message(15, 0, [](MsgContext &c) { return reply_words(c, cfg().debug.data(), kDebugWordCount); });
+    register_message(16, 0, [](MsgContext &c) { return reply_words(c, cfg().tcpDebug.data(), kTcpDebugWordCount); });
 
     // Top statistics.
     register_message(17, 4, top_ranking);
@@ -335,17 +323,17 @@ Answer set_traffic_log_bill(MsgContext &c) {
     });
 
     // Switches.
-    register_message(47, 2, [](MsgContext &c) { return set_u16(c, cfg().syncSwitch); });
-    register_message(48, 0, [](MsgContext &c) { return get_u16(c, cfg().syncSwitch); });
-    register_message(49, 2, [](MsgContext &c) { return set_u16(c, cfg().statEnable); });
+    register_message(47, 2, [](MsgContext &c) { return set_word<uint16_t>(c, cfg().syncSwitch); });
+    register_message(48, 0, [](MsgContext &c) { return get_word<uint16_t>(c, cfg().syncSwitch); });
+    register_message(49, 2, [](MsgContext &c) { return set_word<uint16_t>(c, cfg().statEnable); });
     register_message(50, 4, [](MsgContext &c) {
         cfg().syncAppSwitch = get_be16(c.payload, 0);
         cfg().syncAppAux = get_be16(c.payload, 2);
         return answer_code(c, kOk);
     });
-    register_message(51, 0, [](MsgContext &c) { return get_u16(c, cfg().syncAppSwitch); });
-    register_message(52, 2, [](MsgContext &c) { return set_u16(c, cfg().hisTopStatEnable); });
-    register_message(53, 0, [](MsgContext &c) { return get_u16(c, cfg().hisTopStatEnable); });
+    register_message(51, 0, [](MsgContext &c) { return get_word<uint16_t>(c, cfg().syncAppSwitch); });
+    register_message(52, 2, [](MsgContext &c) { return set_word<uint16_t>(c, cfg().hisTopStatEnable); });
+    register_message(53, 0, [](MsgContext &c) { return get_word<uint16_t>(c, cfg().hisTopStatEnable); });
 
     // Limits and rates.
     register_message(54, 8, [](MsgContext &c) { return set_limit(c, cfg().maximum); });
@@ -354,12 +342,12 @@ Answer set_traffic_log_bill(MsgContext &c) {
     register_message(57, 4, [](MsgContext &c) { return get_limit(c, cfg().rate); });
 
     // Traffic log.
-    register_message(62, 4, [](MsgContext &c) { return set_u32(c, cfg().trafficLogTime); });
-    register_message(63, 4, [](MsgContext &c) { return get_u32(c, cfg().trafficLogTime); });
+    register_message(62, 4, [](MsgContext &c) { return set_word<uint32_t>(c, cfg().trafficLogTime); });
+    register_message(63, 4, [](MsgContext &c) { return get_word<uint32_t>(c, cfg().trafficLogTime); });
     register_message(64, 8, [](MsgContext &c) { return set_flow(c, cfg().trafficLogFlow); });
     register_message(65, 8, [](MsgContext &c) { return get_flow(c, cfg().trafficLogFlow); });
-    register_message(68, 2, [](MsgContext &c) { return set_u16(c, cfg().trafficLogBegin); });
-    register_message(69, 0, [](MsgContext &c) { return get_u16(c, cfg().trafficLogBegin); });
+    register_message(68, 2, [](MsgContext &c) { return set_word<uint16_t>(c, cfg().trafficLogBegin); });
+    register_message(69, 0, [](MsgContext &c) { return get_word<uint16_t>(c, cfg().trafficLogBegin); });
     register_message(70, 44, set_traffic_log_bill);
     return true;
 }();

@@ -31,6 +31,8 @@ void write_directions(uint8_t *rec, const Session &s) {
     put_address(rec, 112, s.dsLite[1]);
 }
 
+}  // namespace
+
 // The counters, interfaces, times and application that the table entry and
 // the kernel detail both carry next.
 void write_counters(uint8_t *rec, const Session &s) {
@@ -44,8 +46,6 @@ void write_counters(uint8_t *rec, const Session &s) {
     put32(rec, 156, s.ttl);
     put32(rec, 160, s.appId);
 }
-
-}  // namespace
 
 void write_tuple(uint8_t *rec, const Tuple &t) {
     put8(rec, 0, t.family);

@@ -26,6 +26,9 @@ constexpr uint32_t kRelationAllSize = 208;
 // network order: addresses as they are, every number big-endian.
 void write_tuple(uint8_t *rec, const Tuple &t);
 void write_table_info(uint8_t *rec, const Session &s);
+// The counters, interfaces (offsets 144, 148), times and application of a
+// table entry or kernel detail.
+void write_counters(uint8_t *rec, const Session &s);
 void write_fast_forward(uint8_t *rec, const Session &s);
 void write_kernel_info(uint8_t *rec, const Session &s);
 void write_relation(uint8_t *rec, const Relation &r);

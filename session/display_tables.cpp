@@ -28,37 +28,34 @@ void print_start_and_ttl(const SESSION_TABLEINFO_S &e, bool mcfs) {
 }
 
 void print_session_state(const SESSION_TABLEINFO_S &e) {
-    const char *state = SESSION_GetStatusName(e.ucProtocolIndex, e.ucState);
-    char app[kAppNameSize];
-    app_name(app, e.uiAppId);
-    std::printf("State: %s\r\n", state);
-    std::printf("Application: %s\r\n", app);
+    print_state_and_app(e, "\r\n");
     print_start_and_ttl(e, false);
     std::printf("Initiator->Responder:   %10u packets %10u bytes\r\n", e.uiPacketsOrg, e.uiBytesOrg);
     std::printf("Responder->Initiator:   %10u packets %10u bytes\r\n", e.uiPacketsRpl, e.uiBytesRpl);
 }
 
+// One direction of a session or fast-forward entry: 0 the initiator, 1 the
+// responder.
+template <typename Entry>
+void print_direction(const Entry &e, int d) {
+    std::puts(d == 0 ? "Initiator:\r" : "Responder:\r");
+    print_direction_addresses(e.astTuple[d], e.aucDsLitePeer[d]);
+    print_direction_vpn_protocol(e.astTuple[d], &e.auiIfIndex[d]);
+}
+
 void print_session(const SESSION_TABLEINFO_S &e, bool verbose) {
-    std::puts("Initiator:\r");
-    print_direction_addresses(e.astTuple[0], e.aucDsLitePeer[0]);
-    print_direction_vpn_protocol(e.astTuple[0], &e.auiIfIndex[0]);
+    print_direction(e, 0);
     if (verbose) {
-        std::puts("Responder:\r");
-        print_direction_addresses(e.astTuple[1], e.aucDsLitePeer[1]);
-        print_direction_vpn_protocol(e.astTuple[1], &e.auiIfIndex[1]);
+        print_direction(e, 1);
         print_session_state(e);
     }
     std::puts("\r");
 }
 
 void print_fastforward(const SESSION_FASTFORWARDTABLEINFO_S &e, bool verbose) {
-    std::puts("Initiator:\r");
-    print_direction_addresses(e.astTuple[0], e.aucDsLitePeer[0]);
-    print_direction_vpn_protocol(e.astTuple[0], &e.auiIfIndex[0]);
+    print_direction(e, 0);
     if (verbose) {
-        std::puts("Responder:\r");
-        print_direction_addresses(e.astTuple[1], e.aucDsLitePeer[1]);
-        print_direction_vpn_protocol(e.astTuple[1], &e.auiIfIndex[1]);
+        print_direction(e, 1);
         if (e.uiTTL == SESSION_TTL_NONE)
             std::puts("TTL: -\r");
         else

@@ -97,27 +97,19 @@ void start_time(char (&out)[kTimeTextSize], uint32_t seconds, bool withTzset) {
 
 void print_direction_addresses(const SESSION_TUPLE_S &tuple, const uint8_t *peer) {
     if (tuple.ucFamily == SESSION_AF_IPV4) {
-        char src[kIpv4TextSize];
-        char dst[kIpv4TextSize];
-        char dsl[kIpv6TextSize];
-        ipv4_text(src, tuple.aucSrcAddr);
-        ipv4_text(dst, tuple.aucDstAddr);
-        peer_text(dsl, peer);
+        const Ipv4Texts a(tuple, peer);
         if (tuple.ucProtocol == SESSION_GRE_PROTOCOL && tuple.usSrcPort == SESSION_GRE_TYPE) {
-            std::printf("  Source      IP/type  : %s/%u\r\n", src, static_cast<unsigned>(tuple.usSrcPort));
-            std::printf("  Destination IP/callId: %s/%u\r\n", dst, static_cast<unsigned>(tuple.usDstPort));
+            std::printf("  Source      IP/type  : %s/%u\r\n", a.src, static_cast<unsigned>(tuple.usSrcPort));
+            std::printf("  Destination IP/callId: %s/%u\r\n", a.dst, static_cast<unsigned>(tuple.usDstPort));
         } else {
-            std::printf("  Source      IP/port: %s/%u\r\n", src, static_cast<unsigned>(tuple.usSrcPort));
-            std::printf("  Destination IP/port: %s/%u\r\n", dst, static_cast<unsigned>(tuple.usDstPort));
+            std::printf("  Source      IP/port: %s/%u\r\n", a.src, static_cast<unsigned>(tuple.usSrcPort));
+            std::printf("  Destination IP/port: %s/%u\r\n", a.dst, static_cast<unsigned>(tuple.usDstPort));
         }
-        std::printf("  DS-Lite tunnel peer: %s\r\n", dsl);
+        std::printf("  DS-Lite tunnel peer: %s\r\n", a.dsl);
     } else {
-        char src[kIpv6TextSize];
-        char dst[kIpv6TextSize];
-        ipv6_text(src, tuple.aucSrcAddr, "---");
-        ipv6_text(dst, tuple.aucDstAddr, "---");
-        std::printf("  Source      IP/port: %s/%u\r\n", src, static_cast<unsigned>(tuple.usSrcPort));
-        std::printf("  Destination IP/port: %s/%u\r\n", dst, static_cast<unsigned>(tuple.usDstPort));
+        const Ipv6Texts a(tuple);
+        std::printf("  Source      IP/port: %s/%u\r\n", a.src, static_cast<unsigned>(tuple.usSrcPort));
+        std::printf("  Destination IP/port: %s/%u\r\n", a.dst, static_cast<unsigned>(tuple.usDstPort));
     }
 }
 
@@ -148,12 +140,9 @@ void print_relation_addresses(const SESSION_TUPLE_S &tuple, const uint8_t *peer)
         std::printf("Destination IP/port: %s/%u\r\n", dst, static_cast<unsigned>(tuple.usDstPort));
         std::printf("DS-Lite tunnel peer: %s\r\n", dsl);
     } else {
-        char src[kIpv6TextSize];
-        char dst[kIpv6TextSize];
-        ipv6_text(src, tuple.aucSrcAddr, "---");
-        ipv6_text(dst, tuple.aucDstAddr, "---");
-        std::printf("Source IP:           %s\r\n", src);
-        std::printf("Destination IP/port: %s/%u\r\n", dst, static_cast<unsigned>(tuple.usDstPort));
+        const Ipv6Texts a(tuple);
+        std::printf("Source IP:           %s\r\n", a.src);
+        std::printf("Destination IP/port: %s/%u\r\n", a.dst, static_cast<unsigned>(tuple.usDstPort));
     }
 }
 

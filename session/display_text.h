@@ -10,6 +10,7 @@
 #define DPMGMT_SESSION_DISPLAY_TEXT_H
 
 #include <cstdint>
+#include <cstdio>
 
 #include "dpmgmt/session.h"
 #include "platform/names.h"
@@ -30,6 +31,26 @@ void ipv4_text(char (&out)[kIpv4TextSize], const uint8_t *addr);
 void ipv6_text(char (&out)[kIpv6TextSize], const uint8_t *addr, const char *fallback);
 // The DS-Lite peer: "-" when all 16 bytes are zero.
 void peer_text(char (&out)[kIpv6TextSize], const uint8_t *peer);
+// A tuple's IPv4 addresses and the DS-Lite peer as text.
+struct Ipv4Texts {
+    char src[kIpv4TextSize];
+    char dst[kIpv4TextSize];
+    char dsl[kIpv6TextSize];
+    Ipv4Texts(const SESSION_TUPLE_S &tuple, const uint8_t *peer) {
+        ipv4_text(src, tuple.aucSrcAddr);
+        ipv4_text(dst, tuple.aucDstAddr);
+        peer_text(dsl, peer);
+    }
+};
+// A tuple's IPv6 addresses as text, "---" for one that does not convert.
+struct Ipv6Texts {
+    char src[kIpv6TextSize];
+    char dst[kIpv6TextSize];
+    explicit Ipv6Texts(const SESSION_TUPLE_S &tuple) {
+        ipv6_text(src, tuple.aucSrcAddr, "---");
+        ipv6_text(dst, tuple.aucDstAddr, "---");
+    }
+};
 // Upper-cased protocol name of an IP protocol number, or "-".
 void proto_name(char (&out)[kProtoNameSize], uint32_t protocol);
 // Upper-cased application name, or "-".
@@ -54,6 +75,16 @@ void print_relation_addresses(const SESSION_TUPLE_S &tuple, const uint8_t *peer)
 // The VPN, protocol/TTL and application lines of a relation and its blank
 // line.
 void print_relation_protocol(const SESSION_TUPLE_S &tuple, uint32_t ttl, uint32_t appId);
+
+// The state and application of an entry: `between` ends the state's line
+// ("\r\n") or continues it with spaces.
+template <class Entry>
+void print_state_and_app(const Entry &e, const char *between) {
+    const char *state = SESSION_GetStatusName(e.ucProtocolIndex, e.ucState);
+    char app[kAppNameSize];
+    app_name(app, e.uiAppId);
+    std::printf("State: %s%sApplication: %s\r\n", state, between, app);
+}
 
 }  // namespace dpmgmt::display
 

@@ -63,23 +63,15 @@ unsigned u(unsigned v) {
 void print_kernel_direction(const SESSION_KERNELINFO_S &e, int d) {
     const SESSION_TUPLE_S &t = e.astTuple[d];
     if (t.ucFamily == SESSION_AF_IPV4) {
-        char src[kIpv4TextSize];
-        char dst[kIpv4TextSize];
-        char dsl[kIpv6TextSize];
-        ipv4_text(src, t.aucSrcAddr);
-        ipv4_text(dst, t.aucDstAddr);
-        peer_text(dsl, e.aucDsLitePeer[d]);
-        std::printf("SrcAddr        :%-20s  SrcPort        :%-20d\r\n", src, u(t.usSrcPort));
-        std::printf("DstAddr        :%-20s  DstPort        :%-20d\r\n", dst, u(t.usDstPort));
+        const Ipv4Texts a(t, e.aucDsLitePeer[d]);
+        std::printf("SrcAddr        :%-20s  SrcPort        :%-20d\r\n", a.src, u(t.usSrcPort));
+        std::printf("DstAddr        :%-20s  DstPort        :%-20d\r\n", a.dst, u(t.usDstPort));
         // The VPN line continues this one.
-        std::printf("DS-Lite peer   :%-22s", dsl);
+        std::printf("DS-Lite peer   :%-22s", a.dsl);
     } else {
-        char src[kIpv6TextSize];
-        char dst[kIpv6TextSize];
-        ipv6_text(src, t.aucSrcAddr, "---");
-        ipv6_text(dst, t.aucDstAddr, "---");
-        std::printf("SrcAddr        :%-20s  SrcPort        :%-20d\r\n", src, u(t.usSrcPort));
-        std::printf("DstAddr        :%-20s  DstPort        :%-20d\r\n", dst, u(t.usDstPort));
+        const Ipv6Texts a(t);
+        std::printf("SrcAddr        :%-20s  SrcPort        :%-20d\r\n", a.src, u(t.usSrcPort));
+        std::printf("DstAddr        :%-20s  DstPort        :%-20d\r\n", a.dst, u(t.usDstPort));
     }
     char proto[kProtoNameSize];
     char ifn[kIfNameSize];
@@ -102,11 +94,7 @@ void print_kernel_direction(const SESSION_KERNELINFO_S &e, int d) {
 }
 
 void print_kernel_state(const SESSION_KERNELINFO_S &e) {
-    const char *state = SESSION_GetStatusName(e.ucProtocolIndex, e.ucState);
-    char app[kAppNameSize];
-    app_name(app, e.uiAppId);
-    std::printf("State: %s", state);
-    std::printf("    Application: %s\r\n", app);
+    print_state_and_app(e, "    ");
     char when[kTimeTextSize];
     start_time(when, e.uiStartTime, false);
     std::printf("Start time: %s", when);

@@ -4,6 +4,7 @@
 #define DPMGMT_SQA_CALL_FORMAT_H
 
 #include <cstdint>
+#include <cstdio>
 
 #include "dpmgmt/sqa.h"
 
@@ -30,6 +31,18 @@ void print_start_time(const SQA_CALL_TIME_S &time);
 void print_mos(uint32_t forward, uint32_t reverse, int valueWidth);
 void print_flows(uint64_t fwdOctets, uint64_t fwdPackets, uint64_t revOctets, uint64_t revPackets);
 void print_driver_contexts(const uint32_t (&caller)[8], const uint32_t (&callee)[8]);
+
+// The end of a verbose SIP or H.323 entry: VLAN, start time, MOS, flows,
+// the driver contexts when asked for, and the blank line.
+template <class Entry>
+void print_call_tail(const Entry &e, int vlanWidth, int mosWidth, bool contexts) {
+    print_vlan(e.usVlanId, vlanWidth);
+    print_start_time(e.stStartTime);
+    print_mos(e.uiFwdMos, e.uiRevMos, mosWidth);
+    print_flows(e.ulFwdOctets, e.ulFwdPackets, e.ulRevOctets, e.ulRevPackets);
+    if (contexts) print_driver_contexts(e.auiCallerDrvContext, e.auiCalleeDrvContext);
+    std::putchar('\n');
+}
 
 }  // namespace dpmgmt::sqa
 

@@ -21,9 +21,6 @@ namespace {
 
 namespace dump = dpmgmt::dump;
 
-constexpr uint16_t kItemH323Brief = 31;
-constexpr uint16_t kItemH323Verbose = 32;
-constexpr uint16_t kItemH323Probe = 33;
 constexpr uint32_t kKeySize = 84;
 constexpr uint32_t kVxlanNone = 0xFFFFFFFFu;
 
@@ -74,12 +71,7 @@ void print_h323_block(const SQA_H323_CALLENTRY_VERBOSE_S &e, uint16_t probe) {
         std::printf("  Session ID: %u\n", e.uiSessionId);
     }
     std::fputs(media_text(e.usMediaType), stdout);
-    print_vlan(e.usVlanId, 13);
-    print_start_time(e.stStartTime);
-    print_mos(e.uiFwdMos, e.uiRevMos, 13);
-    print_flows(e.ulFwdOctets, e.ulFwdPackets, e.ulRevOctets, e.ulRevPackets);
-    if (probe == 1) print_driver_contexts(e.auiCallerDrvContext, e.auiCalleeDrvContext);
-    std::putchar('\n');
+    print_call_tail(e, 13, 13, probe == 1);
 }
 
 // The one walk of the H.323 verbose and probe tables: the key is the call
@@ -88,16 +80,7 @@ template <class OnEntry>
 uint32_t walk_h323(uint16_t node, const char *callId, uint32_t dumpType, uint16_t itemType, OnEntry &&onEntry) {
     char key[kKeySize] = {};
     if (callId != nullptr) strlcpy(key, callId, SQA_CALLID_SIZE);
-    const dpmgmt::Dump table(node, dumpType, key, sizeof key);
-    if (!table.opened()) return 0;
-    const dpmgmt::HeapBuffer buf(kCallDumpBufferSize);
-    if (!buf.ok()) return 0;
-    uint32_t count = 0;
-    walk_calls(table, buf, itemType, kH323VerboseLayout, [&](const SQA_H323_CALLENTRY_VERBOSE_S &e) {
-        ++count;
-        onEntry(e);
-    });
-    return count;
+    return count_calls(node, dumpType, key, sizeof key, itemType, kH323VerboseLayout, onEntry);
 }
 
 uint32_t show_h323_blocks(uint16_t node, const char *callId, uint32_t dumpType, uint16_t itemType, uint16_t probe) {

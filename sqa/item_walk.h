@@ -88,6 +88,24 @@ void walk_calls(const Dump &dump, const HeapBuffer &buf, uint16_t itemType, cons
     });
 }
 
+// The whole walk of a call table: opens the dump with the key, walks it
+// as walk_calls does and answers the number of entries (0 when the dump or
+// its buffer cannot be had).
+template <class Entry, std::size_t N, class OnEntry>
+uint32_t count_calls(uint16_t node, uint32_t dumpType, const void *key, uint32_t keyLen, uint16_t itemType,
+                     const Layout<Entry, N> &layout, OnEntry &&onEntry) {
+    const Dump table(node, dumpType, key, keyLen);
+    if (!table.opened()) return 0;
+    const HeapBuffer buf(kCallDumpBufferSize);
+    if (!buf.ok()) return 0;
+    uint32_t count = 0;
+    walk_calls(table, buf, itemType, layout, [&](const Entry &e) {
+        ++count;
+        onEntry(e);
+    });
+    return count;
+}
+
 
 
 }  // namespace dpmgmt::sqa

@@ -9,6 +9,11 @@
 
 namespace dpmgmt::sqa {
 
+// Item types of the call dumps: brief and verbose SIP, brief, verbose and
+// probe H.323.
+inline constexpr uint16_t kItemSipBrief = 27, kItemSipVerbose = 28;
+inline constexpr uint16_t kItemH323Brief = 31, kItemH323Verbose = 32, kItemH323Probe = 33;
+
 // Settings records: only the three 16-bit numbers travel converted; the
 // filter's address words and every reserved word are stored as they are.
 inline constexpr auto kSipDbValueLayout = layout<SQA_SIP_DBVALUE_S>({
@@ -39,9 +44,10 @@ inline constexpr auto kCallEntryLayout = layout<SQA_SIP_CALLENTRY_S>({
 });
 
 // The six time words the displays show; the three after them are converted
-// too, as the kernel sends them all in network order.
-inline constexpr auto kSipTimeLayout =
-    layout_run<SQA_SIP_CALLENTRY_VERBOSE_S, 9>(offsetof(SQA_SIP_CALLENTRY_VERBOSE_S, stStartTime), 4);
+// too, as the kernel sends them all in network order.  The same in the SIP
+// and the H.323 verbose entry.
+template <class Entry>
+inline constexpr auto kTimeLayout = layout_run<Entry, 9>(offsetof(Entry, stStartTime), 4);
 
 // The SIP MOS words arrive in host order and are left alone.
 inline constexpr auto kSipVerboseLayout = join(
@@ -55,10 +61,7 @@ inline constexpr auto kSipVerboseLayout = join(
         DPMGMT_FIELD(SQA_SIP_CALLENTRY_VERBOSE_S, ulRevOctets),
         DPMGMT_FIELD(SQA_SIP_CALLENTRY_VERBOSE_S, usVlanId),
     }),
-    kSipTimeLayout);
-
-inline constexpr auto kH323TimeLayout =
-    layout_run<SQA_H323_CALLENTRY_VERBOSE_S, 9>(offsetof(SQA_H323_CALLENTRY_VERBOSE_S, stStartTime), 4);
+    kTimeLayout<SQA_SIP_CALLENTRY_VERBOSE_S>);
 
 // Unlike the SIP entry, the H.323 MOS words are converted.
 inline constexpr auto kH323VerboseLayout = join(
@@ -78,7 +81,7 @@ inline constexpr auto kH323VerboseLayout = join(
         DPMGMT_FIELD(SQA_H323_CALLENTRY_VERBOSE_S, uiVxlanId),
         DPMGMT_FIELD(SQA_H323_CALLENTRY_VERBOSE_S, uiSamplingRate),
     }),
-    kH323TimeLayout);
+    kTimeLayout<SQA_H323_CALLENTRY_VERBOSE_S>);
 
 inline constexpr auto kStatisticsLayout = join(
     layout_run<SQA_CALL_STATISTICS_S, 6>(offsetof(SQA_CALL_STATISTICS_S, ulTotalCalls), 8),

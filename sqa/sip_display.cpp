@@ -16,8 +16,6 @@ namespace {
 
 namespace dump = dpmgmt::dump;
 
-constexpr uint16_t kItemSipBrief = 27;
-constexpr uint16_t kItemSipVerbose = 28;
 constexpr int kMediaAudio = 1;
 
 constexpr BriefTable kSipBrief{dump::kSipBrief, kItemSipBrief, "Caller                 Callee                 Call ID",
@@ -32,12 +30,7 @@ void print_sip_block(const SQA_SIP_CALLENTRY_VERBOSE_S &e, uint16_t showContext)
     print_endpoint(e.uiCalleeIp, e.usCalleePort, e.aucCalleeMac);
     std::printf("    Tag: %s\n", e.szCalleeTag);
     std::fputs(e.ucMediaType == kMediaAudio ? "  Type: Audio     " : "  Type: Video     ", stdout);
-    print_vlan(e.usVlanId, 18);
-    print_start_time(e.stStartTime);
-    print_mos(e.uiFwdMos, e.uiRevMos, 8);
-    print_flows(e.ulFwdOctets, e.ulFwdPackets, e.ulRevOctets, e.ulRevPackets);
-    if (showContext == 1) print_driver_contexts(e.auiCallerDrvContext, e.auiCalleeDrvContext);
-    std::putchar('\n');
+    print_call_tail(e, 18, 8, showContext == 1);
 }
 
 // The one walk of the SIP verbose table.  The kernel takes the caller's
@@ -45,16 +38,7 @@ void print_sip_block(const SQA_SIP_CALLENTRY_VERBOSE_S &e, uint16_t showContext)
 // as a null key.  The number of entries.
 template <class OnEntry>
 uint32_t walk_sip(uint16_t node, const char *callId, OnEntry &&onEntry) {
-    const dpmgmt::Dump table(node, dump::kSipVerbose, callId, SQA_CALLID_SIZE);
-    if (!table.opened()) return 0;
-    const dpmgmt::HeapBuffer buf(kCallDumpBufferSize);
-    if (!buf.ok()) return 0;
-    uint32_t count = 0;
-    walk_calls(table, buf, kItemSipVerbose, kSipVerboseLayout, [&](const SQA_SIP_CALLENTRY_VERBOSE_S &e) {
-        ++count;
-        onEntry(e);
-    });
-    return count;
+    return count_calls(node, dump::kSipVerbose, callId, SQA_CALLID_SIZE, kItemSipVerbose, kSipVerboseLayout, onEntry);
 }
 
 }  // namespace

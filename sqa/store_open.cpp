@@ -2,27 +2,20 @@
 // SIP record's presence in "gSqa".
 #include <cstring>
 
+#include "channels/store_open.h"
 #include "channels/wire.h"
 #include "sqa/store_keys.h"
 
 using namespace dpmgmt::sqa;
 
-namespace {
-
-constexpr DBM_OPEN_DESC_S kOpenDesc = {{1, 0, 1, 0, 0, 0, 0, 0}};
-constexpr uint32_t kOpenFlag = 1;
-
-}  // namespace
+static_assert(SQA_DB_INVALID_HANDLE == dpmgmt::store::kNoHandle);
 
 extern "C" {
 
 DPMGMT_API uint64_t g_hSqaGlobalCfgHandle = SQA_DB_INVALID_HANDLE;
 
 DPMGMT_API uint64_t SQA_DB_Open(const char *dbName, uint32_t mode) {
-    if (dbName == nullptr) return SQA_DB_INVALID_HANDLE;
-    uint64_t handle = SQA_DB_INVALID_HANDLE;
-    if (DBM_Open(dbName, kModule, mode, &kOpenDesc, &handle, kOpenFlag) != 0) return SQA_DB_INVALID_HANDLE;
-    return handle;
+    return dpmgmt::store::open(dbName, kModule, mode);
 }
 
 // Does not look at the handle first: a second Init reopens, and a failed
@@ -35,9 +28,7 @@ DPMGMT_API uint32_t SQA_DB_Init(void) {
 }
 
 DPMGMT_API void SQA_DB_Fini(void) {
-    if (g_hSqaGlobalCfgHandle == SQA_DB_INVALID_HANDLE) return;
-    (void)DBM_Close(g_hSqaGlobalCfgHandle);
-    g_hSqaGlobalCfgHandle = SQA_DB_INVALID_HANDLE;
+    dpmgmt::store::close(g_hSqaGlobalCfgHandle);
 }
 
 DPMGMT_API uint64_t SQA_DB_OpenForRead(const char *dbName) {

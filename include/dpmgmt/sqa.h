@@ -138,24 +138,26 @@ typedef struct SQA_SIP_CALLENTRY {
     uint16_t usCalleePort;  /**< Callee port */
     uint8_t aucReserved3[2];  /**< reserved, carried as delivered */
 } SQA_SIP_CALLENTRY_S;
-DPMGMT_CHECK_SIZE(SQA_SIP_CALLENTRY_S, 84);
-DPMGMT_CHECK_OFFSET(SQA_SIP_CALLENTRY_S, szCallId, 0);
-DPMGMT_CHECK_OFFSET(SQA_SIP_CALLENTRY_S, aucReserved1, 65);
-DPMGMT_CHECK_OFFSET(SQA_SIP_CALLENTRY_S, uiCallerIp, 68);
-DPMGMT_CHECK_OFFSET(SQA_SIP_CALLENTRY_S, usCallerPort, 72);
-DPMGMT_CHECK_OFFSET(SQA_SIP_CALLENTRY_S, aucReserved2, 74);
-DPMGMT_CHECK_OFFSET(SQA_SIP_CALLENTRY_S, uiCalleeIp, 76);
-DPMGMT_CHECK_OFFSET(SQA_SIP_CALLENTRY_S, usCalleePort, 80);
-DPMGMT_CHECK_OFFSET(SQA_SIP_CALLENTRY_S, aucReserved3, 82);
+/** Checks the brief call entry's layout, under the name given. */
+#define SQA_CHECK_CALLENTRY_LAYOUT(type) \
+    DPMGMT_CHECK_SIZE(type, 84); \
+    DPMGMT_CHECK_OFFSET(type, szCallId, 0); \
+    DPMGMT_CHECK_OFFSET(type, aucReserved1, 65); \
+    DPMGMT_CHECK_OFFSET(type, uiCallerIp, 68); \
+    DPMGMT_CHECK_OFFSET(type, usCallerPort, 72); \
+    DPMGMT_CHECK_OFFSET(type, aucReserved2, 74); \
+    DPMGMT_CHECK_OFFSET(type, uiCalleeIp, 76); \
+    DPMGMT_CHECK_OFFSET(type, usCalleePort, 80); \
+    DPMGMT_CHECK_OFFSET(type, aucReserved3, 82)
+/** @cond */
+SQA_CHECK_CALLENTRY_LAYOUT(SQA_SIP_CALLENTRY_S);
+/** @endcond */
 
 /** Brief H.323 call entry (item type 31): the brief SIP layout. */
 typedef SQA_SIP_CALLENTRY_S SQA_H323_CALLENTRY_S;
-DPMGMT_CHECK_SIZE(SQA_H323_CALLENTRY_S, 84);
-DPMGMT_CHECK_OFFSET(SQA_H323_CALLENTRY_S, szCallId, 0);
-DPMGMT_CHECK_OFFSET(SQA_H323_CALLENTRY_S, uiCallerIp, 68);
-DPMGMT_CHECK_OFFSET(SQA_H323_CALLENTRY_S, usCallerPort, 72);
-DPMGMT_CHECK_OFFSET(SQA_H323_CALLENTRY_S, uiCalleeIp, 76);
-DPMGMT_CHECK_OFFSET(SQA_H323_CALLENTRY_S, usCalleePort, 80);
+/** @cond */
+SQA_CHECK_CALLENTRY_LAYOUT(SQA_H323_CALLENTRY_S);
+/** @endcond */
 
 /** Verbose SIP call entry (item type 28), 384 bytes.  The MOS words are in
  * host order as delivered; the driver contexts are not converted. */

@@ -147,6 +147,28 @@ bool collect_items(const DbRef &ref, std::vector<BatchItem> &items) {
     return rc == SQLITE_DONE;
 }
 
+// Runs `body` on the handle's database under the lock; kFail when the
+// handle names none.
+template <typename Body>
+int32_t on_db(uint64_t handle, Body body) {
+    Guard guard(dpsim::detail::dbm_lock());
+    DbRef ref;
+    if (!dpsim::detail::dbm_resolve(handle, ref)) return kFail;
+    return body(ref);
+}
+
+// The same in one write transaction, committed when `body` answers 0.
+template <typename Body>
+int32_t write_db(uint64_t handle, Body body) {
+    return on_db(handle, [&](DbRef &ref) -> int32_t {
+        WriteTxn txn(ref.conn);
+        if (!txn.ok()) return kFail;
+        const int32_t rc = body(ref);
+        if (rc != 0) return rc;
+        return txn.commit() ? 0 : kFail;
+    });
+}
+
 }  // namespace
 
 extern "C" {
@@ -192,66 +214,59 @@ PLAT_API uint32_t DBM_Close(uint64_t handle) {
 
 PLAT_API int32_t DBM_IsKeyExist(uint64_t handle, const void *key, uint64_t keyLen) {
     if (!valid_key(key, keyLen)) return kFail;
-    Guard guard(dpsim::detail::dbm_lock());
-    DbRef ref;
-    if (!dpsim::detail::dbm_resolve(handle, ref)) return kFail;
-    KeyRow row;
-    const int found = read_key(ref, key, keyLen, row);
-    return found < 0 ? kFail : found;
+    return on_db(handle, [&](DbRef &ref) -> int32_t {
+        KeyRow row;
+        const int found = read_key(ref, key, keyLen, row);
+        return found < 0 ? kFail : found;
+    });
 }
 
 PLAT_API int32_t DBM_GetBinary(uint64_t handle, const void *key, uint64_t keyLen, uint32_t offset, uint32_t size,
                                void *buf) {
     if (!valid_key(key, keyLen) || (buf == nullptr && size > 0)) return kFail;
-    Guard guard(dpsim::detail::dbm_lock());
-    DbRef ref;
-    if (!dpsim::detail::dbm_resolve(handle, ref)) return kFail;
-    KeyRow row;
-    if (read_key(ref, key, keyLen, row) != 1 || row.kind != kKindBinary) return kFail;
-    if (offset >= row.value.size()) return 0;
-    size_t n = row.value.size() - offset;
-    if (n > size) n = size;
-    if (n > 0x7fffffffu) n = 0x7fffffffu;
-    std::memcpy(buf, row.value.data() + offset, n);
-    return static_cast<int32_t>(n);
+    return on_db(handle, [&](DbRef &ref) -> int32_t {
+        KeyRow row;
+        if (read_key(ref, key, keyLen, row) != 1 || row.kind != kKindBinary) return kFail;
+        if (offset >= row.value.size()) return 0;
+        size_t n = row.value.size() - offset;
+        if (n > size) n = size;
+        if (n > 0x7fffffffu) n = 0x7fffffffu;
+        std::memcpy(buf, row.value.data() + offset, n);
+        return static_cast<int32_t>(n);
+    });
 }
 
 PLAT_API int32_t DBM_SetBinary(uint64_t handle, const void *key, uint64_t keyLen, uint32_t offset, uint32_t size,
                                const void *value, uint32_t attribute) {
     if (!valid_key(key, keyLen) || (value == nullptr && size > 0)) return kFail;
-    Guard guard(dpsim::detail::dbm_lock());
-    DbRef ref;
-    if (!dpsim::detail::dbm_resolve(handle, ref)) return kFail;
-    WriteTxn txn(ref.conn);
-    if (!txn.ok()) return kFail;
-    // Offset 0 replaces the value; a write further in patches the stored
-    // value, growing it with zeros as needed.
-    Bytes stored;
-    if (offset > 0) {
-        KeyRow row;
-        const int found = read_key(ref, key, keyLen, row);
-        if (found < 0) return kFail;
-        if (found == 1 && row.kind == kKindBinary) stored = std::move(row.value);
-    }
-    if (stored.size() < static_cast<size_t>(offset) + size) stored.resize(static_cast<size_t>(offset) + size);
-    if (size > 0) std::memcpy(stored.data() + offset, value, size);
-    int removed = 0;
-    if (!delete_key_rows(ref, key, keyLen, removed)) return kFail;
-    Stmt ins(ref.conn, "INSERT INTO dbm_keys(db, key, kind, value, mode) VALUES(?1, ?2, 1, ?3, ?4)");
-    if (!ins.ok() || !ins.text(1, ref.db).blob(2, key, keyLen).blob(3, stored).integer(4, attribute).run())
-        return kFail;
-    return txn.commit() ? 0 : kFail;
+    return write_db(handle, [&](DbRef &ref) -> int32_t {
+        // Offset 0 replaces the value; a write further in patches the stored
+        // value, growing it with zeros as needed.
+        Bytes stored;
+        if (offset > 0) {
+            KeyRow row;
+            const int found = read_key(ref, key, keyLen, row);
+            if (found < 0) return kFail;
+            if (found == 1 && row.kind == kKindBinary) stored = std::move(row.value);
+        }
+        if (stored.size() < static_cast<size_t>(offset) + size) stored.resize(static_cast<size_t>(offset) + size);
+        if (size > 0) std::memcpy(stored.data() + offset, value, size);
+        int removed = 0;
+        if (!delete_key_rows(ref, key, keyLen, removed)) return kFail;
+        Stmt ins(ref.conn, "INSERT INTO dbm_keys(db, key, kind, value, mode) VALUES(?1, ?2, 1, ?3, ?4)");
+        if (!ins.ok() || !ins.text(1, ref.db).blob(2, key, keyLen).blob(3, stored).integer(4, attribute).run())
+            return kFail;
+        return 0;
+    });
 }
 
 PLAT_API int32_t DBM_DeleteKey(uint64_t handle, const void *key, uint64_t keyLen) {
     if (!valid_key(key, keyLen)) return kFail;
-    Guard guard(dpsim::detail::dbm_lock());
-    DbRef ref;
-    if (!dpsim::detail::dbm_resolve(handle, ref)) return kFail;
-    WriteTxn txn(ref.conn);
-    int removed = 0;
-    if (!txn.ok() || !delete_key_rows(ref, key, keyLen, removed) || removed == 0) return kFail;
-    return txn.commit() ? 0 : kFail;
+    return write_db(handle, [&](DbRef &ref) -> int32_t {
+        int removed = 0;
+        if (!delete_key_rows(ref, key, keyLen, removed) || removed == 0) return kFail;
+        return 0;
+    });
 }
 
 PLAT_API int32_t DBM_Move(uint64_t source, const void *key, uint64_t keyLen, uint64_t target) {
@@ -268,15 +283,14 @@ PLAT_API int32_t DBM_Move(uint64_t source, const void *key, uint64_t keyLen, uin
 
 PLAT_API int32_t DBM_Len(uint64_t handle, const void *key, uint64_t keyLen) {
     if (!valid_key(key, keyLen)) return kFail;
-    Guard guard(dpsim::detail::dbm_lock());
-    DbRef ref;
-    if (!dpsim::detail::dbm_resolve(handle, ref)) return kFail;
-    KeyRow row;
-    if (read_key(ref, key, keyLen, row) != 1) return kFail;
-    if (row.kind == kKindBinary) return 1;
-    Stmt count(ref.conn, "SELECT count(*) FROM dbm_elements WHERE db = ?1 AND key = ?2");
-    if (!count.ok() || count.text(1, ref.db).blob(2, key, keyLen).step() != SQLITE_ROW) return kFail;
-    return static_cast<int32_t>(count.column_int(0));
+    return on_db(handle, [&](DbRef &ref) -> int32_t {
+        KeyRow row;
+        if (read_key(ref, key, keyLen, row) != 1) return kFail;
+        if (row.kind == kKindBinary) return 1;
+        Stmt count(ref.conn, "SELECT count(*) FROM dbm_elements WHERE db = ?1 AND key = ?2");
+        if (!count.ok() || count.text(1, ref.db).blob(2, key, keyLen).step() != SQLITE_ROW) return kFail;
+        return static_cast<int32_t>(count.column_int(0));
+    });
 }
 
 PLAT_API int32_t DBM_CreateSortList(uint64_t handle, const void *key, uint64_t keyLen, const DBM_SORTKEY_S *sortKeys,
@@ -314,34 +328,28 @@ PLAT_API int32_t DBM_InsertSortList(uint64_t handle, const void *key, uint64_t k
                                     const void *elem, uint32_t listMode) {
     (void)listMode;
     if (!valid_key(key, keyLen) || elem == nullptr || elemLen == 0) return kFail;
-    Guard guard(dpsim::detail::dbm_lock());
-    DbRef ref;
-    if (!dpsim::detail::dbm_resolve(handle, ref)) return kFail;
-    WriteTxn txn(ref.conn);
-    if (!txn.ok()) return kFail;
-    Bytes order;
-    if (!element_order(ref, key, keyLen, elem, elemLen, order)) return kFail;
-    // An element whose sort keys are present takes the old one's place.
-    Stmt ins(ref.conn, "INSERT OR REPLACE INTO dbm_elements(db, key, ord, elem) VALUES(?1, ?2, ?3, ?4)");
-    if (!ins.ok() || !ins.text(1, ref.db).blob(2, key, keyLen).blob(3, order).blob(4, elem, elemLen).run())
-        return kFail;
-    return txn.commit() ? 0 : kFail;
+    return write_db(handle, [&](DbRef &ref) -> int32_t {
+        Bytes order;
+        if (!element_order(ref, key, keyLen, elem, elemLen, order)) return kFail;
+        // An element whose sort keys are present takes the old one's place.
+        Stmt ins(ref.conn, "INSERT OR REPLACE INTO dbm_elements(db, key, ord, elem) VALUES(?1, ?2, ?3, ?4)");
+        if (!ins.ok() || !ins.text(1, ref.db).blob(2, key, keyLen).blob(3, order).blob(4, elem, elemLen).run())
+            return kFail;
+        return 0;
+    });
 }
 
 PLAT_API int32_t DBM_RemoveSortList(uint64_t handle, const void *key, uint64_t keyLen, uint32_t elemLen,
                                     const void *probe) {
     if (!valid_key(key, keyLen) || probe == nullptr || elemLen == 0) return kFail;
-    Guard guard(dpsim::detail::dbm_lock());
-    DbRef ref;
-    if (!dpsim::detail::dbm_resolve(handle, ref)) return kFail;
-    WriteTxn txn(ref.conn);
-    if (!txn.ok()) return kFail;
-    Bytes order;
-    if (!element_order(ref, key, keyLen, probe, elemLen, order)) return kFail;
-    Stmt del(ref.conn, "DELETE FROM dbm_elements WHERE db = ?1 AND key = ?2 AND ord = ?3");
-    if (!del.ok() || !del.text(1, ref.db).blob(2, key, keyLen).blob(3, order).run()) return kFail;
-    if (sqlite3_changes(ref.conn) == 0) return kFail;
-    return txn.commit() ? 0 : kFail;
+    return write_db(handle, [&](DbRef &ref) -> int32_t {
+        Bytes order;
+        if (!element_order(ref, key, keyLen, probe, elemLen, order)) return kFail;
+        Stmt del(ref.conn, "DELETE FROM dbm_elements WHERE db = ?1 AND key = ?2 AND ord = ?3");
+        if (!del.ok() || !del.text(1, ref.db).blob(2, key, keyLen).blob(3, order).run()) return kFail;
+        if (sqlite3_changes(ref.conn) == 0) return kFail;
+        return 0;
+    });
 }
 
 PLAT_API int32_t DBM_GetNextSortList(uint64_t handle, const void *key, uint64_t keyLen, void **iterator,
@@ -349,41 +357,40 @@ PLAT_API int32_t DBM_GetNextSortList(uint64_t handle, const void *key, uint64_t 
     (void)reserved1;
     (void)reserved2;
     if (!valid_key(key, keyLen) || iterator == nullptr || elemLen == 0 || buf == nullptr) return kFail;
-    Guard guard(dpsim::detail::dbm_lock());
-    DbRef ref;
-    if (!dpsim::detail::dbm_resolve(handle, ref)) return kFail;
-    KeyRow row;
-    if (read_key(ref, key, keyLen, row) != 1 || row.kind != kKindList) return kFail;
-    auto *cursor = static_cast<SortListCursor *>(*iterator);
-    if (cursor == nullptr) {
-        cursor = static_cast<SortListCursor *>(std::calloc(1, sizeof(SortListCursor)));
-        if (cursor == nullptr) return kFail;
-        *iterator = cursor;
-    }
-    if (cursor->orderLen > sizeof cursor->order) return kFail;
-    // The cursor remembers the last element's order, so a list changed
-    // between two calls still walks forward without repeating.
-    Stmt next(ref.conn, cursor->started
-                            ? "SELECT ord, elem FROM dbm_elements WHERE db = ?1 AND key = ?2 AND ord > ?3 "
-                              "ORDER BY ord LIMIT 1"
-                            : "SELECT ord, elem FROM dbm_elements WHERE db = ?1 AND key = ?2 ORDER BY ord LIMIT 1");
-    if (!next.ok()) return kFail;
-    next.text(1, ref.db).blob(2, key, keyLen);
-    if (cursor->started) next.blob(3, cursor->order, cursor->orderLen);
-    const int rc = next.step();
-    if (rc == SQLITE_DONE) return 0;
-    if (rc != SQLITE_ROW) return kFail;
-    size_t orderLen = 0;
-    const uint8_t *order = next.column_data(0, orderLen);
-    if (orderLen > sizeof cursor->order) return kFail;
-    size_t n = 0;
-    const uint8_t *elem = next.column_data(1, n);
-    if (n > elemLen) n = elemLen;
-    if (n > 0 && elem != nullptr) std::memcpy(buf, elem, n);
-    if (orderLen > 0 && order != nullptr) std::memcpy(cursor->order, order, orderLen);
-    cursor->orderLen = static_cast<uint32_t>(orderLen);
-    cursor->started = 1;
-    return static_cast<int32_t>(n);
+    return on_db(handle, [&](DbRef &ref) -> int32_t {
+        KeyRow row;
+        if (read_key(ref, key, keyLen, row) != 1 || row.kind != kKindList) return kFail;
+        auto *cursor = static_cast<SortListCursor *>(*iterator);
+        if (cursor == nullptr) {
+            cursor = static_cast<SortListCursor *>(std::calloc(1, sizeof(SortListCursor)));
+            if (cursor == nullptr) return kFail;
+            *iterator = cursor;
+        }
+        if (cursor->orderLen > sizeof cursor->order) return kFail;
+        // The cursor remembers the last element's order, so a list changed
+        // between two calls still walks forward without repeating.
+        Stmt next(ref.conn, cursor->started
+                                ? "SELECT ord, elem FROM dbm_elements WHERE db = ?1 AND key = ?2 AND ord > ?3 "
+                                  "ORDER BY ord LIMIT 1"
+                                : "SELECT ord, elem FROM dbm_elements WHERE db = ?1 AND key = ?2 ORDER BY ord LIMIT 1");
+        if (!next.ok()) return kFail;
+        next.text(1, ref.db).blob(2, key, keyLen);
+        if (cursor->started) next.blob(3, cursor->order, cursor->orderLen);
+        const int rc = next.step();
+        if (rc == SQLITE_DONE) return 0;
+        if (rc != SQLITE_ROW) return kFail;
+        size_t orderLen = 0;
+        const uint8_t *order = next.column_data(0, orderLen);
+        if (orderLen > sizeof cursor->order) return kFail;
+        size_t n = 0;
+        const uint8_t *elem = next.column_data(1, n);
+        if (n > elemLen) n = elemLen;
+        if (n > 0 && elem != nullptr) std::memcpy(buf, elem, n);
+        if (orderLen > 0 && order != nullptr) std::memcpy(cursor->order, order, orderLen);
+        cursor->orderLen = static_cast<uint32_t>(orderLen);
+        cursor->started = 1;
+        return static_cast<int32_t>(n);
+    });
 }
 
 PLAT_API void DBM_FreeIterator(void *iterator) { std::free(iterator); }

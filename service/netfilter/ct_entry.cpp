@@ -191,13 +191,10 @@ void write_ct_kernel_info(uint8_t *rec, const Session &s, const CtExtra &x) {
     write_tuple(rec + 48, s.reply);
     put32(rec, 40, x.zone);
     put32(rec, 48 + 40, x.mark);
-    put32(rec, 128, s.packets[0]);
-    put32(rec, 132, s.packets[1]);
-    put32(rec, 136, s.bytes[0]);
-    put32(rec, 140, s.bytes[1]);
-    put32(rec, 152, s.startTime);
-    put32(rec, 156, s.ttl);
-    put32(rec, 160, s.appId);
+    write_counters(rec, s);
+    // The kernel detail names no interfaces.
+    put32(rec, 144, 0);
+    put32(rec, 148, 0);
     put8(rec, 168, s.state);
     put8(rec, 169, s.protoIndex);
     // The base block: the entry's id as its identity, its reference count

@@ -18,6 +18,7 @@
 #include <tuple>
 #include <vector>
 
+#include "kernel_connlmt.h"
 #include "netfilter/ct_table.h"
 #include "netfilter/limits.h"
 #include "netfilter/netfilter.h"
@@ -27,16 +28,8 @@ namespace dpsvc::nf {
 
 namespace {
 
-constexpr uint32_t kDumpStatNodes = 0x14000b;
-constexpr uint32_t kDumpStatistics = 0x14000c;
-constexpr uint32_t kStatisticsSize = 16;
-constexpr size_t kNodeKeySize = 60;
-constexpr uint32_t kNodeSize = 80;
-constexpr uint32_t kPerSource = 1u << 0;
-constexpr uint32_t kPerDestination = 1u << 1;
-constexpr uint32_t kPerService = 1u << 2;
-constexpr uint16_t kPermit = 1;
-constexpr uint16_t kDeny = 2;
+using namespace connlmt_stats;
+
 constexpr uint8_t kTcpTimeWait = 7;  // TCP_CONNTRACK_TIME_WAIT
 constexpr uint8_t kTcpClose = 8;     // TCP_CONNTRACK_CLOSE
 
@@ -142,21 +135,11 @@ Key key_of(uint32_t grouping, const Tuple &t) {
     return k;
 }
 
-bool address_matches(const uint8_t *filter, const Address &address, uint32_t family) {
-    const size_t len = family == 0 ? 4 : 16;
-    static const uint8_t zero[16] = {};
-    return std::memcmp(filter, zero, len) == 0 || std::memcmp(filter, address.data(), len) == 0;
-}
-
 // The 60-byte key as the model takes it: policy (0 all), family, source and
 // destination filters, rule (0 any).
 std::unique_ptr<DumpCursor> open_stat_nodes(uint16_t node, std::span<const uint8_t> key) {
     if (!served(node) || key.size() < kNodeKeySize) return nullptr;
-    const uint32_t policy = get32(key.data());
-    const uint32_t family = get32(key.data() + 4) == 0 ? 0 : 1;
-    const uint8_t *srcFilter = key.data() + 8;
-    const uint8_t *dstFilter = key.data() + 24;
-    const uint16_t ruleFilter = get16(key.data() + 40);
+    const auto [policy, family, srcFilter, dstFilter, ruleFilter] = parse_node_key(key);
 
     // The applied rules asked for, and their nodes (count 0 for now).
     std::vector<RuleRef> rules;
@@ -200,27 +183,19 @@ std::unique_ptr<DumpCursor> open_stat_nodes(uint16_t node, std::span<const uint8
              it != nodes.end() && std::get<0>(it->first) == r.policy && std::get<1>(it->first) == r.rule->ruleId; ++it) {
             const Key &k = std::get<2>(it->first);
             if (!address_matches(srcFilter, k.src, family) || !address_matches(dstFilter, k.dst, family)) continue;
-            const uint32_t upper = r.rule->limitData[0], lower = r.rule->limitData[1], sessions = it->second;
-            bool &denied = deny_state()[{family, it->first}];
-            if (sessions >= upper) {
-                denied = true;
-            } else if (sessions < lower) {
-                denied = false;
-            }
-            const size_t at = records.size();
-            records.resize(at + kNodeSize);
-            uint8_t *rec = records.data() + at;
-            std::memcpy(rec, k.src.data(), 16);
-            std::memcpy(rec + 16, k.dst.data(), 16);
-            rec[52] = k.protocol;
-            put16(rec, 54, k.port);
-            put16(rec, 56, r.rule->ruleId);
-            put16(rec, 58, denied ? kDeny : kPermit);
-            put32(rec, 60, r.acl->number);
-            put32(rec, 64, upper);
-            put32(rec, 68, lower);
-            put32(rec, 72, sessions);
-            put32(rec, 76, r.rule->aclType);
+            StatNode out;
+            out.src = k.src;
+            out.dst = k.dst;
+            out.protocol = k.protocol;
+            out.port = k.port;
+            out.ruleId = r.rule->ruleId;
+            out.upper = r.rule->limitData[0];
+            out.lower = r.rule->limitData[1];
+            out.sessions = it->second;
+            out.denied = update_denied(deny_state()[{family, it->first}], out.sessions, out.upper, out.lower);
+            out.aclNum = r.acl->number;
+            out.aclType = r.rule->aclType;
+            append_node(records, out);
         }
     }
     return make_record_cursor(std::move(records), kNodeSize);
@@ -248,26 +223,10 @@ CounterMap totals() {
     return t;
 }
 
-class SingleRecordCursor final : public DumpCursor {
-public:
-    explicit SingleRecordCursor(std::vector<uint8_t> record) : record_(std::move(record)) {}
-    uint32_t pull(std::vector<uint8_t> &out, uint32_t max) override {
-        if (!done_) {
-            done_ = true;
-            out.insert(out.end(), record_.begin(), record_.begin() + std::min<size_t>(max, record_.size()));
-        }
-        return 0;
-    }
-
-private:
-    std::vector<uint8_t> record_;
-    bool done_ = false;
-};
-
 // Key: the policy (0 every policy), u32.  The record: the new connections
 // permitted and refused under it, both families, since its last reset.
 std::unique_ptr<DumpCursor> open_statistics(uint16_t node, std::span<const uint8_t> key) {
-    if (!served(node) || key.size() < 4) return nullptr;
+    if (!served(node) || key.size() < kStatisticsKeySize) return nullptr;
     const uint32_t policy = get32(key.data());
     uint64_t permitted = 0, refused = 0;
     for (const auto &[k, c] : totals()) {
@@ -279,10 +238,7 @@ std::unique_ptr<DumpCursor> open_statistics(uint16_t node, std::span<const uint8
         permitted += selected > denied ? selected - denied : 0;
         refused += denied;
     }
-    std::vector<uint8_t> record(kStatisticsSize);
-    put64(record.data(), 0, permitted);
-    put64(record.data(), 8, refused);
-    return std::make_unique<SingleRecordCursor>(std::move(record));
+    return statistics_cursor(permitted, refused);
 }
 
 uint64_t packets(const rapidjson::Value &stmt) {
