@@ -6,6 +6,7 @@
 
 #include "channels/dump_walk.h"
 #include "channels/names.h"
+#include "dpmgmt/records.h"
 #include "channels/protocol.h"
 #include "platform/names.h"
 #include "platform/textutil.h"
@@ -81,31 +82,27 @@ void print_h323_block(const SQA_H323_CALLENTRY_VERBOSE_S &e, uint16_t probe) {
     std::putchar('\n');
 }
 
-uint32_t show_h323_blocks(uint16_t node, const char *callId, uint32_t dumpType, uint16_t itemType, uint16_t probe) {
-    // The key is the call ID, at most 64 characters, in 84 cleared bytes.
+// The one walk of the H.323 verbose and probe tables: the key is the call
+// ID, at most 64 characters, in 84 cleared bytes.  The number of entries.
+template <class OnEntry>
+uint32_t walk_h323(uint16_t node, const char *callId, uint32_t dumpType, uint16_t itemType, OnEntry &&onEntry) {
     char key[kKeySize] = {};
     if (callId != nullptr) strlcpy(key, callId, SQA_CALLID_SIZE);
     const dpmgmt::Dump table(node, dumpType, key, sizeof key);
-    if (!table.opened()) return DPMGMT_OK;
+    if (!table.opened()) return 0;
     const dpmgmt::HeapBuffer buf(kCallDumpBufferSize);
-    if (!buf.ok()) return DPMGMT_OK;
-
-    SQA_H323_CALLENTRY_VERBOSE_S entry;
-    dpmgmt::pull_chunks(table, buf, [&](const uint8_t *chunk, uint32_t length) {
-        // Cleared once per chunk: a short value keeps the bytes of the entry
-        // before it.
-        std::memset(&entry, 0, sizeof entry);
-        if (length == 0) return false;
-        const ItemWalk end = walk_items(chunk, length, itemType, [&](const uint8_t *value, uint16_t n) {
-            copy_value(&entry, sizeof entry, value, n);
-            dpmgmt::swap_fields(&entry, kH323VerboseLayout);
-            entry.szCallId[sizeof entry.szCallId - 1] = '\0';
-            entry.szGuid[sizeof entry.szGuid - 1] = '\0';
-            entry.szSrcAlias[sizeof entry.szSrcAlias - 1] = '\0';
-            print_h323_block(entry, probe);
-        });
-        return end == ItemWalk::kUsedUp;
+    if (!buf.ok()) return 0;
+    uint32_t count = 0;
+    walk_calls(table, buf, itemType, kH323VerboseLayout, [&](const SQA_H323_CALLENTRY_VERBOSE_S &e) {
+        ++count;
+        onEntry(e);
     });
+    return count;
+}
+
+uint32_t show_h323_blocks(uint16_t node, const char *callId, uint32_t dumpType, uint16_t itemType, uint16_t probe) {
+    walk_h323(node, callId, dumpType, itemType,
+              [&](const SQA_H323_CALLENTRY_VERBOSE_S &e) { print_h323_block(e, probe); });
     return DPMGMT_OK;
 }
 
@@ -120,6 +117,13 @@ DPMGMT_API uint32_t SQA_DUMP_DisH323CallEntry(uint16_t node) {
 
 DPMGMT_API uint32_t SQA_DUMP_DisH323CallEntryVerbose(uint16_t node, const char *callId) {
     return show_h323_blocks(node, callId, dump::kH323Verbose, kItemH323Verbose, 0);
+}
+
+DPMGMT_API uint32_t dpmgmt_walk_h323_calls(uint16_t node, const char *callId, dpmgmt_h323_call_fn fn,
+                                           void *context) {
+    if (fn == nullptr) return 0;
+    return walk_h323(node, callId, dump::kH323Probe, kItemH323Probe,
+                     [&](const SQA_H323_CALLENTRY_VERBOSE_S &e) { fn(&e, context); });
 }
 
 DPMGMT_API uint32_t SQA_DUMP_ProbeDisH323CallEntry(uint16_t node, const char *callId) {

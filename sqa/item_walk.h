@@ -7,6 +7,9 @@
 #include <cstdint>
 #include <cstring>
 
+#include "channels/dump_walk.h"
+#include "channels/wire.h"
+#include "dpmgmt/sqa.h"
 #include "platform/stlv.h"
 
 namespace dpmgmt::sqa {
@@ -49,6 +52,43 @@ ItemWalk walk_items(const uint8_t *chunk, uint32_t length, uint16_t type, OnItem
 inline void copy_value(void *entry, size_t entrySize, const uint8_t *value, uint16_t length) {
     std::memcpy(entry, value, std::min<size_t>(length, entrySize));
 }
+
+// Every text of an entry ends inside its field.
+inline void terminate_texts(SQA_SIP_CALLENTRY_S &e) { e.szCallId[sizeof e.szCallId - 1] = '\0'; }
+inline void terminate_texts(SQA_SIP_CALLENTRY_VERBOSE_S &e) {
+    e.szCallId[sizeof e.szCallId - 1] = '\0';
+    e.szCallerTag[sizeof e.szCallerTag - 1] = '\0';
+    e.szCalleeTag[sizeof e.szCalleeTag - 1] = '\0';
+}
+inline void terminate_texts(SQA_H323_CALLENTRY_VERBOSE_S &e) {
+    e.szCallId[sizeof e.szCallId - 1] = '\0';
+    e.szGuid[sizeof e.szGuid - 1] = '\0';
+    e.szSrcAlias[sizeof e.szSrcAlias - 1] = '\0';
+}
+
+// The one walk of a call table: every item of itemType of every chunk is
+// copied over an entry cleared once per chunk (a short value keeps the
+// bytes of the entry before it), converted by the layout, its texts
+// terminated, and handed to onEntry(entry).  An empty
+// chunk or an item of another type ends the walk.
+template <class Entry, std::size_t N, class OnEntry>
+void walk_calls(const Dump &dump, const HeapBuffer &buf, uint16_t itemType, const Layout<Entry, N> &layout,
+                OnEntry &&onEntry) {
+    Entry entry;
+    pull_chunks(dump, buf, [&](const uint8_t *chunk, uint32_t length) {
+        std::memset(&entry, 0, sizeof entry);
+        if (length == 0) return false;
+        const ItemWalk end = walk_items(chunk, length, itemType, [&](const uint8_t *value, uint16_t n) {
+            copy_value(&entry, sizeof entry, value, n);
+            swap_fields(&entry, layout);
+            terminate_texts(entry);
+            onEntry(entry);
+        });
+        return end == ItemWalk::kUsedUp;
+    });
+}
+
+
 
 }  // namespace dpmgmt::sqa
 

@@ -4,6 +4,7 @@
 
 #include "channels/dump_walk.h"
 #include "channels/protocol.h"
+#include "dpmgmt/records.h"
 #include "sqa/call_brief.h"
 #include "sqa/call_format.h"
 #include "sqa/item_walk.h"
@@ -39,21 +40,21 @@ void print_sip_block(const SQA_SIP_CALLENTRY_VERBOSE_S &e, uint16_t showContext)
     std::putchar('\n');
 }
 
-// Prints every type-28 item of one chunk.  0 when the chunk is used up;
-// 0x40010001 for no chunk or an item of another type, which ends the pulls.
-uint32_t print_sip_chunk(uint32_t length, const uint8_t *chunk, uint16_t showContext) {
-    SQA_SIP_CALLENTRY_VERBOSE_S entry;
-    std::memset(&entry, 0, sizeof entry);
-    if (chunk == nullptr || length == 0) return DPMGMT_ERR_FAILED;
-    const ItemWalk end = walk_items(chunk, length, kItemSipVerbose, [&](const uint8_t *value, uint16_t n) {
-        copy_value(&entry, sizeof entry, value, n);
-        dpmgmt::swap_fields(&entry, kSipVerboseLayout);
-        entry.szCallId[sizeof entry.szCallId - 1] = '\0';
-        entry.szCallerTag[sizeof entry.szCallerTag - 1] = '\0';
-        entry.szCalleeTag[sizeof entry.szCalleeTag - 1] = '\0';
-        print_sip_block(entry, showContext);
+// The one walk of the SIP verbose table.  The kernel takes the caller's
+// whole 65-byte buffer as the key, handed over as it stands, a null buffer
+// as a null key.  The number of entries.
+template <class OnEntry>
+uint32_t walk_sip(uint16_t node, const char *callId, OnEntry &&onEntry) {
+    const dpmgmt::Dump table(node, dump::kSipVerbose, callId, SQA_CALLID_SIZE);
+    if (!table.opened()) return 0;
+    const dpmgmt::HeapBuffer buf(kCallDumpBufferSize);
+    if (!buf.ok()) return 0;
+    uint32_t count = 0;
+    walk_calls(table, buf, kItemSipVerbose, kSipVerboseLayout, [&](const SQA_SIP_CALLENTRY_VERBOSE_S &e) {
+        ++count;
+        onEntry(e);
     });
-    return end == ItemWalk::kUsedUp ? DPMGMT_OK : DPMGMT_ERR_FAILED;
+    return count;
 }
 
 }  // namespace
@@ -65,16 +66,13 @@ DPMGMT_API uint32_t SQA_DUMP_DisSipCallEntry(uint16_t node) {
 }
 
 DPMGMT_API uint32_t SQA_DUMP_DisSipCallEntryVerbose(uint16_t node, const char *callId, uint16_t showContext) {
-    // The kernel takes the caller's whole 65-byte buffer as the key, handed
-    // over as it stands, a null buffer as a null key.
-    const dpmgmt::Dump table(node, dump::kSipVerbose, callId, SQA_CALLID_SIZE);
-    if (!table.opened()) return DPMGMT_OK;
-    const dpmgmt::HeapBuffer buf(kCallDumpBufferSize);
-    if (!buf.ok()) return DPMGMT_OK;
-    dpmgmt::pull_chunks(table, buf, [&](const uint8_t *chunk, uint32_t length) {
-        return print_sip_chunk(length, chunk, showContext) == DPMGMT_OK;
-    });
+    walk_sip(node, callId, [&](const SQA_SIP_CALLENTRY_VERBOSE_S &e) { print_sip_block(e, showContext); });
     return DPMGMT_OK;
+}
+
+DPMGMT_API uint32_t dpmgmt_walk_sip_calls(uint16_t node, const char *callId, dpmgmt_sip_call_fn fn, void *context) {
+    if (fn == nullptr) return 0;
+    return walk_sip(node, callId, [&](const SQA_SIP_CALLENTRY_VERBOSE_S &e) { fn(&e, context); });
 }
 
 }  // extern "C"

@@ -1,5 +1,6 @@
 /** @file
- * @brief The session tables and the limit statistic nodes as records, for programs that format them
+ * @brief The session tables, limit statistic nodes and call tables as
+ * records, for programs that format them
  * themselves (structured output, exporters).
  *
  * Each walk reads one kernel table of the node, the same walk the text
@@ -14,6 +15,7 @@
 
 #include "dpmgmt/connlmt.h"
 #include "dpmgmt/session_records.h"
+#include "dpmgmt/sqa.h"
 
 DPMGMT_EXTERN_C_BEGIN
 
@@ -54,6 +56,23 @@ typedef void (*dpmgmt_limit_node_fn)(const CONNLMT_STATNODE_S *entry, void *cont
  * ended the dump. */
 DPMGMT_API uint32_t dpmgmt_walk_limit_nodes(uint16_t node, uint32_t keyWord, const CONNLMT_STATNODE_FILTER_S *filter,
                                             dpmgmt_limit_node_fn fn, void *context);
+
+/** Receives one SIP call entry and the caller's context. */
+typedef void (*dpmgmt_sip_call_fn)(const SQA_SIP_CALLENTRY_VERBOSE_S *entry, void *context);
+/** Receives one H.323 call entry and the caller's context. */
+typedef void (*dpmgmt_h323_call_fn)(const SQA_H323_CALLENTRY_VERBOSE_S *entry, void *context);
+
+/** Walks the SIP call entries (the verbose table), texts terminated.
+ * callId is the kernel's key: a buffer of SQA_CALLID_SIZE bytes sent as it
+ * stands, or null.
+ * @return the number of entries handed over; 0 when the dump cannot be
+ * opened or fn is null. */
+DPMGMT_API uint32_t dpmgmt_walk_sip_calls(uint16_t node, const char *callId, dpmgmt_sip_call_fn fn, void *context);
+/** Walks the H.323 call entries with every field (the probe table), texts
+ * terminated; callId: text, at most 64 characters used, or null.  As
+ * dpmgmt_walk_sip_calls. */
+DPMGMT_API uint32_t dpmgmt_walk_h323_calls(uint16_t node, const char *callId, dpmgmt_h323_call_fn fn,
+                                           void *context);
 
 /** @} */
 

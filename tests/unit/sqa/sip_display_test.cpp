@@ -3,6 +3,8 @@
 #include "call_builders.h"
 #include "sqa_fixture.h"
 
+#include "dpmgmt/records.h"
+
 using fake::Bytes;
 using namespace sqatest;
 
@@ -180,6 +182,34 @@ TEST_F(SipDisplay, VerboseStopsAfterAChunkWithAnotherItemType) {
     fake::script_dump(kVerbose, {fake::chunk({}), fake::chunk(item(28, sip_verbose(second)))});
     EXPECT_EQ(verbose(0), "");
     EXPECT_EQ(fake::count("DUMP_Pull"), 2u);
+}
+
+// The record walk reads the verbose table's items, prints nothing, and
+// hands over entries converted as the display shows them.
+TEST_F(SipDisplay, RecordWalkYieldsConvertedEntries) {
+    SipCall second;
+    second.callId = "call-2";
+    fake::script_dump(kVerbose, {fake::chunk(fake::cat({item(28, sip_verbose(SipCall{})), item(28, sip_verbose(second))})),
+                                 {0, {}}});
+    std::vector<SQA_SIP_CALLENTRY_VERBOSE_S> seen;
+    fake::CaptureStdout capture;
+    const uint32_t n = dpmgmt_walk_sip_calls(
+        4, nullptr,
+        [](const SQA_SIP_CALLENTRY_VERBOSE_S *e, void *ctx) {
+            static_cast<std::vector<SQA_SIP_CALLENTRY_VERBOSE_S> *>(ctx)->push_back(*e);
+        },
+        &seen);
+    EXPECT_EQ(capture.take(), "");
+    ASSERT_EQ(n, 2u);
+    ASSERT_EQ(seen.size(), 2u);
+    EXPECT_STREQ(seen[0].szCallId, "call-1@example");
+    EXPECT_STREQ(seen[1].szCallId, "call-2");
+    EXPECT_EQ(seen[0].usCallerPort, 5060);
+    EXPECT_EQ(seen[0].ulFwdOctets, 16000u);
+    EXPECT_EQ(seen[0].uiFwdMos, 412u);
+    EXPECT_STREQ(seen[0].szCalleeTag, "tagB");
+    EXPECT_EQ(fake::open_dumps(), 0);
+    EXPECT_EQ(dpmgmt_walk_sip_calls(4, nullptr, nullptr, nullptr), 0u);
 }
 
 }  // namespace
