@@ -102,6 +102,10 @@ DOCUMENTS = [
     ["display", "connection-limit", "statistics"],
     ["display", "connection-limit", "statistics", "count"],
     ["display", "connection-limit", "counters"],
+    ["display", "session", "statistics", "history"],
+    ["display", "session", "top-statistics"],
+    ["display", "session", "hot-backup", "statistics"],
+    ["display", "hot-backup", "debug"],
 ]
 
 # Settings that make the documents above non-empty.
@@ -239,6 +243,18 @@ class TableTest(Fixture):
         full = self.document("display", "session", "table", "verbose")
         self.assertEqual(brief["total"], SESSIONS)
         self.assertEqual([s["initiator"] for s in brief["sessions"]], [s["initiator"] for s in full["sessions"]])
+
+
+class CounterTest(Fixture):
+    def test_hot_backup_counters_are_decimal_numbers(self):
+        text = self.service.cli("display", "session", "hot-backup", "statistics")
+        rows = re.findall(r"^ Chassis (\d+) +slot (\d+) +: (\S+) +(\S+) +(\S+) *\r$", text, re.M)
+        doc = self.document("display", "session", "hot-backup", "statistics")
+        self.assertGreater(len(rows), 0, text)
+        self.assertEqual([(p["chassis"], p["slot"], p["sent"], p["send_failed"], p["received"]) for p in doc["peers"]],
+                         [(int(c), int(s), int(a, 16), int(b, 16), int(r, 16)) for c, s, a, b, r in rows])
+        remain = int(re.search(r"^Remain message +: (\d+)\r$", text, re.M).group(1))
+        self.assertEqual(doc["remaining_messages"], remain)
 
 
 class RefusalTest(Fixture):
