@@ -221,7 +221,22 @@ int run_counters(cli::Args &args) {
     return cli::kOk;
 }
 
+int run_debug(cli::Args &args) {
+    if (!args.finish()) return cli::kRefused;
+    CONNLMT_DEBUG_S d{};
+    const uint32_t rc = CONNLMT_ipc_GetDebug(&d);
+    if (rc != 0) return cli::failed("reading the connection-limit debugging settings", rc);
+    Document doc("connection-limit debug");
+    doc.key("words");
+    doc.w().StartArray();
+    for (uint32_t i = 0; i < 4; ++i) doc.w().Uint(d.auiDebugWord[i]);
+    doc.w().EndArray();
+    doc.u("settings_taken", d.auiDebugWord[4]);
+    return cli::kOk;
+}
+
 const bool registered = json::add({
+    {"display connection-limit debug", run_debug},
     {"display connection-limit policy", run_policy},
     {"display connection-limit statistics", run_statistics},
     {"display connection-limit counters", run_counters},

@@ -102,6 +102,7 @@ DOCUMENTS = [
     ["display", "connection-limit", "statistics"],
     ["display", "connection-limit", "statistics", "count"],
     ["display", "connection-limit", "counters"],
+    ["display", "connection-limit", "debug"],
     ["display", "session", "statistics", "history"],
     ["display", "session", "top-statistics"],
     ["display", "session", "hot-backup", "statistics"],
