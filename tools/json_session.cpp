@@ -9,6 +9,7 @@
 #include "dpmgmt/session.h"
 #include "json_names.h"
 #include "json_out.h"
+#include "platform/wait.h"
 #include "session_keys.h"
 
 namespace {
@@ -213,6 +214,9 @@ int run_statistics(cli::Args &args) {
     const SESSION_DUMPKEY_S key = cli::dump_key(*f);
     Counts counts;
     const uint32_t total = dpmgmt_walk_sessions(cli::node_of(*f), &key, count_session, &counts);
+    // The counts are written only when the whole table was read.
+    PLAT_FAULT_S fault{};
+    if (PLAT_GetFault(&fault) != PLAT_FAULT_NONE) return cli::failed("reading the session table", DPMGMT_ERR_FAILED);
     Document doc("session statistics");
     doc.slot(cli::node_of(*f));
     doc.u("total", total);

@@ -296,6 +296,16 @@ class RefusalTest(Fixture):
                 if message is not None:
                     self.assertEqual(err, message)
 
+    def test_no_document_without_a_service(self):
+        self.service.kill()
+        env = dict(self.service.env, DPMGMT_SERVICE="/nonexistent/dpservice")
+        for words in (["display", "session", "table"], ["display", "session", "statistics"]):
+            with self.subTest(words=words):
+                r = run(self.service, "-j", *words, env=env)
+                self.assertEqual(r.returncode, 4, r.stderr)
+                self.assertEqual(r.stdout, b"")
+                self.assertEqual(r.stderr.decode().count("\n"), 1, r.stderr)
+
     def test_other_commands_run_as_they_are(self):
         r = run(self.service, "-j", "session", "limit", "9000")
         self.assertEqual(r.returncode, 0, r.stderr)
