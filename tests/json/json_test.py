@@ -277,6 +277,43 @@ class CounterTest(Fixture):
         self.assertEqual(doc["remaining_messages"], remain)
 
 
+def text_limit_nodes(text):
+    """The statistic nodes of `display connection-limit statistics` as
+    tuples of their fields."""
+    nodes, node = [], []
+    for line in text.split("\r\n"):
+        m = re.match(r"^ {1,5}(Src IP address|VPN instance|Dst IP address|DS-Lite tunnel peer|Service|Limit rule ID|"
+                     r"Sessions threshold Hi/Lo|Sessions count|New session flag) *: (.*?) *$", line)
+        if m is None:
+            continue
+        node.append(m.group(2))
+        if m.group(1) == "New session flag":
+            nodes.append(tuple(node))
+            node = []
+    return nodes
+
+
+def json_limit_node(n):
+    port = "" if n["port"] is None else "/%d" % n["port"]
+    acl = n["acl_name"] if n["acl_name"] is not None else str(n["acl"])
+    return (n["source_ip"] or "Any", n["source_vpn_instance"] or "--", n["destination_ip"] or "Any",
+            n["destination_vpn_instance"] or "--", n["ds_lite_peer"] or "--", n["service"] + port,
+            "%d(ACL : %s)" % (n["rule"], acl), "%d/%d" % (n["threshold_high"], n["threshold_low"]),
+            str(n["sessions"]), n["new_sessions"])
+
+
+class LimitNodeTest(Fixture):
+    def test_nodes_equal_the_text_display(self):
+        for words in SETUP[3:]:
+            self.assertEqual(run(self.service, *words).returncode, 0, words)
+        text = self.service.cli("display", "connection-limit", "statistics")
+        want = text_limit_nodes(text)
+        doc = self.document("display", "connection-limit", "statistics")
+        self.assertGreater(len(want), 0, text)
+        self.assertEqual([json_limit_node(n) for n in doc["nodes"]], want)
+        self.assertEqual(doc["total"], len(want))
+
+
 class RefusalTest(Fixture):
     CASES = [
         (["display", "session", "table", "|", "count"],
