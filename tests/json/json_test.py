@@ -20,6 +20,11 @@ except ImportError:
     print("skipped: python3-jsonschema is not installed (scripts/deps.sh installs it)")
     sys.exit(harness.SKIP)
 
+JQ = shutil.which("jq")
+if JQ is None:
+    print("skipped: jq is not installed (scripts/deps.sh installs it)")
+    sys.exit(harness.SKIP)
+
 SEED = 23
 SESSIONS = 400
 SCHEMA_DIR = os.path.join(harness.SOURCE_DIR, "docs", "schema")
@@ -72,11 +77,9 @@ class Fixture(unittest.TestCase):
         tool = subprocess.run([sys.executable, "-m", "json.tool"], input=out, capture_output=True, timeout=60)
         self.assertEqual(tool.returncode, 0, tool.stderr)
         self.assertEqual(json.loads(tool.stdout), doc)
-        jq = shutil.which("jq")
-        if jq is not None:
-            q = subprocess.run([jq, "-c", "."], input=out, capture_output=True, timeout=60)
-            self.assertEqual(q.returncode, 0, q.stderr)
-            self.assertEqual(json.loads(q.stdout), doc)
+        q = subprocess.run([JQ, "-c", "."], input=out, capture_output=True, timeout=60)
+        self.assertEqual(q.returncode, 0, q.stderr)
+        self.assertEqual(json.loads(q.stdout), doc)
         return doc
 
 
