@@ -209,6 +209,10 @@ def text_entries(text):
         if m:
             entry["start"], entry["ttl"] = m.group(1), m.group(2)
             continue
+        m = re.match(r"^TTL: (.*)$", line)
+        if m:
+            entry["ttl"] = m.group(1)
+            continue
         m = re.match(r"^(State|Application): (.*)$", line)
         if m:
             entry[m.group(1)] = m.group(2)
@@ -219,20 +223,27 @@ def text_entries(text):
     return entries
 
 
+def side_text(d):
+    """One direction of a JSON entry in the fields of text_entries."""
+    out = {"source": (d["source_ip"], d["source_port"]), "destination": (d["destination_ip"], d["destination_port"]),
+           "VPN instance/VLAN ID/VLL ID": "%s/%s/-" % (d["vpn_instance"] or "-",
+                                                      "-" if d["vlan_id"] is None else d["vlan_id"]),
+           "Protocol": "%s(%d)" % (d["protocol"], d["protocol_number"]),
+           "Inbound interface": d["inbound_interface"]}
+    if d["family"] == "ipv4":
+        out["DS-Lite tunnel peer"] = d["ds_lite_peer"] or "-"
+    return out
+
+
+def ttl_text(e):
+    return "-" if e["ttl_seconds"] is None else "%ds" % e["ttl_seconds"]
+
+
 def as_text(e):
     """A JSON session entry in the fields of text_entries."""
-    def side(d):
-        out = {"source": (d["source_ip"], d["source_port"]), "destination": (d["destination_ip"], d["destination_port"]),
-               "VPN instance/VLAN ID/VLL ID": "%s/%s/-" % (d["vpn_instance"] or "-",
-                                                          "-" if d["vlan_id"] is None else d["vlan_id"]),
-               "Protocol": "%s(%d)" % (d["protocol"], d["protocol_number"]),
-               "Inbound interface": d["inbound_interface"]}
-        if d["family"] == "ipv4":
-            out["DS-Lite tunnel peer"] = d["ds_lite_peer"] or "-"
-        return out
-    return {"initiator": side(e["initiator"]), "responder": side(e["responder"]), "State": e["state"],
+    return {"initiator": side_text(e["initiator"]), "responder": side_text(e["responder"]), "State": e["state"],
             "Application": e["application"], "start": e["start_time"].replace("T", " ").rstrip("Z"),
-            "ttl": "-" if e["ttl_seconds"] is None else "%ds" % e["ttl_seconds"],
+            "ttl": ttl_text(e),
             "Initiator->Responder": tuple(e["initiator_to_responder"].values()),
             "Responder->Initiator": tuple(e["responder_to_initiator"].values())}
 
@@ -260,6 +271,14 @@ class TableTest(Fixture):
                 stats = self.document("display", "session", "statistics", *filters)
                 self.assertEqual(stats["total"], total)
                 self.assertEqual(sum(p["sessions"] for p in stats["protocols"]), total)
+        # The fast-forward entries likewise.
+        doc = self.document("display", "session", "fast-forward", "verbose")
+        text = self.service.cli("display", "session", "fast-forward", "verbose")
+        want = text_entries(text)
+        self.assertGreater(len(want), 0)
+        self.assertEqual([{"initiator": side_text(e["initiator"]), "responder": side_text(e["responder"]),
+                           "ttl": ttl_text(e)} for e in doc["entries"]], want)
+        self.assertEqual(doc["total"], len(want))
         # The whole seeded table is there, and its brief form holds the same
         # initiators.
         brief = self.document("display", "session", "table")
