@@ -34,7 +34,7 @@ REFUSED = "dpmgmt: JSON output is not available for this display\n"
 def load_schemas():
     """{$id: schema} of every file, and a validator factory over them."""
     schemas = {}
-    for name in sorted(os.listdir(SCHEMA_DIR)):
+    for name in sorted(n for n in os.listdir(SCHEMA_DIR) if n.endswith(".schema.json")):
         with open(os.path.join(SCHEMA_DIR, name)) as f:
             schema = json.load(f)
         jsonschema.Draft202012Validator.check_schema(schema)
