@@ -219,38 +219,41 @@ void write_h323(const SQA_H323_CALLENTRY_VERBOSE_S *e, void *context) {
 }
 
 // The calls of a table, every field (the form words choose only the text
-// layout); a call ID that matches nothing is not found, as in the text.
-template <typename Walk>
-int calls(const sqa::CallArgs &c, const char *display, const char *protocol, Walk walk) {
-    uint32_t n = 0;
-    {
-        Document doc(display);
-        doc.slot(c.node);
-        doc.key("calls");
-        doc.w().StartArray();
-        CallWalk w{doc, c};
-        n = walk(w);
-        doc.w().EndArray();
-        doc.u("total", n);
-    }
-    if (n == 0 && c.callId[0] != '\0') return cli::not_found("no %s call with call ID '%s'", protocol, c.callId);
+// layout).  A call ID that matches nothing is not found, as in the text,
+// and writes no document: the kernel is asked first whether it has one.
+template <typename Walk, typename Entry>
+int calls(const sqa::CallArgs &c, const char *display, const char *protocol, Walk walk, void (*write)(const Entry *,
+                                                                                                       void *)) {
+    if (c.callId[0] != '\0' && walk([](const Entry *, void *) {}, nullptr) == 0)
+        return cli::not_found("no %s call with call ID '%s'", protocol, c.callId);
+    Document doc(display);
+    doc.slot(c.node);
+    doc.key("calls");
+    doc.w().StartArray();
+    CallWalk w{doc, c};
+    const uint32_t n = walk(write, &w);
+    doc.w().EndArray();
+    doc.u("total", n);
     return cli::kOk;
 }
 
 int run_sip_calls(cli::Args &args) {
     auto c = sqa::parse_call_args(args, false);
     if (!c) return cli::kRefused;
-    return calls(*c, "sqa sip call", "SIP", [&](CallWalk &w) {
-        return dpmgmt_walk_sip_calls(c->node, c->callId, write_sip, &w);
-    });
+    return calls(
+        *c, "sqa sip call", "SIP",
+        [&](dpmgmt_sip_call_fn fn, void *context) { return dpmgmt_walk_sip_calls(c->node, c->callId, fn, context); },
+        write_sip);
 }
 
 int run_h323_calls(cli::Args &args) {
     auto c = sqa::parse_call_args(args, true);
     if (!c) return cli::kRefused;
-    return calls(*c, "sqa h323 call", "H.323", [&](CallWalk &w) {
-        return dpmgmt_walk_h323_calls(c->node, c->callId[0] != '\0' ? c->callId : nullptr, write_h323, &w);
-    });
+    const char *id = c->callId[0] != '\0' ? c->callId : nullptr;
+    return calls(
+        *c, "sqa h323 call", "H.323",
+        [&](dpmgmt_h323_call_fn fn, void *context) { return dpmgmt_walk_h323_calls(c->node, id, fn, context); },
+        write_h323);
 }
 
 const bool registered = json::add({

@@ -355,6 +355,18 @@ class RefusalTest(Fixture):
                 if message is not None:
                     self.assertEqual(err, message)
 
+    def test_not_found_writes_no_document(self):
+        cases = [(["display", "sqa", "sip", "call", "verbose", "call-id", "nope"], "no SIP call with call ID 'nope'"),
+                 (["display", "sqa", "h323", "call", "probe", "call-id", "nope"], "no H.323 call with call ID 'nope'"),
+                 (["display", "sqa", "remark", "7", "7"], "no remark 7 7"),
+                 (["display", "connection-limit", "policy", "9"], "no IPv4 policy 9")]
+        for words, message in cases:
+            with self.subTest(words=words):
+                r = run(self.service, "-j", *words)
+                self.assertEqual(r.returncode, 2, r.stderr)
+                self.assertEqual(r.stdout, b"")
+                self.assertEqual(r.stderr.decode(), f"dpmgmt: {message}\n")
+
     def test_no_document_without_a_service(self):
         self.service.kill()
         env = dict(self.service.env, DPMGMT_SERVICE="/nonexistent/dpservice")
