@@ -14,6 +14,7 @@ packages+=(curl)  # the demo scrapes the exporter
 packages+=(abigail-tools doxygen)  # the ABI check and the API reference
 packages+=(clang libclang-rt-14-dev)  # libFuzzer builds of the fuzz targets (scripts/fuzz.sh)
 packages+=(libnftables-dev rapidjson-dev)  # dpservice: connection limits enforced through nftables (libnftables GPL-2.0, linked by dpservice only; rapidjson MIT)
+packages+=(rapidjson-dev python3-jsonschema)  # JSON output and its schema checks
 missing=()
 for p in "${packages[@]}" "$@"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

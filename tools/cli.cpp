@@ -14,6 +14,7 @@
 #include <algorithm>
 
 #include "grammar.h"
+#include "json_out.h"
 #include "platform/dev.h"
 #include "platform/iface.h"
 #include "platform/names.h"
@@ -297,11 +298,12 @@ int dispatch(const std::vector<std::string> &typed) {
     }
     const size_t n = split(best->keywords).size();
     Args args(std::vector<std::string>(words.begin() + static_cast<long>(n), words.end()));
+    if (json::enabled() && json::refuses(*best)) return json::run(*best, args);
     clear_fault();
     const int started = ensure_service(std::strcmp(best->keywords, "recover") != 0);
     if (started != kOk) return started;
     clear_fault();
-    return check_fault(best->run(args));
+    return check_fault(json::enabled() ? json::run(*best, args) : best->run(args));
 }
 
 void show_help(const std::vector<std::string> &given, bool partial) {

@@ -10,14 +10,14 @@
 #include <string>
 
 #include "cli.h"
+#include "connlmt_args.h"
 #include "connlmt_store.h"
 #include "platform/dev.h"
 
 namespace {
 
-constexpr uint16_t kNoPolicy = 0xFFFF;
-
-const char *family_name(uint32_t family) { return family == CONNLMT_IPV6 ? "IPv6" : "IPv4"; }
+using connlmt::family_name;
+using connlmt::kNoPolicy;
 
 void print_rule(const CONNLMT_RULE_S &r) {
     if (r.uiAclMode == CONNLMT_ACL_MODE_NAME)
@@ -91,17 +91,10 @@ int run_display_policy(cli::Args &args) {
     return 0;
 }
 
-struct StatArgs {
-    uint32_t family = CONNLMT_IPV4;
-    uint16_t policy = 0;
-    uint16_t rule = 0;
-    uint16_t node = 0;
-    bool count = false;
-    CONNLMT_STATNODE_FILTER_S filter{};
-};
+}  // namespace
 
-// [ipv6] [policy ID] [rule RULE] [source-ip A] [destination-ip A] [slot SLOT]
-// [count], in any order.
+namespace connlmt {
+
 std::optional<StatArgs> parse_stat_args(cli::Args &args, bool withFilters) {
     StatArgs s;
     s.node = DEV_GetSelf();
@@ -173,6 +166,13 @@ int policy_known(uint32_t family, uint16_t id) {
     if (info->usPolicyId == kNoPolicy) return cli::not_found("no %s policy %u", family_name(family), id);
     return cli::kOk;
 }
+
+}  // namespace connlmt
+
+namespace {
+
+using connlmt::parse_stat_args;
+using connlmt::policy_known;
 
 int run_display_statistics(cli::Args &args) {
     auto s = parse_stat_args(args, true);

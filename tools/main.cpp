@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "cli.h"
+#include "json_out.h"
 #include "platform/wait.h"
 #include "shell.h"
 
@@ -50,6 +51,8 @@ const char kUsage[] =
     "      --reset-timeout SECONDS\n"
     "                           give up on a session reset after SECONDS (default\n"
     "                           600; 0: wait for ever)\n"
+    "  -j, --json               a display writes one JSON document (LF line ends)\n"
+    "                           instead of its text; output filters are refused\n"
     "      --complete LINE      list the completions of the last word of LINE\n"
     "  -h, --help               show this help\n"
     "  -V, --version            show the version\n"
@@ -120,6 +123,8 @@ int parse_options(int argc, char **argv, Options &o, bool &exitNow) {
             std::printf("dpmgmt %s\n", DPMGMT_VERSION);
             exitNow = true;
             return cli::kOk;
+        } else if (a == "-j" || a == "--json") {
+            json::set_enabled(true);
         } else if (a == "-k" || a == "--keep-going") {
             o.keepGoing = true;
         } else if (a == "-f" || a == "--file") {

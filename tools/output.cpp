@@ -7,6 +7,7 @@
 
 #include "cli.h"
 #include "grammar.h"
+#include "json_out.h"
 
 namespace cli {
 
@@ -132,6 +133,7 @@ int run_line(const std::vector<std::string> &typed) {
     size_t bar = 0;
     while (bar < words.size() && words[bar] != "|") ++bar;
     if (bar == words.size()) return dispatch(words);
+    if (json::enabled()) return fail("output filters do not apply to JSON output; filter it with jq");
     std::vector<Filter> filters;
     if (!parse_filters(words, bar, filters)) return kRefused;
     const std::vector<std::string> command(words.begin(), words.begin() + static_cast<long>(bar));

@@ -1,64 +1,24 @@
 // Session displays: the session, fast-forward, Mcfs and relation tables,
 // the kernel detail of sessions and relations, the session counts, the
 // aging queues and the ALG counters.  The library prints the entries; the
-// command prints the heading of the node and the total.
-//
-// Filters reach the kernel as it reads them: the dump key's family byte is
-// 0 (every session), 2 (IPv4) or 10 (IPv6), and only with a family do the
-// two addresses filter (address 1 the initiator's source, address 2 its
-// destination; all zero = any).  Filter value 1 is the IP protocol number,
-// filter value 2 the initiator's destination port (0 = any).
+// command prints the heading of the node and the total.  The dump keys
+// come from session_keys.h.
 #include <cstdio>
 #include <cstring>
 
 #include "cli.h"
+#include "session_keys.h"
 #include "dpmgmt/session.h"
 #include "platform/dev.h"
 
 namespace {
 
-constexpr unsigned kTableFilters = cli::kFilterFamily | cli::kFilterVerbose | cli::kFilterAddresses |
-                                   cli::kFilterProtocol | cli::kFilterPort | cli::kFilterSlot;
-
-uint8_t family_byte(cli::Family f) {
-    switch (f) {
-    case cli::Family::kIpv4: return SESSION_AF_IPV4;
-    case cli::Family::kIpv6: return SESSION_AF_IPV6;
-    default: return 0;
-    }
-}
-
-// An address slot of a host-order key: IPv4 as a host-order u32 in its
-// first 4 bytes, IPv6 as the 16 bytes.
-void put_address(uint8_t *slot, const std::optional<cli::Args::Address> &a) {
-    if (!a) return;
-    if (a->family == 4)
-        std::memcpy(slot, &a->addr4, sizeof a->addr4);
-    else
-        std::memcpy(slot, a->addr6, 16);
-}
-
-SESSION_DUMPKEY_S dump_key(const cli::SessionFilter &f) {
-    SESSION_DUMPKEY_S key{};
-    key.ucFamily = family_byte(f.family);
-    put_address(key.aucAddr1, f.source);
-    put_address(key.aucAddr2, f.destination);
-    key.usFilter1 = f.protocol;
-    key.usFilter2 = f.destinationPort;
-    return key;
-}
-
-SESSION_TABLEKEY_S table_key(const cli::SessionFilter &f) {
-    SESSION_TABLEKEY_S key{};
-    key.stTuple.ucFamily = family_byte(f.family);
-    key.stTuple.ucProtocol = f.protocol;
-    put_address(key.stTuple.aucSrcAddr, f.source);
-    put_address(key.stTuple.aucDstAddr, f.destination);
-    key.stTuple.usDstPort = f.destinationPort;
-    return key;
-}
-
-uint16_t node_of(const cli::SessionFilter &f) { return f.node ? *f.node : DEV_GetSelf(); }
+using cli::dump_key;
+using cli::family_byte;
+using cli::node_of;
+using cli::put_address;
+using cli::kTableFilters;
+using cli::table_key;
 
 void heading(uint16_t node) { std::printf("Slot %u:\r\n", LIP_GetSlotID(node)); }
 

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "cli.h"
+#include "top_hosts.h"
 #include "dpmgmt/session.h"
 #include "platform/dev.h"
 
@@ -52,8 +53,13 @@ int32_t by_sessions(uint64_t a, uint64_t b) {
     return ia == ib ? 0 : (ia > ib ? -1 : 1);
 }
 
-int run_top(cli::Args &args) {
-    if (!args.finish()) return 1;
+}  // namespace
+
+namespace top {
+
+int rank(std::vector<Shown> &shown, size_t &hostCount) {
+    shown.clear();
+    hostCount = 0;
     const std::vector<uint16_t> nodes = cli::nodes_up();
     std::vector<uint8_t> buffer(static_cast<size_t>(kTopBytesPerNode) * (nodes.empty() ? 1 : nodes.size()));
     uint32_t count = 0;
@@ -61,7 +67,6 @@ int run_top(cli::Args &args) {
         Session_GetTopStatTick(static_cast<uint32_t>(nodes.size()), nodes.data(), &count, buffer.data());
     if (rc != 0) return cli::failed("collecting the top statistics", rc);
     if (static_cast<uint64_t>(count) * kTopSampleSize > buffer.size()) count = 0;  // never read past the buffer
-
     std::map<Host, uint64_t> perHost;
     for (uint32_t i = 0; i < count; ++i) {
         const uint8_t *s = buffer.data() + static_cast<size_t>(i) * kTopSampleSize;
@@ -74,35 +79,54 @@ int run_top(cli::Args &args) {
     }
     std::vector<Ranked> hosts;
     for (const auto &[h, n] : perHost) hosts.push_back({h, n});
-
     std::vector<uint64_t> heap;
     auto element = [&](uint32_t i) {
         const uint64_t n = hosts[i].sessions > UINT32_MAX ? UINT32_MAX : hosts[i].sessions;
         return n << 32 | i;
     };
-    const uint32_t shown = std::min<uint32_t>(kTopShown, static_cast<uint32_t>(hosts.size()));
-    for (uint32_t i = 0; i < shown; ++i) heap.push_back(element(i));
-    Session_Statck_Init(by_sessions, shown, heap.data());
-    for (uint32_t i = shown; i < hosts.size(); ++i) {
+    const uint32_t kept = std::min<uint32_t>(kTopShown, static_cast<uint32_t>(hosts.size()));
+    for (uint32_t i = 0; i < kept; ++i) heap.push_back(element(i));
+    Session_Statck_Init(by_sessions, kept, heap.data());
+    for (uint32_t i = kept; i < hosts.size(); ++i) {
         // The root is the least of the kept ones: a busier host replaces it.
         if (by_sessions(heap[0], element(i)) < 0) {
             heap[0] = element(i);
-            Session_Statck_Modify(0, by_sessions, shown, heap.data());
+            Session_Statck_Modify(0, by_sessions, kept, heap.data());
         }
     }
-    Session_Statck_Sort(by_sessions, shown, heap.data());
-
-    std::printf("Rank  Source IP                                 Sessions\r\n");
-    for (uint32_t r = 0; r < shown; ++r) {
+    Session_Statck_Sort(by_sessions, kept, heap.data());
+    for (uint32_t r = 0; r < kept; ++r) {
         const Ranked &h = hosts[static_cast<uint32_t>(heap[r])];
+        Shown out{};
+        out.family = h.host[0];
+        std::memcpy(out.address, h.host.data() + 1, 16);
+        out.sessions = h.sessions;
+        shown.push_back(out);
+    }
+    hostCount = hosts.size();
+    return cli::kOk;
+}
+
+}  // namespace top
+
+namespace {
+
+int run_top(cli::Args &args) {
+    if (!args.finish()) return 1;
+    std::vector<top::Shown> shown;
+    size_t hostCount = 0;
+    if (const int status = top::rank(shown, hostCount); status != cli::kOk) return status;
+    std::printf("Rank  Source IP                                 Sessions\r\n");
+    for (uint32_t r = 0; r < shown.size(); ++r) {
+        const top::Shown &h = shown[r];
         char text[INET6_ADDRSTRLEN] = "-";
-        if (h.host[0] == SESSION_AF_IPV4)
-            inet_ntop(AF_INET, h.host.data() + 1, text, sizeof text);
+        if (h.family == SESSION_AF_IPV4)
+            inet_ntop(AF_INET, h.address, text, sizeof text);
         else
-            inet_ntop(AF_INET6, h.host.data() + 1, text, sizeof text);
+            inet_ntop(AF_INET6, h.address, text, sizeof text);
         std::printf("%-5u %-41s %llu\r\n", r + 1, text, static_cast<unsigned long long>(h.sessions));
     }
-    std::printf("Total source hosts: %zu\r\n", hosts.size());
+    std::printf("Total source hosts: %zu\r\n", hostCount);
     return 0;
 }
 

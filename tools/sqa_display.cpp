@@ -9,6 +9,7 @@
 #include "dpmgmt/sqa.h"
 #include "platform/dev.h"
 #include "output.h"
+#include "sqa_args.h"
 #include "sqa_store.h"
 
 namespace {
@@ -66,12 +67,9 @@ int run_display_remark(cli::Args &args) {
     return 0;
 }
 
-struct CallArgs {
-    int form = 0;  // 0 brief, 1 verbose, 2 probe
-    char callId[SQA_CALLID_SIZE] = {};
-    bool context = false;
-    uint16_t node = 0;
-};
+}  // namespace
+
+namespace sqa {
 
 // [verbose|probe] [call-id CALL-ID] [context] [slot SLOT]: the forms the protocol
 // has; call-id and context only with a verbose (or probe) form.
@@ -115,6 +113,13 @@ std::optional<CallArgs> parse_call_args(cli::Args &args, bool h323) {
     }
     return c;
 }
+
+}  // namespace sqa
+
+namespace {
+
+using sqa::CallArgs;
+using sqa::parse_call_args;
 
 // Runs a verbose display for one call ID: not found when it printed
 // nothing.
