@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # `display connection-limit statistics` of about 100,000 statistic nodes:
 # dpmgmt's peak resident memory must stay within 1.3x of that at about
 # 1,000 nodes.  A per-source, per-destination, per-service rule over an ACL

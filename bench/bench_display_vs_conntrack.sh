@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # `dpmgmt display session table` of N sessions against `conntrack -L` of N
 # entries of a connection table, per entry, side by side in one run.  The
 # table is a private network namespace's (`unshare -n`), filled by ct_fill;

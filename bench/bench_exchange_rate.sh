@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # One command exchange through the library (SESSION_IPC_SetStatEnable(1))
 # against a raw loop of socket, autobind, connect, send, receive and close
 # on the same dpservice.  Goal: at least 0.8x the raw rate.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # dpmgmt-exporter's /metrics at 1,000,000 sessions per node: a scrape reads
 # statistics records and counters only, so it must answer within 100 ms
 # (median of 20 scrapes after one warm-up).  The same figure with

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # The cost of formatting: `dpmgmt display session table verbose` of N
 # sessions against writing the same bytes, pre-rendered, with fwrite one
 # line at a time (fwrite_text).  Both to /dev/null, best of $RUNS wall

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # `dpmgmt -j display session table` (brief and verbose) of 10,000 and
 # 1,000,000 sessions: dpmgmt's peak resident memory must not grow with the
 # table (within 1.3x of 10,000), as the text display's does not; the text

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # The host's connection table (dpservice --data-plane netfilter) listed by
 # dpmgmt and by conntrack -L, side by side, at 10,000 and 100,000 entries,
 # in a network namespace of its own.  Needs root; skipped otherwise.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # `display session table verbose` of 1,000,000 sessions: dpmgmt's peak
 # resident memory must not grow with the table (within 1.3x of 10,000).
 set -euo pipefail

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the configuration store costs per rule: CONNLMT_DB_AddRule on the
 // stand-in runtime's SQLite database against plain SQLite inserts of the
 // same 96-byte rows, with the same journal (WAL) and synchronisation

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Fills the connection table of the current network namespace with N
  * established TCP entries over one netlink socket (bench only: run it in a
  * namespace of its own, `unshare -n`).

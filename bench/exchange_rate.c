@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Exchanges per second with dpservice: the library's command exchange
  * (SESSION_IPC_SetStatEnable(1): socket, connect, send, receive, close
  * through the platform) against a raw loop of the same system calls on the

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Writes a file's text to standard output with fwrite in stdio's default
  * buffering, the way a display writes what it formats: the cost of the
  * bytes alone, for the format-only comparison. */

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Inside a private network namespace: fills the connection-tracking table
 with N UDP entries, then lists it with `dpmgmt display session table` (through
 dpservice --data-plane netfilter) and with `conntrack -L`, and prints the

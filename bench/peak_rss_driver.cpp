@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs a command with its standard output discarded and prints the peak
 // resident set size of that process in KiB.
 #include <fcntl.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the benchmarks and runs every bench script.  Speed and memory
 # targets are checked here, never in the test suite.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # CONNLMT_DB_AddRule against plain SQLite inserts of the same rows (WAL,
 # synchronous=FULL, one transaction each), in one run.  A report, not a
 # pass/fail check: the ratio of the two is what to look at.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # `display sqa (sip|h323) call verbose` of 100,000 calls: the displaying
 # process's peak resident memory must not grow with the call table (within
 # 1.3x of 1,000 calls).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs one SQA call display against the running dpservice with its output
 // discarded, then prints this process's peak resident set size in KiB.
 //

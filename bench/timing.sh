@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Shared by the bench scripts; sourced, not run.
 
 # The best of $runs wall times of a command, in microseconds; its output

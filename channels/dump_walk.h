@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one way the library reads kernel tables.
 //
 // A Dump owns the handle from DUMP_Request to DUMP_Terminate; a HeapBuffer

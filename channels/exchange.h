@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The request/reply toolkit every command of the library goes through.
 //
 // A request is laid out with Request<N> (or from a caller's record with

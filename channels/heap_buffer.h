@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one owner of malloc'd memory in the library: buffers the library
 // takes for a call, and arrays the platform hands over for the caller to
 // free.  Released on every path; never copied.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Kernel control wrappers for the embedding configuration processes.
 #include "dpmgmt/channels.h"
 #include "platform/dev.h"

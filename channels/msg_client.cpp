@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The session service message client: one datagram out, one datagram back,
 // on a socket of its own that never outlives the exchange.
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names the platform gives to numbers, as the displays print them.  Every
 // display that shows a protocol or application name asks through here, so
 // the buffer sizes, the termination and the upper-casing are written once.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every protocol identifier the library puts on a wire: the message types of
 // the session service, the kernel's dump types and its control commands.
 // Each number is written here once; the modules name them.  dpservice keeps

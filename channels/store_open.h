@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Opening and closing a module's configuration databases, as the
 // connection-limit and SQA stores both do it.
 #ifndef DPMGMT_CHANNELS_STORE_OPEN_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Byte order at the library's one boundary with the wire.
 //
 // A record's numeric fields are described once, as a list of (offset,

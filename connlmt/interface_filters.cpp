@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whether a node must handle an interface's configuration change or event.
 #include "dpmgmt/connlmt.h"
 #include "dpmgmt/session.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The connection-limit commands whose reply is a result code or a single
 // value.  Each packs its arguments in network order (the argument order of
 // a command is not its payload's) and goes through the exchange toolkit.

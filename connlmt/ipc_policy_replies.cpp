@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The connection-limit commands whose reply is a record: a rule, a policy
 // with its rules, the list of interfaces a policy is applied at.
 //

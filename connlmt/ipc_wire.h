@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the connection-limit commands put on, and take from, the session
 // service socket: the numeric fields of the rule and description records,
 // and the family-and-policy request most commands share.

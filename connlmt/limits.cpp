@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The feature's fixed limits and the ACL of a rule.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernel's connection-limit statistic nodes and statistics record.
 //
 // The display prints for the command line, every line ending in CR LF.

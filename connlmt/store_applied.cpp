@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which policy is applied globally and at each interface.
 //
 // The global application lives in "gConnlmt"; an interface's in the used

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "connlmt/store_keys.h"
 
 #include "platform/iface.h"

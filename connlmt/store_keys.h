@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Keys of the connection-limit configuration store, and the family tables
 // the store indexes with the caller's address-family index.
 #ifndef DPMGMT_CONNLMT_STORE_KEYS_H

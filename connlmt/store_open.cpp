@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Opening and closing the connection-limit databases.
 //
 // Interfaces' applied policies are kept in two databases: "eConnlmt" for

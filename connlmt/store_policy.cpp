@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Policies, their rule lists and descriptions in the "gConnlmt" database.
 //
 // A policy is a sorted list of CONNLMT_RULE_S elements under its policy

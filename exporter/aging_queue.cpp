@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernel's aging-queue dump: batches of {u16 count, u16 record size}
 // followed by that many per-core records, big-endian.  Only the first 20
 // bytes of a record are read; a shorter record reads as zero beyond its end.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs the reading of a scrape on its own thread, bounded by a deadline.
 #include "collector.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs the reading of a scrape on its own thread, so that a scrape answers
 // within its deadline even when the service or the kernel falls silent:
 // a read still under way at the deadline gives a snapshot with both health

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dpmgmt-exporter: serves the node's statistics at /metrics in the
 // Prometheus text format.  One scrape reads at a time; every wait on the
 // session service or the kernel is bounded, and so is the whole read, so a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dpmgmt-exporter's command line.
 #ifndef DPMGMT_EXPORTER_OPTIONS_H
 #define DPMGMT_EXPORTER_OPTIONS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A writer of the Prometheus text exposition format, version 0.0.4.
 #include "prom_text.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A writer of the Prometheus text exposition format, version 0.0.4: one
 // family at a time (its HELP and TYPE lines, then its samples), label values
 // escaped, LF line ends.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One scrape's reading: per node the session statistics, creation failures,
 // interface counts, history averages, aging queues, hot-backup counters and
 // connection-limit counters; the call statistics of the local node; and the

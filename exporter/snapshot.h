@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What one scrape reads: statistics records and counters of the session
 // service and the kernel, never a walk of the session table.
 #ifndef DPMGMT_EXPORTER_SNAPSHOT_H

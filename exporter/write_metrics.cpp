@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Turns one scrape's snapshot into the exposition text.  Every per-node
 // sample carries the node's identifier, chassis, slot and CPU; a node whose
 // kernel did not answer has no samples.

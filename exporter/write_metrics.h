@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Turns one scrape's snapshot into the exposition text.
 #ifndef DPMGMT_EXPORTER_WRITE_METRICS_H
 #define DPMGMT_EXPORTER_WRITE_METRICS_H

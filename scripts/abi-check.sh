@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Compares the binary interface of libdpmgmt with the baseline checked in
 # as abi/libdpmgmt.abi.  Additions (new functions, new variables) pass;
 # anything else abidiff reports (a removed or changed function, a changed

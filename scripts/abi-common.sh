@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The shared part of scripts/abi-check.sh and scripts/abi-update.sh: where
 # the baseline lives, how a library with debug information is built, and
 # the options that reduce it to its public interface.  Sourced, not run.

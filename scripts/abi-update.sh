@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Rewrites the baseline abi/libdpmgmt.abi from a library built with debug
 # information: after a deliberate change of the binary interface, in the
 # same commit, with the reason in the commit message.

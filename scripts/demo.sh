@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # The main job: builds everything, starts the reference data plane in a
 # fresh run directory and shows the library at work through dpmgmt.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the API reference from the public headers (docs/Doxyfile.in) in a
 # temporary directory and fails on any Doxygen warning: an undocumented
 # function, record, field or parameter, a broken reference.

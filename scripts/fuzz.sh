@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the fuzz targets for libFuzzer (clang; the library objects and the
 # fake platform instrumented too, with address and undefined-behaviour
 # sanitizers) in a build directory of their own, and runs every target for

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the Debian packages libdpmgmt1, libdpmgmt-dev, dpmgmt and dpservice
 # from debian/ with the standard tools (dpkg-buildpackage, debhelper) into
 # build-deb/ ($DEB_OUT_DIR), without the test suite, and runs lintian on

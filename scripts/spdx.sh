@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Puts the license identifier line at the top of every source file of the
 # tree that has none, in the file's own comment syntax:
 #   // SPDX-License-Identifier: Apache-2.0      C++ sources and headers

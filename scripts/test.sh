@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds everything with warnings as errors and runs the whole test suite:
 # unit, platform, integration (the netfilter data plane in namespaces of its
 # own), exporter, fuzz corpora, install, export, ABI, symbols, license and

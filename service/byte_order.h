@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Network byte order, as the service writes records and payloads and reads
 // keys and requests.  The pointer forms take a position the caller has
 // checked against the buffer; the span and vector forms serve message

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The seeded call model: every field of call `i` is drawn from a generator
 // keyed by (seed, protocol, i), and the cases a display must get right
 // (missing scores, no VLAN, a 64-character call ID, an empty alias, no

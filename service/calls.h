@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The call model of the reference data plane: the SIP and H.323 calls that
 // call quality analysis follows on the local node, and their counters.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The running configuration of the reference data plane.
 #include "config_state.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The running configuration of the reference data plane.
 //
 // The session-service message handlers (msg_*.cpp) change it; the kernel

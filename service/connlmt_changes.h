@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The connection-limit messages that change the running configuration (add
 // and delete a policy or a rule, apply, cancel), shared by both data planes:
 // each takes the request's payload and gives the result code.

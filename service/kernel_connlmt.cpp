@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernel's connection-limit statistic nodes and counters.
 //
 // The kernel counts, for every rule of every applied policy, the sessions

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernel's connection-limit side, as the session-service handlers see
 // it.
 #ifndef DPSVC_KERNEL_CONNLMT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // History samples (0x140017) and top-statistics samples (0x14001a), both
 // derived from the traffic model's live counts.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Hot-backup counters: the backup messages still queued on a node
 // (0x140019, no key, one u32 in network order) and, per peer node, the
 // messages sent, failed and received (0x140009, 2-byte key = the peer in

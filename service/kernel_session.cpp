@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernel's connection tables: sessions (0x140001), their kernel detail
 // (0x140024), fast-forward entries (0x140006), Mcfs flows (0x140014),
 // relations (0x140002) and relation detail (0x140025).  Every table is made

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernel's session statistics: single-record dumps whose counts come
 // from the traffic model (so they agree with the tables), the ALG counters
 // and switch, and the per-core aging queues.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernel's call-quality tables: SIP and H.323 call entries as dumps of
 // type-length-value items, the call statistics and the debug switches as
 // control calls.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one thread of dpservice: poll() over every descriptor, timers for the
 // replies that handlers defer, and the kernel side's stream protocol.
 #include "loop.h"

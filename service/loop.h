@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dpservice's event loop: one thread, one poll() over the session-service
 // datagram socket, the kernel stream socket and its connections, and a
 // signal descriptor; timers carry the deferred replies.

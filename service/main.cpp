@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dpservice: the reference data plane.  It answers the session service's
 // datagrams on <rundir>/svc-3184.sock and serves the kernel's dumps and
 // control calls on <rundir>/kernel.sock, from one thread, until SIGTERM or

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Connection-limit messages (types 24-43).
 //
 // Families are 0 (IPv4) and 1 (IPv6), policies 1-32, rules 1-256; a request

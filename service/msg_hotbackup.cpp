@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Hot-backup messages (types 44-46).
 //
 //   44  debug query: u32 0; answers the u32 debug bits.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Session settings messages (types 0-22, 47-65, 68-70, 75, 87).
 //
 // What the words of each request mean to this service (the client only lays

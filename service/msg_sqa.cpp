@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Call quality analysis messages (types 71-74, 77-86).
 //
 //   71, 77  enable switch (u16, 0 or 1; another value answers 0x40010001).

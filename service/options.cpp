@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dpservice's command line.
 #include "options.h"
 #ifdef DPSVC_NFT_LIMITS

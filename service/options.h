@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dpservice's command-line options, parsed once by main before the first
 // request is served; features read them when they build their state.
 #ifndef DPSVC_OPTIONS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one generator behind the traffic and call models: a 64-bit state
 // stepped by a fixed odd constant and scrambled on the way out, so that any
 // seed, however regular, gives well-spread draws, and the same seed always

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tables features register into, and the handling of one session-service
 // datagram.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How each feature of the reference data plane plugs into dpservice.
 //
 // A feature file registers, from a static initialiser, the session-service

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The seeded traffic model: every session, relation and multicast flow is a
 // pure function of (seed, node, index); a node keeps only a bit per slot for
 // what resets removed and the counts that the statistics report.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The traffic model of the reference data plane: the sessions, multicast
 // flows and expected connections that the kernel of every node holds.
 //

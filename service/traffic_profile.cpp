@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The device profile as the traffic model sees it.
 #include "traffic_profile.h"
 

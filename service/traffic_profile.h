@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the traffic model takes from the device profile: the nodes, and the
 // interfaces, VPN instances and applications that sessions refer to.
 #ifndef DPSVC_TRAFFIC_PROFILE_H

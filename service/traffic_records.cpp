@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The session table records as the kernel lays them out: addresses in
 // network order as they travel, every other multi-byte field big-endian.
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the kernel side hands records out: the records of the session tables,
 // and the cursors that cut tables into chunks.
 #ifndef DPSVC_TRAFFIC_WIRE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The aging queue state of every forwarding core.
 //
 // The kernel answers in batches: a 4-byte header (record count, record

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Session settings that travel as records or single switches: aging,
 // logging, persistent sessions, debugging, synchronisation and statistics
 // switches, and the traffic log.

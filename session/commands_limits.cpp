@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Session limits and rates.  Settings make sure the session service runs on
 // the system master first, since a limit set while it is down would be
 // lost; queries never start it and read 0 when it does not run.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Clearing sessions and counters in the session service.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Top statistics queries.  The replies are large and land in the caller's
 // buffer; after a successful exchange a fixed extent of it is turned to
 // host order, whatever the reply's length, so the caller's buffer must be

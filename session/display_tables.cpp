@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The session, fast-forward, Mcfs and relation tables as the operator sees
 // them.  Each entry is converted to host order where it lies in the pull
 // buffer and printed at once.

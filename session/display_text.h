@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names, addresses and line blocks shared by the session table displays and
 // the kernel detail displays.
 //

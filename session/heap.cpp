@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // In-place binary heap over 64-bit elements for the command layer's
 // rankings.  The root orders first under the caller's compare; the tests
 // are strict so that elements equal to their parent never move, and a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Session history: the kernel's samples of the past hour, 24 hours and 30
 // days, read into a caller's buffer and averaged for the operator.
 #include <cstdio>

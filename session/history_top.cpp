@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Top statistics: the samples of several nodes gathered into one
 // contiguous array for the caller.
 #include <memory>

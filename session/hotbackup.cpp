@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Hot backup of sessions between nodes: the debug switch and statistics
 // reset of the session service, and the backup counters the kernel keeps
 // per peer.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whether the local node must handle an interface's configuration, the
 // start of the session service, and the interface <-> log-policy key
 // mapping of the configuration database.

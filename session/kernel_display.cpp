@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernel's complete view of sessions and relations, for diagnosis.
 // Every field is printed beside the name of the kernel structure it comes
 // from; references are object identities, printed as pointers and never

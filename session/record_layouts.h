@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the numbers of the session records lie, described once against the
 // public records and shared by the converters and the displays.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The record interface over the session tables' walks.
 #include "dpmgmt/records.h"
 #include "session/table_walks.h"

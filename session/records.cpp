@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Byte order of the session records: each converter applies the layouts of
 // session/record_layouts.h and nothing else, so byte fields, byte arrays and
 // the stretches the kernel does not define come through untouched.

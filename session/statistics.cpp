@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Session counters the kernel keeps: single-record queries that fill a
 // caller's record, the ALG statistics commands, and the per-protocol count
 // of the session table.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one walk of each session table: the dump opened with the caller's
 // host-order key turned to network order, every entry converted to host
 // order and handed over as a record.  The text displays and the record

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The session feature's fixed vocabulary: protocol and state names,
 // application and layer-4 aging names with their default lifetimes, and the
 // two logging records' initialisers and checks.

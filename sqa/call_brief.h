@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The brief call table, one line per call, shared by SIP and H.323.
 #ifndef DPMGMT_SQA_CALL_BRIEF_H
 #define DPMGMT_SQA_CALL_BRIEF_H

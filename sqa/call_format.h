@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Display rules the SIP and H.323 call displays share: address, MAC, VLAN,
 // start time, MOS, flow and driver-context lines.
 #ifndef DPMGMT_SQA_CALL_FORMAT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SQA settings and queries through the session service (message types
 // 71-74 and 77-86).
 //

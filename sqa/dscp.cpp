@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // DSCP keywords of the command line, and the names of the two signalling
 // protocols.  One table serves every keyword operation; its order decides
 // which keyword an abbreviation finds first.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // H.323 call entries: the brief table, the verbose blocks and the probe
 // form, which adds the H.245 channel, sampling rate, VXLAN and the driver
 // contexts.

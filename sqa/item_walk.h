@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one walk over the type-length-value items of a pulled call-table
 // chunk, shared by the SIP and H.323 displays.
 #ifndef DPMGMT_SQA_ITEM_WALK_H

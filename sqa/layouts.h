@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the numbers of every SQA record lie, described once against the
 // public records and applied by swap_fields: the store, the commands and
 // the displays all convert through these lists.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SIP call entries: the brief table and the verbose blocks.
 #include <cstdio>
 #include <cstring>

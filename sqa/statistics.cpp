@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Call statistics and debugging switches, asked of the local node's kernel.
 #include <algorithm>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Keys and open parameters of the SQA configuration store.
 #ifndef DPMGMT_SQA_STORE_KEYS_H
 #define DPMGMT_SQA_STORE_KEYS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Opening and closing the SQA configuration database, and the view: the
 // SIP record's presence in "gSqa".
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The remark entries: one sorted list under "SQA-REMARK", elements in
 // network order, ordered and found by their two keys.
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The SIP and H.323 settings records in the configuration store.
 //
 // The store keeps the records with their 16-bit numbers in network order

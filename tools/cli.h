@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The operator command line's framework: a table of commands, each a run
 // of fixed keywords followed by arguments its handler parses, and the
 // helpers handlers share to parse them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Connection-limit configuration commands.  Each change is checked first
 // (identifiers, the ACL in the device profile, the interface), then written
 // to the configuration store, then pushed to the session service; a refused

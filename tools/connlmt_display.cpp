@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Connection-limit displays: the policies as the session service runs them,
 // the kernel's statistic nodes and its permit / deny counters.
 //

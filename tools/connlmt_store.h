@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The connection-limit configuration as dpmgmt keeps it: the library's
 // store, opened for the life of one command, and the helpers the policy
 // commands and the recovery share.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The commands' syntax texts read as a grammar: what may come next after
 // the words typed so far (for Tab, '?' and the bash completion), the values
 // of an argument slot, and the unique keyword prefixes a command may be

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The connection-limit displays as JSON documents: the policies the
 // service runs, the kernel's statistic nodes (written as the record walk
 // hands them over) and the permit / deny counters.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // History and top statistics and hot backup as JSON documents.  The
 // hot-backup counters, hexadecimal in the text display, are plain numbers.
 #include <cstdint>

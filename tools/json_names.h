@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names of protocols, applications, interfaces and VPN instances as the
 // session displays show them, for the JSON documents.  Fixed buffers,
 // nothing allocated per entry.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Structured output: with -j, a display writes one JSON document on
 // standard output instead of its text.  Each display that can do so
 // registers a writer under its command keywords; a display without one

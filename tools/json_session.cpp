@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The session displays as JSON documents: the session, fast-forward, Mcfs
 // and relation tables written entry by entry as the record walks hand them
 // over, the session counts and the ALG counters.  The filters and dump

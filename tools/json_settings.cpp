@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The session settings displays as JSON documents: aging times, session
 // limits and rates, the logging settings and feature switches, read
 // through the library's query functions.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Call quality analysis as JSON documents: the settings the service runs,
 // a remark, the call counters and the SIP and H.323 call tables (written
 // as the record walks hand the calls over).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dpmgmt: the operator command line over the library.
 //
 //   dpmgmt [OPTIONS] COMMAND WORDS...   runs one command

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Standard output held back: the output filters of a display
 // ("| include REGEX", "| exclude REGEX", "| count", chained left to right)
 // and the displays that must know whether they printed anything.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // "recover" and the replay behind it.
 #include <cstdio>
 #include <vector>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The replay of the stored configuration into a session service that
 // started afresh: what "recover" runs, and what dpmgmt runs by itself when
 // it had to start the service.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Session displays: the session, fast-forward, Mcfs and relation tables,
 // the kernel detail of sessions and relations, the session counts, the
 // aging queues and the ALG counters.  The library prints the entries; the

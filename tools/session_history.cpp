@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // History and top statistics, and hot backup.
 //
 // A top-statistics sample, as every node's kernel delivers it (24 bytes):

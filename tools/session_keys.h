@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The dump keys of the session displays, made from their filter words:
 // the same for the text and the JSON form of a display.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Session resets.  The scope of a reset is a node (from "slot N"), or 0 for
 // every node.  The session key selects as the kernel matches it: the
 // initiator tuple's non-zero fields select, the others match anything.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Session settings: aging times, limits and rates, logging and the
 // feature switches, and their displays.
 //

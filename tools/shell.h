@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The interactive shell (libedit through its readline-compatible
 // interface): Tab completion, '?' help, Ctrl-C clearing the line, history
 // kept in ~/.dpmgmt_history as you go.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The arguments of the call table displays, the same for their text and
 // their JSON form.
 #ifndef DPMGMT_TOOLS_SQA_ARGS_H

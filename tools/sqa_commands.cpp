@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Call quality analysis settings.  A change is written to the store (which
 // writes nothing when the value is what it holds), then pushed to the
 // session service.  Debugging switches are not configuration: they go to

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Call quality analysis remarks (with the DSCP keywords) and the call
 // displays: call tables, statistics and debugging switches.
 #include <cstdio>

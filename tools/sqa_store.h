@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Call quality analysis settings as dpmgmt keeps them: the library's store,
 // opened for the life of one command with the settings records loaded, and
 // the replay of what it holds into the session service.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The busiest source hosts over every node (display session
 // top-statistics), for its text and its JSON form.
 #ifndef DPMGMT_TOOLS_TOP_HOSTS_H

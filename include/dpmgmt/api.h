@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /** @file
  * @brief Declaration helpers of the public headers: export marking, C
  * linkage and compile-time layout checks.  Plain C99. */

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /** @file
  * @brief The session tables, limit statistic nodes and call tables as
  * records, for programs that format them

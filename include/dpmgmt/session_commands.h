@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /** @file
  * @brief Settings commands of the session service and the ranking heap. */
 #ifndef DPMGMT_SESSION_COMMANDS_H

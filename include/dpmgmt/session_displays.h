@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /** @file
  * @brief Session table displays, statistics, history and hot backup. */
 #ifndef DPMGMT_SESSION_DISPLAYS_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /** @file
  * @brief The session table's records, their byte-order converters and vocabulary. */
 #ifndef DPMGMT_SESSION_RECORDS_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /** @file
  * @brief Voice call quality analysis (SQA) for SIP and H.323: store,
  * commands, call displays, statistics, DSCP keywords.

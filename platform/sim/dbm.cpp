@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The configuration database calls (DBM_*) over the module files of
 // dbm_store.  Every write is one transaction; a missing key, an unknown
 // handle or a key of length 0 is a negative (or non-zero) result, never a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Module files and database handles of the configuration database.
 #include "dbm_store.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The configuration database's storage: one SQLite file per module, each
 // database of the module a namespace (the `db` column) inside it.
 #ifndef DPSIM_DBM_STORE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the stand-in runtime offers its own programs (dpservice, dpmgmt and
 // the tests) beyond the platform calls: where the run and data directories
 // are, the device profile, and the command-line help collected through

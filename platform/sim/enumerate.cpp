@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the command line enumerates through the seam: every interface,
 // every ACL of a type (from the device profile) and the help lines
 // collected through CLI_NewHelpInfo.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernel's table dumps and control calls, as a client of dpservice's
 // kernel side on <rundir>/kernel.sock (framing in kernel_wire.h).  Every
 // dump owns one stream connection for its whole life: the service keeps the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The stream protocol between libdpplatform's dump and control calls and
 // the kernel side of dpservice, on <rundir>/kernel.sock.
 //

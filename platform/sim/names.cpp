@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names of ACLs, applications and VPN instances from the device profile;
 // protocol names from the system's protocol database, read once.
 #include <netdb.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where the stand-in runtime keeps its sockets and databases, and whether
 // those directories can be trusted.
 #include <sys/stat.h>

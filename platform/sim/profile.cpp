@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The device profile: an INI file ($DPMGMT_PROFILE), the built-in text, or
 // the host's own layout ($DPMGMT_PROFILE=host), parsed once with inih.
 // docs/profile.md describes the format.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Resource strings and the command line's help collector.
 #include "platform/rc.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The platform's service manager, for the one service it knows: "SESSION",
 // played by dpservice.  The service runs when its datagram socket in the run
 // directory takes a connection: a bound socket is proof of a live process

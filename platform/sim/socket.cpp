@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sockets of the appliance's address family 37, carried by Unix datagram
 // sockets in the run directory: the service of port P listens on
 // <rundir>/svc-P.sock, and a client socket autobinds to an abstract name so

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Thin owners of SQLite objects for the configuration database.
 #ifndef DPSIM_SQLITE_UTIL_H
 #define DPSIM_SQLITE_UTIL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Type-length-value items of the kernel's call tables.
 #include "platform/stlv.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The platform's runtime-library extensions: bounded formatting with the
 // address directives, strlcpy, in-place upper-casing, address to text.
 #include <arpa/inet.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Device topology and interfaces, answered from the device profile.  With
 // data-plane = netfilter the interfaces are the host's: those the profile
 // read when it was loaded, and any interface of the namespace made since,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Small helpers the stand-in runtime's socket code shares: an owned
 // descriptor and Unix socket addresses.
 #ifndef DPSIM_UNIX_FD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Wait bounds and the fault record of this process.
 #include "platform/wait.h"
 

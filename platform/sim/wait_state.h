@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the platform's calls share about bounded waits: the bounds this
 // process set, a monotonic clock, and the record of the first failure.
 #ifndef DPSIM_WAIT_STATE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A connection-tracking entry as the session tables show it: the
 // conversion from libnetfilter_conntrack's objects to the session model's
 // Session and Relation, and the kernel-detail records written from them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The host's connection-tracking table as the netfilter data plane reads
 // and changes it: shared by the dumps, the statistics and the resets.
 #ifndef DPSVC_NF_CT_TABLE_H

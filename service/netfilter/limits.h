@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Connection limits enforced by the host's nftables (the netfilter data
 // plane): the applied connection-limit policies become the content of one
 // table this service owns, `inet dpmgmt`, rebuilt in one transaction at

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The connection-limit messages that change what is enforced (add and
 // delete a policy or a rule, apply, cancel): the change is made to the
 // running configuration, the table rebuilt in one transaction, and when

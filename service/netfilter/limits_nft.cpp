@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // libnftables: one context per command (it holds no state worth keeping,
 // and a fresh one is never shared with a process forked since), the whole
 // table rebuilt in one transaction.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The nftables content the applied connection-limit policies become.
 //
 // Per applied policy one regular chain, v4_pP / v6_pP, with one rule per

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The connection-limit statistic nodes of the netfilter data plane: the
 // elements of each applied rule's set (listed through libnftables as JSON)
 // with their live connection counts, or one node for a rule that counts

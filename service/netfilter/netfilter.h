@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // dpservice --data-plane netfilter: the session subsystem answered from
 // the connection tracking of the network namespace dpservice runs in.
 // docs/data-planes.md maps every message and table.

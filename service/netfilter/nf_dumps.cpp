@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernel's session tables and statistics answered from the host's
 // connection tracking (dpservice --data-plane netfilter).
 //

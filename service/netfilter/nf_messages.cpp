@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The session service's messages answered against the host's connection
 // tracking: aging times as the namespace's timeouts, the session limit as
 // the table's maximum, resets as deletions.  Messages without a Linux

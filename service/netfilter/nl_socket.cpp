@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "nl_socket.h"
 
 #include <libnetfilter_conntrack/libnetfilter_conntrack.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One netfilter netlink socket (libmnl), owned: the connection-tracking
 // requests of the netfilter data plane go through it.
 #ifndef DPSVC_NF_NL_SOCKET_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A dump cursor whose records are made on a thread of their own, a bounded
 // window ahead of the puller: while the client formats one chunk, the next
 // records are already being fetched from the kernel and converted.  Memory

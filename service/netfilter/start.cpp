@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Starting the netfilter data plane.
 #include <linux/capability.h>
 #include <sys/syscall.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The namespace's connection-tracking settings under
 // /proc/sys/net/netfilter, read and written as whole numbers.
 #ifndef DPSVC_NF_SYSCTL_H

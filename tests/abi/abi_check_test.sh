@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # The ABI check itself, on a small library: a rebuild at another
 # optimisation level in another directory and an added function pass; a
 # removed function, a record with an inserted member and a widened

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* The public interface from a plain C program: framing and validation of
  * the message client, without any service. */
 #include <stdio.h>

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Every public header compiles as strict C99. */
 #include "dpmgmt/api.h"
 #include "dpmgmt/channels.h"

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """dpmgmt-exporter against a real dpservice and a real Prometheus: its
 command line, a scrape that agrees with dpmgmt's displays and passes
 promtool, the health metrics when the service dies, and the fleet

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """Processes for the exporter tests: dpservice in a fresh run directory,
 the exporter and Prometheus on free loopback ports, dpmgmt runs, scrapes.
 Every wait is bounded; every child is killed when the test ends."""

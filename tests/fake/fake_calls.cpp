@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The platform calls of the fake: dumps, control calls, sockets, topology,
 // names, services, resource strings and help.
 #include <cerrno>

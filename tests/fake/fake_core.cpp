@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Recording, scripting, stdout capture and small helpers of the fake platform.
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fake's in-memory configuration database: records every call with its
 // key bytes, then answers through a hook or the in-memory model.
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The scriptable, recording platform the unit tests link the library
 // against.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Internal state of the fake platform, shared by its source files.
 #ifndef TESTS_FAKE_FAKE_STATE_H
 #define TESTS_FAKE_FAKE_STATE_H

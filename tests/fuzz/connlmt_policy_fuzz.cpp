@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Untrusted input into the connection-limit readers: policy, rule and
 // apply-list replies of the session service, and statistic-node dumps.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs a fuzz target without a fuzzing engine: every input named on the
 // command line (a directory stands for every file in it, in name order, so
 // a checked-in corpus replays as a regression test), then a fixed number of

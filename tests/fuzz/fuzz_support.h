@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the fuzz targets share: a reader over the engine's input, dump
 // scripts and chunks read from it, a canary for buffers the library must
 // leave alone, and standard output sent to /dev/null while an input runs,

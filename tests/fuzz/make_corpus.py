@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Writes the seed corpora of the fuzz targets to tests/fuzz/corpus/<target>/.
 
 Each seed is a well-formed input in its target's input format (see the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The framing of the session service's replies: the check of a received
 // message, the blocking and the patient receive, and the whole exchange,
 // against a scripted socket.  Each outcome is compared with the framing

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The reply of every record query, whichever channel it comes by: the
 // session service's replies to the session, hot-backup, connection-limit
 // and call-analysis queries (and the result word of a plain command), the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Arbitrary kernel chunks fed to every session display and table reader:
 // the session, fast-forward, Mcfs and relation tables, the kernel detail
 // and relation detail displays, the count display, the aging queue, the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Arbitrary call-table chunks into all five call displays: the item walk
 // must never read past a chunk, an entry or the pull buffer, and every dump
 // must be ended.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values read back from the configuration store, which another process
 // (or a damaged database) may have written: the rule lists of the
 // connection-limit policies (elements of any length, any number), policy

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs the build into a temporary prefix and builds a C program against
 # it twice, with pkg-config and with find_package, then runs both.
 set -euo pipefail

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* A C program built only from the installed headers: it exchanges message
  * type 49 with a datagram service it forks on $DPMGMT_RUNDIR/svc-3184.sock. */
 #include <signal.h>

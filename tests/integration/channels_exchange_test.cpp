@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The message client over real datagram sockets of the stand-in platform,
 // against a small service thread on a temporary run directory.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command line's scripting contracts against a real dpservice: batch
 // files read whole lines and stop at the first failing one with its number,
 // exit statuses mean the same in every command, echoed words are cut, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command line and its service: a stopped service is given up on within
 // the bound, a listing cut short says so, a service dpmgmt starts gets the
 // stored configuration back, and a bad environment is named in one line.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The operator command line's own contracts against a real dpservice: a new
 // user's commands are taken, refused input gives one line on standard error
 // and changes nothing, `?` lists what may follow, the table and the

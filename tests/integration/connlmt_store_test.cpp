@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The connection-limit store on the stand-in runtime's SQLite database,
 // shared by real processes, with writers killed part-way.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every command and display of the library against a session service and
 // a kernel that misbehave (support/hostile_peer.h): each call ends with the
 // result its reply validation gives, leaves the caller's record alone when

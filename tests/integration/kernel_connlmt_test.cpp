@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Connection limits against a real dpservice: a per-source rule configured
 // through the library, and the statistic nodes the kernel reports for it
 // checked against the session table of the same node.

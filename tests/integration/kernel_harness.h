@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Kernel-table tests: dumps walked through libdpplatform as the library
 // walks them, the big-endian reads the records need, and the service's
 // count of open dump cursors.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernel tables of a real dpservice, pulled through the platform's dump
 // client as the library pulls them: chunk bounds for every dump type, the
 // seeded model, agreement between tables and statistics, key selection,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bounded waits against a real dpservice: a stopped service times out
 // within the bound, a killed one ends the patient reset and the dump it
 // was serving, each with the fault that names the socket.

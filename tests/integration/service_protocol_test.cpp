@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The session service as a process: requests of a wrong length or an
 // unknown type get the error reply, what a set request stores is what the
 // matching query answers, and a clean stop leaves no socket behind.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The session settings commands against a real dpservice: for each family
 // of settings, what a set command stores is what the matching query reads
 // back through the library; a long reset shows its progress.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The session displays of the library against a real dpservice: the table
 // and the statistics count the same sessions, under every filter.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The SQA functions of libdpmgmt against a real dpservice: settings that
 // come back as set, view calls that hold no handles, and the call displays
 // agreeing with the call statistics.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """dpmgmt -j against a real dpservice: each display's document validates
 against its schema under docs/schema and parses with json.tool and jq; the
 session table's entries equal its text display's, field by field; what -j

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """dpservice --data-plane netfilter against a real connection-tracking table.
 
 Each case runs inside a private network namespace made for it (unshare -n,

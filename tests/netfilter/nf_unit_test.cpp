@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The netfilter data plane's conversions and its prefetching cursor,
 // without a kernel: conntrack objects are built with libnetfilter_conntrack
 // (counters and timestamps, which it only parses, are checked by the

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
 """Connection limits enforced by nftables (dpservice --data-plane netfilter).
 
 Each case runs in a private network namespace made for it (unshare -n -m):

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The nftables batch connection-limit policies become, without a kernel:
 // the text libnftables is given, for the cases where a fault would let
 // connections through or refuse them wrongly.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # The built libraries against debian/libdpmgmt1.symbols, as the package
 # build checks them: a listed symbol that is gone, or an exported one that
 # is not listed, fails (dpkg-gensymbols -c4).  scripts/package.sh

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The configuration database: sorted lists, moves between the two
 // configuration databases, and durability across a killed writer.
 #include <arpa/inet.h>

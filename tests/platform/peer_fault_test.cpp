@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the platform reports when a peer fails it: a kernel that answers
 // "more" with nothing for ever, a service binary that cannot be started.
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Topology and names from the device profile: the built-in one, and the
 // complaint a malformed one gets.
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whom the runtime trusts: run directories of another user or open to
 // others are refused, files are never reached through planted links, the
 // configuration database is private, and a data directory is never made

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The service manager's view of dpservice in a run directory.
 #include "platform/service.h"
 

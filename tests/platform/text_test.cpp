@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The formatted-print helper and the type-length-value item reader.
 #include <arpa/inet.h>
 

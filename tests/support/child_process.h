@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A forked child that reports to its parent over a pipe, for the tests of
 // what survives a process killed part-way.
 #ifndef DPTEST_CHILD_PROCESS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A session service and a kernel that misbehave, for the tests of what the
 // library and the stand-in platform make of them.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Integration-test support: service child, command-line runs, stdout
 // capture and raw session-service exchanges.
 #include "support/service_process.h"

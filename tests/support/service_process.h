@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Support for the integration tests: a real dpservice in a fresh run
 // directory, the operator command line as a child process, raw exchanges
 // with the session service, and byte-exact capture of this process's

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Header-only helpers shared by the platform and integration tests: a
 // fresh temporary directory, environment variables set for one scope,
 // bounded polling, a descriptor count, a file's text, a bound Unix socket

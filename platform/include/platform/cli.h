@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* The command line's help lines, as collected through CLI_NewHelpInfo
  * (platform/rc.h): the command line takes what a help call added and reads
  * the lines one by one.

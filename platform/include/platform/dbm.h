@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Configuration database.
  *
  * A module (e.g. "connlmt") holds named databases ("gConnlmt", ...); each

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Device topology: nodes (chassis, slot, CPU) of the system.
  * Nodes are u16 logical identifiers.  Answers documented as "low 16 bits"
  * are judged by their low 16 bits only. */

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Kernel table dumps and control calls.
  *
  * A dump is opened on a node for one table (dump type 0x14xxxx) with an

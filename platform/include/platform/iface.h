@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Interfaces. */
 #ifndef PLATFORM_IFACE_H
 #define PLATFORM_IFACE_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Names of ACLs, protocols, applications and VPN instances. */
 #ifndef PLATFORM_NAMES_H
 #define PLATFORM_NAMES_H

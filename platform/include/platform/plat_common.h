@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Shared definitions of the platform seam. */
 #ifndef PLATFORM_PLAT_COMMON_H
 #define PLATFORM_PLAT_COMMON_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Every platform service the library calls. */
 #ifndef PLATFORM_PLATFORM_H
 #define PLATFORM_PLATFORM_H

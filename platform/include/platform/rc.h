@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Resource strings and command-line help. */
 #ifndef PLATFORM_RC_H
 #define PLATFORM_RC_H

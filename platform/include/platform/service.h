@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Platform service manager. */
 #ifndef PLATFORM_SERVICE_H
 #define PLATFORM_SERVICE_H

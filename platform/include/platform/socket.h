@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Sockets of the appliance's address family 37 (BSD-style).
  *
  * The address record is 16 bytes: length byte (16), family byte (37), u16

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Type-length-value items: a 16-bit type and a 16-bit value length, both in
  * network byte order, then the value. */
 #ifndef PLATFORM_STLV_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* The platform's runtime-library extensions. */
 #ifndef PLATFORM_TEXTUTIL_H
 #define PLATFORM_TEXTUTIL_H

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* Bounded waits and the cause of the last failed wait.
  *
  * A program that links the library (the command line) may bound how long

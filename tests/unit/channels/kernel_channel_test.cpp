@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Kernel control wrappers and the dump walks every display shares.
 #include "channels/dump_walk.h"
 #include "dpmgmt/channels.h"

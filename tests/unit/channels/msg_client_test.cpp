@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The message client on the fake platform: framing, validation, the two
 // receive disciplines, and the socket's life within one exchange.
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The connection-limit commands on the fake platform: the exact datagrams
 // they send, how they unpack replies, and what they refuse.
 #include <cstring>

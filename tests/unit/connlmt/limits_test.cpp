@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Identifier limits, a rule's ACL, and the interface filters.
 #include <cstdlib>
 #include <cstring>

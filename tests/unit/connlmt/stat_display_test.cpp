@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The limit statistics display against scripted dumps: the exact bytes it
 // prints, the dump key it builds, and how each pull result ends the walk.
 #include <cstring>

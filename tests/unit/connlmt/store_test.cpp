@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The connection-limit configuration store on the fake's in-memory
 // database: keys and their lengths, which database each value goes to,
 // the platform codes handed over, and the refusals.

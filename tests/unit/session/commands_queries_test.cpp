@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Session queries: what they send, how the reply lands in the caller's
 // storage, and that a failed exchange writes nothing.  Also the limit and
 // rate wrappers' dealings with the service manager.

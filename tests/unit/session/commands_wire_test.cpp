@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Session settings commands on the wire: the exact datagram each set and
 // reset command sends, the result code it returns, and the caller's record
 // left as it was.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Shared fixture of the session display tests: records built byte by byte
 // in network order, a fixed time zone and a small name database.
 #ifndef TESTS_UNIT_SESSION_DISPLAY_FIXTURE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Session, fast-forward, Mcfs and relation tables: exact output bytes, the
 // key sent, and the batch walk.
 #include <string>

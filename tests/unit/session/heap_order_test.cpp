@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The ranking heap: the worked examples, tie rules, the order of the
 // comparisons, and a seeded random check that building and sorting order
 // any array while comparing only its own elements.

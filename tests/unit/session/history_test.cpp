@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // History samples, their averages and display, and the top statistics of
 // several nodes.
 #include <cstring>

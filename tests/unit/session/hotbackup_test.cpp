@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Hot backup: message payloads, the per-peer counters and the display.
 #include <cstdlib>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Kernel detail displays: every block, its conditions, the in-place
 // conversion of the kernel record and the relation detail endings.
 #include <string>

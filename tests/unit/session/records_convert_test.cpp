@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Byte order of the session records: the worked examples, and the one
 // decision the layouts do not make by themselves — whether an address
 // slot's first word is a number (IPv4 keys handed over by the caller) or

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Statistics: single-record queries (keys, conversion, length rules), the
 // ALG commands, the per-protocol count display and the aging queue display.
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Interface checks, the session service's start, and the log-policy key.
 #include <algorithm>
 #include <cstdlib>

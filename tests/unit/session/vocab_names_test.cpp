@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The session vocabulary: every name in its slot, the shared empty string
 // past the tables' edges, default aging times and the log-record checks.
 #include <cstring>

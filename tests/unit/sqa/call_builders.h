@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Call-table items as the kernel delivers them, for the display tests and
 // the fuzz target.
 #ifndef TESTS_UNIT_SQA_CALL_BUILDERS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SQA commands: the exact datagrams sent, the result word, and get
 // commands that replace the caller's record only on success.
 #include <functional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // DSCP keywords: matching by leading part, ambiguity, the value text
 // buffer, and the help lines offered.
 #include "sqa_fixture.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // H.323 call displays: the brief table, the verbose and probe blocks, and
 // the walk ending at an unexpected item.
 #include "call_builders.h"

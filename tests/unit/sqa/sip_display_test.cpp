@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SIP call displays: golden output of the brief table and the verbose
 // blocks, and how chunks and items end a walk.
 #include "call_builders.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Shared fixture of the SQA unit tests: the fake platform, and the
 // library's SQA globals put back to their load-time values around each test.
 #ifndef TESTS_UNIT_SQA_FIXTURE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Call statistics and debugging switches from the kernel's control calls.
 #include "sqa_fixture.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The SQA configuration store on the fake's in-memory database: the bytes
 // stored under each key, writes that must not happen, readers' bounds.
 #include <set>
