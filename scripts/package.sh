@@ -121,7 +121,7 @@ if [ "$(pkg-config --modversion dpmgmt)" != "$version" ]; then
 fi
 # shellcheck disable=SC2046
 cc -std=c99 -Wall -Werror -o "$work/exchange" tests/install/exchange.c $(pkg-config --cflags --libs dpmgmt)
-mkdir "$work/run" "$work/run2"
+mkdir -m 700 "$work/run" "$work/run2"   # a run directory must be private
 DPMGMT_RUNDIR=$work/run "$work/exchange"
 # The same program through the installed CMake package.
 cmake -S tests/install -B "$work/consumer" >/dev/null
