@@ -2,6 +2,7 @@
 // The session settings displays as JSON documents: aging times, session
 // limits and rates, the logging settings and feature switches, read
 // through the library's query functions.
+#include "settings_reads.h"
 #include "cli.h"
 #include "dpmgmt/session.h"
 #include "json_out.h"
@@ -83,25 +84,17 @@ void flow(Document &doc, const char *k, const SESSION_FLOW_S &f) {
 
 int run_settings(cli::Args &args) {
     if (!args.finish()) return cli::kRefused;
-    SESSION_FLOW_S logFlow{}, trafficFlow{};
-    uint32_t logTime = 0, trafficTime = 0;
-    uint16_t begin = 0, sync = 0, hisTop = 0;
-    uint32_t rc = SESSION_IPC_GetLogFlow(&logFlow);
-    if (rc == 0) rc = SESSION_IPC_GetLogTime(&logTime);
-    if (rc == 0) rc = SESSION_IPC_GetTrafficLogFlow(&trafficFlow);
-    if (rc == 0) rc = SESSION_IPC_GetTrafficLogTime(&trafficTime);
-    if (rc == 0) rc = SESSION_IPC_GetTrafficLogBegin(&begin);
-    if (rc == 0) rc = SESSION_IPC_GetSessionSyncSwitch(&sync);
-    if (rc == 0) rc = SESSION_IPC_GetHisTopStatEnable(&hisTop);
-    if (rc != 0) return cli::failed("reading the session settings", rc);
+    cli::SessionSettings s;
+    if (const uint32_t rc = cli::read_session_settings(s); rc != 0)
+        return cli::failed("reading the session settings", rc);
     Document doc("session settings");
-    flow(doc, "log_flow", logFlow);
-    doc.u("log_time_seconds", logTime);
-    flow(doc, "traffic_log_flow", trafficFlow);
-    doc.u("traffic_log_time_seconds", trafficTime);
-    doc.b("traffic_log", begin != 0);
-    doc.b("synchronization", sync != 0);
-    doc.b("history_top_statistics", hisTop != 0);
+    flow(doc, "log_flow", s.logFlow);
+    doc.u("log_time_seconds", s.logTime);
+    flow(doc, "traffic_log_flow", s.trafficFlow);
+    doc.u("traffic_log_time_seconds", s.trafficTime);
+    doc.b("traffic_log", s.begin != 0);
+    doc.b("synchronization", s.sync != 0);
+    doc.b("history_top_statistics", s.hisTop != 0);
     return cli::kOk;
 }
 

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "settings_reads.h"
 #include "cli.h"
 #include "dpmgmt/records.h"
 #include "dpmgmt/sqa.h"
@@ -29,28 +30,23 @@ void host_address(Document &doc, const char *k, uint32_t hostOrder) {
 }
 
 bool write_protocol(Document &doc, uint32_t protocol, const char *k, const char *portKey) {
-    SQA_SWITCH_QUERY_S sw{protocol, 0, {0, 0}};
-    SQA_SWITCH_QUERY_S port{protocol, 0, {0, 0}};
-    SQA_FILTER_QUERY_S filter{protocol, 0, 0, 0, {0, 0}};
-    uint32_t rc = SQA_IPC_GetSqaEnable(&sw);
-    if (rc == 0) rc = SQA_IPC_GetListeningPort(&port);
-    if (rc == 0) rc = SQA_IPC_GetFilterAddress(&filter);
-    if (rc != 0) {
+    cli::SqaProtocolSettings s;
+    if (const uint32_t rc = cli::read_sqa_protocol(protocol, s); rc != 0) {
         cli::failed("reading the call quality analysis settings", rc);
         return false;
     }
     doc.key(k);
     doc.w().StartObject();
-    doc.b("monitoring", sw.usValue == 1);
-    doc.u(portKey, port.usValue);
+    doc.b("monitoring", s.sw.usValue == 1);
+    doc.u(portKey, s.port.usValue);
     doc.key("address_filter");
-    if (filter.uiFilterIp1 == 0 && filter.uiFilterIp2 == 0 && filter.usFilterFlag == 0) {
+    if (!s.filtered()) {
         doc.w().Null();
     } else {
         doc.w().StartObject();
-        host_address(doc, "address1", filter.uiFilterIp1);
-        host_address(doc, "address2", filter.uiFilterIp2);
-        doc.u("flag", filter.usFilterFlag);
+        host_address(doc, "address1", s.filter.uiFilterIp1);
+        host_address(doc, "address2", s.filter.uiFilterIp2);
+        doc.u("flag", s.filter.usFilterFlag);
         doc.w().EndObject();
     }
     doc.w().EndObject();

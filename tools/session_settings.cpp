@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "settings_reads.h"
 #include "cli.h"
 #include "dpmgmt/session.h"
 
@@ -185,24 +186,16 @@ const char *on_off(uint16_t v) { return v != 0 ? "enabled" : "disabled"; }
 
 int run_display_settings(cli::Args &args) {
     if (!args.finish()) return 1;
-    SESSION_FLOW_S logFlow{}, trafficFlow{};
-    uint32_t logTime = 0, trafficTime = 0;
-    uint16_t begin = 0, sync = 0, hisTop = 0;
-    uint32_t rc = SESSION_IPC_GetLogFlow(&logFlow);
-    if (rc == 0) rc = SESSION_IPC_GetLogTime(&logTime);
-    if (rc == 0) rc = SESSION_IPC_GetTrafficLogFlow(&trafficFlow);
-    if (rc == 0) rc = SESSION_IPC_GetTrafficLogTime(&trafficTime);
-    if (rc == 0) rc = SESSION_IPC_GetTrafficLogBegin(&begin);
-    if (rc == 0) rc = SESSION_IPC_GetSessionSyncSwitch(&sync);
-    if (rc == 0) rc = SESSION_IPC_GetHisTopStatEnable(&hisTop);
-    if (rc != 0) return cli::failed("reading the session settings", rc);
-    std::printf("Session log flow        : %u %s\r\n", logFlow.uiThreshold, unit_name(logFlow.uiUnit));
-    std::printf("Session log time        : %u s\r\n", logTime);
-    std::printf("Traffic log flow        : %u %s\r\n", trafficFlow.uiThreshold, unit_name(trafficFlow.uiUnit));
-    std::printf("Traffic log time        : %u s\r\n", trafficTime);
-    std::printf("Traffic log             : %s\r\n", on_off(begin));
-    std::printf("Session synchronization : %s\r\n", on_off(sync));
-    std::printf("History/top statistics  : %s\r\n", on_off(hisTop));
+    cli::SessionSettings s;
+    if (const uint32_t rc = cli::read_session_settings(s); rc != 0)
+        return cli::failed("reading the session settings", rc);
+    std::printf("Session log flow        : %u %s\r\n", s.logFlow.uiThreshold, unit_name(s.logFlow.uiUnit));
+    std::printf("Session log time        : %u s\r\n", s.logTime);
+    std::printf("Traffic log flow        : %u %s\r\n", s.trafficFlow.uiThreshold, unit_name(s.trafficFlow.uiUnit));
+    std::printf("Traffic log time        : %u s\r\n", s.trafficTime);
+    std::printf("Traffic log             : %s\r\n", on_off(s.begin));
+    std::printf("Session synchronization : %s\r\n", on_off(s.sync));
+    std::printf("History/top statistics  : %s\r\n", on_off(s.hisTop));
     return 0;
 }
 

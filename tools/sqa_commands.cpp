@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <string>
 
+#include "settings_reads.h"
 #include "cli.h"
 #include "dpmgmt/sqa.h"
 #include "sqa_store.h"
@@ -124,24 +125,19 @@ std::string address_text(uint32_t hostOrder) {
 
 // The running settings of one protocol, from the session service.
 bool print_protocol(uint32_t protocol, const char *title, const char *portLabel) {
-    SQA_SWITCH_QUERY_S sw{protocol, 0, {0, 0}};
-    SQA_SWITCH_QUERY_S port{protocol, 0, {0, 0}};
-    SQA_FILTER_QUERY_S filter{protocol, 0, 0, 0, {0, 0}};
-    uint32_t rc = SQA_IPC_GetSqaEnable(&sw);
-    if (rc == 0) rc = SQA_IPC_GetListeningPort(&port);
-    if (rc == 0) rc = SQA_IPC_GetFilterAddress(&filter);
-    if (rc != 0) {
+    cli::SqaProtocolSettings s;
+    if (const uint32_t rc = cli::read_sqa_protocol(protocol, s); rc != 0) {
         cli::failed("reading the call quality analysis settings", rc);
         return false;
     }
     std::printf("%s\n", title);
-    std::printf("  Monitoring     : %s\n", sw.usValue == 1 ? "enabled" : "disabled");
-    std::printf("  %-15s: %u\n", portLabel, port.usValue);
-    if (filter.uiFilterIp1 == 0 && filter.uiFilterIp2 == 0 && filter.usFilterFlag == 0)
+    std::printf("  Monitoring     : %s\n", s.sw.usValue == 1 ? "enabled" : "disabled");
+    std::printf("  %-15s: %u\n", portLabel, s.port.usValue);
+    if (!s.filtered())
         std::printf("  Address filter : none\n");
     else
-        std::printf("  Address filter : %s %s flag %u\n", address_text(filter.uiFilterIp1).c_str(),
-                    address_text(filter.uiFilterIp2).c_str(), filter.usFilterFlag);
+        std::printf("  Address filter : %s %s flag %u\n", address_text(s.filter.uiFilterIp1).c_str(),
+                    address_text(s.filter.uiFilterIp2).c_str(), s.filter.usFilterFlag);
     return true;
 }
 
