@@ -14,7 +14,7 @@ packages+=(linux-perf)  # bench: profiling
 packages+=(curl)  # the demo scrapes the exporter
 packages+=(abigail-tools doxygen)  # the ABI check and the API reference
 packages+=(clang libclang-rt-14-dev)  # libFuzzer builds of the fuzz targets (scripts/fuzz.sh)
-packages+=(libnftables-dev rapidjson-dev)  # dpservice: connection limits enforced through nftables (libnftables GPL-2.0, linked by dpservice only; rapidjson MIT)
+packages+=(rapidjson-dev)  # dpservice: connection limits enforced by running the host's nft program (nftables, above), its JSON listings read with rapidjson (MIT)
 packages+=(rapidjson-dev python3-jsonschema)  # JSON output and its schema checks
 missing=()
 for p in "${packages[@]}" "$@"; do

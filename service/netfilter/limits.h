@@ -39,8 +39,8 @@ std::string limits_batch(const ConnlmtConfig &cfg, const Installed &now, Install
 // The set of one rule: "v4_p1_r2".
 std::string set_name(uint32_t family, uint16_t policy, uint16_t rule);
 
-// Runs a batch through libnftables in one transaction; false with the
-// library's error text in `error`.
+// Runs a batch through the nft program in one transaction; false with the
+// first line of its complaint in `error`.
 bool nft_run(const std::string &batch, std::string &error);
 // Runs a listing command with JSON output; the output, empty on failure.
 std::string nft_list_json(const std::string &command);

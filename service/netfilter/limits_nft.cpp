@@ -1,31 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-// libnftables: one context per command (it holds no state worth keeping,
-// and a fresh one is never shared with a process forked since), the whole
-// table rebuilt in one transaction.
-#include <nftables/libnftables.h>
-
+// The limits table through the host's nft program: the whole table
+// rebuilt in one transaction (one batch on nft's standard input), listings
+// read as nft's JSON.
 #include <cstdio>
-#include <memory>
 
 #include "netfilter/limits.h"
+#include "netfilter/nft_program.h"
 
 namespace dpsvc::nf {
 
 namespace {
-
-struct CtxFree {
-    void operator()(nft_ctx *c) const { nft_ctx_free(c); }
-};
-using Ctx = std::unique_ptr<nft_ctx, CtxFree>;
-
-Ctx make_ctx(unsigned outputFlags) {
-    Ctx ctx(nft_ctx_new(NFT_CTX_DEFAULT));
-    if (!ctx) return ctx;
-    nft_ctx_output_set_flags(ctx.get(), outputFlags);
-    nft_ctx_buffer_output(ctx.get());
-    nft_ctx_buffer_error(ctx.get());
-    return ctx;
-}
 
 Installed &installed() {
     static Installed i;
@@ -37,34 +21,17 @@ bool &keep() {
     return k;
 }
 
-// The error text on one line.
-std::string one_line(const char *text) {
-    std::string s = text != nullptr ? text : "";
-    while (!s.empty() && (s.back() == '\n' || s.back() == ' ')) s.pop_back();
-    const size_t nl = s.find('\n');
-    return nl == std::string::npos ? s : s.substr(0, nl);
-}
-
 }  // namespace
 
 bool nft_run(const std::string &batch, std::string &error) {
-    Ctx ctx = make_ctx(0);
-    if (!ctx) {
-        error = "cannot make a libnftables context";
-        return false;
-    }
-    if (nft_run_cmd_from_buffer(ctx.get(), batch.c_str()) != 0) {
-        error = one_line(nft_ctx_get_error_buffer(ctx.get()));
-        return false;
-    }
-    return true;
+    NftResult r = run_nft({"-f", "-"}, batch);
+    if (!r.ok) error = r.error;
+    return r.ok;
 }
 
 std::string nft_list_json(const std::string &command) {
-    Ctx ctx = make_ctx(NFT_CTX_OUTPUT_JSON | NFT_CTX_OUTPUT_NUMERIC_PROTO);
-    if (!ctx || nft_run_cmd_from_buffer(ctx.get(), command.c_str()) != 0) return {};
-    const char *out = nft_ctx_get_output_buffer(ctx.get());
-    return out != nullptr ? out : "";
+    NftResult r = run_nft({"-j", "-p", command}, {});
+    return r.ok ? std::move(r.output) : std::string{};
 }
 
 bool rebuild_limits() {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The connection-limit statistic nodes of the netfilter data plane: the
-// elements of each applied rule's set (listed through libnftables as JSON)
+// elements of each applied rule's set (listed by the nft program as JSON)
 // with their live connection counts, or one node for a rule that counts
 // without a key.  The kernel does not report an element's count, so the
 // count is made the way the kernel makes it: the connection-tracking

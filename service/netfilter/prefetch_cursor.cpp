@@ -7,10 +7,15 @@
 namespace dpsvc::nf {
 
 PrefetchCursor::PrefetchCursor(uint32_t recordSize, uint32_t window, Produce produce)
-    : size_(recordSize), window_(std::max<uint32_t>(window, 1)), ring_(size_t{size_} * window_) {
+    : size_(recordSize),
+      window_(std::max<uint32_t>(window, 1)),
+      handOver_(std::max<uint32_t>(window_ / 8, 1)),
+      ring_(size_t{size_} * window_) {
     thread_ = std::thread([this, produce = std::move(produce)] {
         produce(*this);
         std::lock_guard lock(mu_);
+        count_ += made_;
+        made_ = 0;
         done_ = true;
         cv_.notify_all();
     });
@@ -25,22 +30,39 @@ PrefetchCursor::~PrefetchCursor() {
     thread_.join();
 }
 
+void PrefetchCursor::hand_over() {
+    std::lock_guard lock(mu_);
+    count_ += made_;
+    made_ = 0;
+    if (pullerWaits_) cv_.notify_all();
+}
+
 uint8_t *PrefetchCursor::acquire() {
-    std::unique_lock lock(mu_);
-    cv_.wait(lock, [this] { return cancelled_ || count_ < window_; });
-    if (cancelled_) return nullptr;
-    uint8_t *slot = ring_.data() + size_t{(head_ + count_) % window_} * size_;
+    if (cancelled_.load(std::memory_order_relaxed)) return nullptr;
+    if (room_ == 0) {
+        std::unique_lock lock(mu_);
+        count_ += made_;
+        made_ = 0;
+        if (pullerWaits_) cv_.notify_all();
+        producerWaits_ = true;
+        cv_.wait(lock, [this] { return cancelled_ || count_ < window_; });
+        producerWaits_ = false;
+        if (cancelled_) return nullptr;
+        room_ = window_ - count_;
+        tail_ = (head_ + count_) % window_;
+    }
+    uint8_t *slot = ring_.data() + size_t{tail_} * size_;
     std::memset(slot, 0, size_);
     writing_ = true;
     return slot;
 }
 
 void PrefetchCursor::publish() {
-    std::lock_guard lock(mu_);
     if (!writing_) return;
     writing_ = false;
-    ++count_;
-    cv_.notify_all();
+    tail_ = (tail_ + 1) % window_;
+    --room_;
+    if (++made_ >= handOver_) hand_over();
 }
 
 uint32_t PrefetchCursor::pull(std::vector<uint8_t> &out, uint32_t max) {
@@ -48,9 +70,12 @@ uint32_t PrefetchCursor::pull(std::vector<uint8_t> &out, uint32_t max) {
     uint32_t given = 0;
     std::unique_lock lock(mu_);
     // A short chunk tells the client the table ended: fill the whole room
-    // unless the table does end, taking records as the producer makes them.
+    // unless the table does end, taking records as the producer hands
+    // them over.
     while (given < room) {
+        pullerWaits_ = true;
         cv_.wait(lock, [this] { return done_ || count_ > 0; });
+        pullerWaits_ = false;
         if (count_ == 0) break;  // done
         const uint32_t n = std::min(count_, room - given);
         for (uint32_t i = 0; i < n; ++i) {
@@ -60,7 +85,7 @@ uint32_t PrefetchCursor::pull(std::vector<uint8_t> &out, uint32_t max) {
         head_ = (head_ + n) % window_;
         count_ -= n;
         given += n;
-        cv_.notify_all();
+        if (producerWaits_) cv_.notify_all();
     }
     return given == 0 ? 0 : kDumpContinue;
 }

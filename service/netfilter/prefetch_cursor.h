@@ -6,6 +6,7 @@
 #ifndef DPSVC_NF_PREFETCH_CURSOR_H
 #define DPSVC_NF_PREFETCH_CURSOR_H
 
+#include <atomic>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -45,15 +46,23 @@ public:
 private:
     uint8_t *acquire() override;
     void publish() override;
+    // Hands what the producer made since the last hand-over to the puller.
+    void hand_over();
 
     const uint32_t size_;
     const uint32_t window_;
+    const uint32_t handOver_;  // records made between two hand-overs
     std::vector<uint8_t> ring_;
     std::mutex mu_;
     std::condition_variable cv_;
-    uint32_t head_ = 0, count_ = 0;  // the oldest record not yet served, records ready
+    // Under mu_: the oldest record not yet served, records ready, who waits.
+    uint32_t head_ = 0, count_ = 0;
+    bool done_ = false, pullerWaits_ = false, producerWaits_ = false;
+    std::atomic<bool> cancelled_{false};
+    // The producer's own: the next slot, slots known free, records made
+    // but not yet handed over, a record being written.
+    uint32_t tail_ = 0, room_ = 0, made_ = 0;
     bool writing_ = false;
-    bool done_ = false, cancelled_ = false;
     std::thread thread_;
 };
 

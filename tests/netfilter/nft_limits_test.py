@@ -203,7 +203,7 @@ class Setup:
         wait_for(lambda: os.path.exists(pidfile) or p.poll() is not None, 'dpservice to start')
         check(p.poll() is None, 'dpservice exited: ' + self.log())
         if 'connection limits enforced' not in self.log():
-            skip('dpservice was built without libnftables-dev')
+            skip('dpservice was built without the connection-limit enforcement (rapidjson-dev missing)')
         return p
 
     def log(self):

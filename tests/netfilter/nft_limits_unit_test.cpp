@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The nftables batch connection-limit policies become, without a kernel:
-// the text libnftables is given, for the cases where a fault would let
+// the text nft is given, for the cases where a fault would let
 // connections through or refuse them wrongly.
 #include <gtest/gtest.h>
 
