@@ -2,6 +2,7 @@
 // A writer of the Prometheus text exposition format, version 0.0.4.
 #include "prom_text.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 
@@ -77,9 +78,11 @@ void PromText::sample(std::span<const Label> common, std::initializer_list<Label
     } else if (std::isinf(value)) {
         out_ += value > 0 ? "+Inf\n" : "-Inf\n";
     } else {
+        // The shortest text that reads back as the same number.
         char buf[40];
-        const int n = std::snprintf(buf, sizeof(buf), "%.17g\n", value);
-        out_.append(buf, static_cast<size_t>(n));
+        const auto end = std::to_chars(buf, buf + sizeof(buf) - 1, value).ptr;
+        *end = '\n';
+        out_.append(buf, static_cast<size_t>(end + 1 - buf));
     }
 }
 

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // One scrape's reading: per node the session statistics, creation failures,
-// interface counts, history averages, aging queues, hot-backup counters and
-// connection-limit counters; the call statistics of the local node; and the
-// health of the session service and of the kernel channel.
+// interface counts, history averages, aging queues, hot-backup counters,
+// connection-limit counters and statistic nodes; the call statistics and
+// call scores of the local node; and the health of the session service and
+// of the kernel channel.
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <memory>
@@ -31,10 +33,14 @@ bool session_service_up() {
     return HOTBACKUP_Ipc_GetDebug(&setting) == DPMGMT_OK;
 }
 
-// Policy identifiers in use in either family, ascending.
-std::bitset<CONNLMT_MAX_POLICY_NUM> policies_in_use() {
-    std::bitset<CONNLMT_MAX_POLICY_NUM> ids;
+using PolicySet = std::bitset<CONNLMT_MAX_POLICY_NUM>;
+// The policy identifiers in use, per family ([CONNLMT_IPV4], [CONNLMT_IPV6]).
+using Policies = std::array<PolicySet, 2>;
+
+Policies policies_in_use() {
+    Policies in{};
     for (uint32_t family : {CONNLMT_IPV4, CONNLMT_IPV6}) {
+        PolicySet &ids = in[family];
         uint16_t id = 0;  // 0 asks for the first
         for (uint32_t guard = 0; guard < CONNLMT_MAX_POLICY_NUM; ++guard) {
             uint16_t next = kNoPolicy;
@@ -44,11 +50,11 @@ std::bitset<CONNLMT_MAX_POLICY_NUM> policies_in_use() {
             id = next;
         }
     }
-    return ids;
+    return in;
 }
 
 void read_node(NodeSnapshot &n, const std::vector<uint16_t> &upNodes,
-               const std::bitset<CONNLMT_MAX_POLICY_NUM> &policies, bool withRelations) {
+               const Policies &policies, bool withRelations) {
     n.chassis = LIP_GetChassID(n.node) & 0xFFFF;
     n.slot = LIP_GetSlotID(n.node) & 0xFFFF;
     n.cpu = LIP_GetCpuID(n.node) & 0xFFFF;
@@ -71,10 +77,21 @@ void read_node(NodeSnapshot &n, const std::vector<uint16_t> &upNodes,
         PeerBackup p{peer, {}};
         if (SESSION_GetHotBackStatistics(n.node, peer, &p.stat) == DPMGMT_OK) n.peers.push_back(p);
     }
+    // The counters of a policy number cover both families.
+    const PolicySet either = policies[CONNLMT_IPV4] | policies[CONNLMT_IPV6];
     for (uint16_t id = 1; id < CONNLMT_MAX_POLICY_NUM; ++id) {
-        if (!policies.test(id)) continue;
+        if (!either.test(id)) continue;
         PolicyCounters c{id, {}};
         if (CONNLMT_Dump_GetStatistics(n.node, id, &c.stat) == DPMGMT_OK) n.policies.push_back(c);
+    }
+    for (uint32_t family : {CONNLMT_IPV4, CONNLMT_IPV6}) {
+        for (uint16_t id = 1; id < CONNLMT_MAX_POLICY_NUM; ++id) {
+            if (!policies[family].test(id)) continue;
+            LimitNodes l;
+            l.policy = id;
+            l.family = family;
+            if (read_limit_nodes(n.node, l)) n.limitNodes.push_back(l);
+        }
     }
 }
 
@@ -86,7 +103,7 @@ void read_snapshot(Snapshot &out, bool withRelations) {
     out.self = DEV_GetSelf();
     out.relationsAsked = withRelations;
     out.serviceUp = session_service_up();
-    const auto policies = out.serviceUp ? policies_in_use() : std::bitset<CONNLMT_MAX_POLICY_NUM>{};
+    const Policies policies = out.serviceUp ? policies_in_use() : Policies{};
 
     uint32_t count = 0;
     std::unique_ptr<uint16_t, FreeDeleter> all(DEV_GetAllNodes(&count));
@@ -107,6 +124,7 @@ void read_snapshot(Snapshot &out, bool withRelations) {
     }
     out.sipOk = SQA_DUMP_PullStatistics(0, &out.sip) == DPMGMT_OK;
     out.h323Ok = SQA_DUMP_PullStatistics(1, &out.h323) == DPMGMT_OK;
+    if (out.sipOk || out.h323Ok) read_call_mos(out.self, out.sipMos, out.h323Mos);
     PLAT_ClearFault();
     out.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What one scrape reads: statistics records and counters of the session
-// service and the kernel, never a walk of the session table.
+// service and the kernel, the connection-limit statistic nodes and the call
+// tables; never a walk of the session table.
 #ifndef DPMGMT_EXPORTER_SNAPSHOT_H
 #define DPMGMT_EXPORTER_SNAPSHOT_H
 
@@ -32,6 +33,40 @@ struct PolicyCounters {
     CONNLMT_STATISTICS_S stat{};  // [0] new sessions permitted, [1] denied
 };
 
+// The connection-limit statistic nodes of one policy of one family.
+struct LimitNodes {
+    uint16_t policy = 0;
+    uint32_t family = CONNLMT_IPV4;
+    uint32_t nodes = 0;
+    uint32_t atUpper = 0;  // session count at or over the upper threshold
+    uint32_t denying = 0;  // new-session flag other than Permit
+};
+
+// Counts the nodes of one policy of one family; false when the walk did
+// not end normally (nothing is shown for it then).
+bool read_limit_nodes(uint16_t node, LimitNodes &out);
+
+// Upper bounds of the MOS buckets in hundredths of a score, as the kernel
+// keeps the scores; the last bucket (+Inf) holds whatever lies above.
+inline constexpr std::array<uint32_t, 8> kMosBounds = {100, 200, 250, 300, 350, 400, 450, 500};
+
+// The scores of one direction of the calls in a call table.
+struct MosHistogram {
+    std::array<uint64_t, kMosBounds.size() + 1> buckets{};  // per bucket, not cumulative
+    uint64_t sumHundredths = 0;
+    uint64_t scored = 0;
+    uint64_t unscored = 0;  // calls without a score in this direction
+    void add(uint32_t word);
+};
+
+// Forward (caller to callee) and reverse scores of one call table.
+struct CallMos {
+    std::array<MosHistogram, 2> direction;  // [0] forward, [1] reverse
+};
+
+// Walks the local node's SIP and H.323 call tables.
+void read_call_mos(uint16_t node, CallMos &sip, CallMos &h323);
+
 struct NodeSnapshot {
     uint16_t node = 0;
     uint32_t chassis = 0, slot = 0, cpu = 0;
@@ -48,6 +83,7 @@ struct NodeSnapshot {
     uint32_t backupRemaining = 0;
     std::vector<PeerBackup> peers;
     std::vector<PolicyCounters> policies;
+    std::vector<LimitNodes> limitNodes;
 };
 
 struct Snapshot {
@@ -58,6 +94,7 @@ struct Snapshot {
     std::vector<NodeSnapshot> nodes;
     bool sipOk = false, h323Ok = false;
     SQA_CALL_STATISTICS_S sip{}, h323{};
+    CallMos sipMos, h323Mos;  // read when the call statistics were
     double seconds = 0;  // how long the reading took
 };
 

@@ -139,6 +139,33 @@ void write_history_and_aging(const Snapshot &s, const std::vector<NodeLabels *> 
     });
 }
 
+const char *family_label(uint32_t family) { return family == CONNLMT_IPV6 ? "ipv6" : "ipv4"; }
+
+void write_limit_nodes(const Snapshot &s, const std::vector<NodeLabels *> &nl, PromText &out) {
+    struct Count {
+        const char *name, *help;
+        uint32_t LimitNodes::*field;
+    };
+    static constexpr Count kCounts[] = {
+        {"dpmgmt_connlmt_nodes", "Connection-limit statistic nodes of a policy.", &LimitNodes::nodes},
+        {"dpmgmt_connlmt_nodes_at_upper_threshold",
+         "Connection-limit statistic nodes whose session count has reached their upper threshold.",
+         &LimitNodes::atUpper},
+        {"dpmgmt_connlmt_nodes_denying", "Connection-limit statistic nodes that deny new sessions.",
+         &LimitNodes::denying},
+    };
+    auto any = [](const NodeSnapshot &) { return true; };
+    for (const Count &c : kCounts) {
+        out.family(c.name, "gauge", c.help);
+        per_node(s.nodes, nl, any, [&](const NodeSnapshot &n, span<const Label> l) {
+            for (const LimitNodes &p : n.limitNodes) {
+                const Num policy(p.policy);
+                out.sample(l, {{"policy", policy.view()}, {"family", family_label(p.family)}}, uint64_t{p.*c.field});
+            }
+        });
+    }
+}
+
 void write_limits_and_backup(const Snapshot &s, const std::vector<NodeLabels *> &nl, PromText &out) {
     auto any = [](const NodeSnapshot &) { return true; };
     struct Counter {
@@ -157,6 +184,7 @@ void write_limits_and_backup(const Snapshot &s, const std::vector<NodeLabels *> 
             }
         });
     }
+    write_limit_nodes(s, nl, out);
     out.family("dpmgmt_hotbackup_remaining_messages", "gauge", "Backup messages still waiting to be sent.");
     per_node(s.nodes, nl, any,
              [&](const NodeSnapshot &n, span<const Label> l) { out.sample(l, {}, uint64_t{n.backupRemaining}); });
@@ -181,6 +209,50 @@ void write_limits_and_backup(const Snapshot &s, const std::vector<NodeLabels *> 
     }
 }
 
+// The "le" texts of the MOS buckets: each bound as a score.
+struct MosBoundTexts {
+    MosBoundTexts() {
+        for (size_t i = 0; i < kMosBounds.size(); ++i)
+            std::snprintf(text[i], sizeof(text[i]), "%g", kMosBounds[i] / 100.0);
+    }
+    char text[kMosBounds.size()][16];
+};
+
+void write_call_mos(const Snapshot &s, PromText &out) {
+    static const MosBoundTexts le;
+    struct Table {
+        bool ok;
+        const char *protocol;
+        const CallMos &mos;
+    };
+    const Table tables[] = {{s.sipOk, "sip", s.sipMos}, {s.h323Ok, "h323", s.h323Mos}};
+    static constexpr const char *kDirections[] = {"forward", "reverse"};
+    out.family("dpmgmt_sqa_call_mos", "histogram",
+               "Mean opinion scores of the calls in the call table now, per direction (not cumulative).");
+    for (const Table &t : tables) {
+        if (!t.ok) continue;
+        for (size_t d = 0; d < std::size(kDirections); ++d) {
+            const MosHistogram &h = t.mos.direction[d];
+            const Label protocol{"protocol", t.protocol}, direction{"direction", kDirections[d]};
+            uint64_t cumulative = 0;
+            for (size_t b = 0; b < kMosBounds.size(); ++b) {
+                cumulative += h.buckets[b];
+                out.sample(kNoLabels, {protocol, direction, {"le", le.text[b]}}, cumulative, "_bucket");
+            }
+            out.sample(kNoLabels, {protocol, direction, {"le", "+Inf"}}, h.scored, "_bucket");
+            out.sample(kNoLabels, {protocol, direction}, static_cast<double>(h.sumHundredths) / 100.0, "_sum");
+            out.sample(kNoLabels, {protocol, direction}, h.scored, "_count");
+        }
+    }
+    out.family("dpmgmt_sqa_calls_without_mos", "gauge", "Calls in the call table without a score in a direction.");
+    for (const Table &t : tables) {
+        if (!t.ok) continue;
+        for (size_t d = 0; d < std::size(kDirections); ++d)
+            out.sample(kNoLabels, {{"protocol", t.protocol}, {"direction", kDirections[d]}},
+                       t.mos.direction[d].unscored);
+    }
+}
+
 void write_calls(const Snapshot &s, PromText &out) {
     struct Field {
         const char *name, *type, *help;
@@ -201,6 +273,7 @@ void write_calls(const Snapshot &s, PromText &out) {
         if (s.sipOk) out.sample(kNoLabels, {{"protocol", "sip"}}, s.sip.*f.field);
         if (s.h323Ok) out.sample(kNoLabels, {{"protocol", "h323"}}, s.h323.*f.field);
     }
+    write_call_mos(s, out);
 }
 
 }  // namespace

@@ -32,6 +32,24 @@ def need(tool):
     return path
 
 
+MOS_BOUNDS = ["1", "2", "2.5", "3", "3.5", "4", "4.5", "5"]
+
+
+def cli_limit_nodes(text):
+    """(nodes, at the upper threshold, denying) of `display connection-limit statistics`."""
+    rows = re.findall(r"^ Sessions threshold Hi/Lo: (\d+)/\d+\r\n Sessions count {10}: (\d+)\r\n"
+                      r" New session flag {8}: (Permit|Deny)\r$", text, re.M)
+    return len(rows), sum(int(n) >= int(hi) for hi, n, _ in rows), sum(flag == "Deny" for _, _, flag in rows)
+
+
+def cli_call_scores(text):
+    """Forward and reverse scores of a verbose call display, in hundredths;
+    None for a missing score."""
+    pairs = re.findall(r"^  MOS\(F\): (\S+) +MOS\(R\): (\S+)$", text, re.M)
+    score = lambda s: None if s == "-" else round(float(s) * 100)
+    return [score(f) for f, _ in pairs], [score(r) for _, r in pairs]
+
+
 def cli_session_counts(text):
     """Slot, total and per-protocol counts of `display session statistics`."""
     slot = int(re.search(r"^Slot (\d+):\r$", text, re.M).group(1))
@@ -114,7 +132,11 @@ class ScrapeTest(unittest.TestCase):
         for words in (["connection-limit", "policy", "3"],
                       ["connection-limit", "policy", "3", "rule", "1", "acl", "3000", "amount", "4", "2",
                        "per-destination"],
-                      ["connection-limit", "apply", "policy", "3"]):
+                      ["connection-limit", "apply", "policy", "3"],
+                      ["connection-limit", "policy", "ipv6", "3"],
+                      ["connection-limit", "policy", "ipv6", "3", "rule", "1", "acl", "3100", "amount", "2", "1",
+                       "per-source"],
+                      ["connection-limit", "apply", "policy", "ipv6", "3"]):
             cls.svc.cli(*words)
         cls.exp = Exporter(cls.stack, cls.svc.env)
         cls.ctype, cls.text = cls.exp.scrape()
@@ -187,6 +209,42 @@ class ScrapeTest(unittest.TestCase):
                          {"3": permitted})
         self.assertEqual(by_label(self.samples, "dpmgmt_connlmt_denied_sessions_total", "policy", slot=slot),
                          {"3": denied})
+
+    def test_limit_nodes_match_the_statistic_node_display(self):
+        for slot in self.slots():
+            for family, words in (("ipv4", []), ("ipv6", ["ipv6"])):
+                with self.subTest(slot=slot, family=family):
+                    args = ["display", "connection-limit", "statistics", *words, "policy", "3", "slot", slot]
+                    nodes, at_upper, denying = cli_limit_nodes(self.svc.cli(*args))
+                    counted = re.search(r"count is (\d+)\.", self.svc.cli(*args, "count")).group(1)
+                    self.assertEqual(nodes, int(counted))
+                    self.assertGreater(at_upper, 0)
+                    self.assertLess(at_upper, nodes)
+                    for name, value in (("dpmgmt_connlmt_nodes", nodes),
+                                        ("dpmgmt_connlmt_nodes_at_upper_threshold", at_upper),
+                                        ("dpmgmt_connlmt_nodes_denying", denying)):
+                        self.assertEqual(by_label(self.samples, name, "policy", slot=slot, family=family),
+                                         {"3": value}, name)
+
+    def test_mos_histograms_match_the_verbose_call_displays(self):
+        for protocol in ("sip", "h323"):
+            calls = by_label(self.samples, "dpmgmt_sqa_active_calls", "protocol")[protocol]
+            scores = cli_call_scores(self.svc.cli("display", "sqa", protocol, "call", "verbose"))
+            for direction, shown in zip(("forward", "reverse"), scores):
+                with self.subTest(protocol=protocol, direction=direction):
+                    self.assertEqual(len(shown), calls)
+                    scored = [s for s in shown if s is not None]
+                    self.assertTrue(0 < len(scored) < len(shown))
+                    want = {le: sum(s <= float(le) * 100 for s in scored) for le in MOS_BOUNDS}
+                    want["+Inf"] = len(scored)
+                    labels = dict(protocol=protocol, direction=direction)
+                    self.assertEqual(by_label(self.samples, "dpmgmt_sqa_call_mos_bucket", "le", **labels), want)
+                    self.assertEqual(self.samples[("dpmgmt_sqa_call_mos_count", frozenset(labels.items()))],
+                                     len(scored))
+                    self.assertAlmostEqual(self.samples[("dpmgmt_sqa_call_mos_sum", frozenset(labels.items()))],
+                                           sum(scored) / 100, places=6)
+                    self.assertEqual(by_label(self.samples, "dpmgmt_sqa_calls_without_mos", "direction",
+                                              protocol=protocol)[direction], len(shown) - len(scored))
 
     def test_call_statistics_match_their_displays(self):
         for protocol, word in (("sip", "sip"), ("h323", "h323")):
