@@ -9,7 +9,7 @@ packages=(build-essential cmake pkg-config libsqlite3-dev libinih-dev
           libgtest-dev libgmock-dev libbenchmark-dev sqlite3 netbase)
 packages+=(libcpp-httplib-dev prometheus jq python3)  # the metrics exporter, its tests and its checks
 packages+=(libedit-dev)  # the interactive shell of dpmgmt (BSD licence, readline-compatible interface)
-packages+=(libnetfilter-conntrack-dev libmnl-dev conntrack nftables iproute2)  # dpservice --data-plane netfilter; its tests use them only in network namespaces they make
+packages+=(libmnl-dev libnetfilter-conntrack-dev conntrack nftables iproute2)  # dpservice --data-plane netfilter (libmnl); its tests (libnetfilter_conntrack, conntrack, nft) work only in network namespaces they make
 packages+=(linux-perf)  # bench: profiling
 packages+=(curl)  # the demo scrapes the exporter
 packages+=(abigail-tools doxygen)  # the ABI check and the API reference

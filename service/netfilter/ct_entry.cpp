@@ -2,10 +2,18 @@
 #include "ct_entry.h"
 
 #include <arpa/inet.h>
-#include <libnetfilter_conntrack/libnetfilter_conntrack_sctp.h>
+#include <endian.h>
+#include <libmnl/libmnl.h>
+#include <linux/netfilter/nf_conntrack_common.h>
+#include <linux/netfilter/nf_conntrack_sctp.h>
+#include <linux/netfilter/nfnetlink.h>
+#include <linux/netfilter/nfnetlink_conntrack.h>
+#include <netinet/in.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <initializer_list>
 #include <limits>
 #include <span>
 #include <utility>
@@ -21,14 +29,112 @@ constexpr uint8_t kSctpEstablished = 4;
 constexpr uint8_t kOpen = 1, kReady = 2;
 constexpr uint32_t kNatMask = IPS_SRC_NAT | IPS_DST_NAT;
 
-uint32_t cap32(uint64_t v) { return static_cast<uint32_t>(std::min<uint64_t>(v, std::numeric_limits<uint32_t>::max())); }
-
-uint32_t u32_or_0(const nf_conntrack *ct, nf_conntrack_attr a) {
-    return nfct_attr_is_set(ct, a) > 0 ? nfct_get_attr_u32(ct, a) : 0;
+uint32_t cap32(uint64_t v) {
+    return static_cast<uint32_t>(std::min<uint64_t>(v, std::numeric_limits<uint32_t>::max()));
 }
 
-uint64_t u64_or_0(const nf_conntrack *ct, nf_conntrack_attr a) {
-    return nfct_attr_is_set(ct, a) > 0 ? nfct_get_attr_u64(ct, a) : 0;
+// The attributes of one message or nest, each kept by its type once it is
+// validated against the type's kind (and length, for fixed-size binaries).
+// A newer kernel's attributes beyond the table, and malformed ones, are
+// left out; what is left out reads as absent.
+struct Kind {
+    mnl_attr_data_type type = MNL_TYPE_UNSPEC;  // MNL_TYPE_UNSPEC: not read
+    size_t len = 0;
+};
+
+template <size_t N>
+using Kinds = std::array<Kind, N>;
+
+template <size_t N>
+struct Attrs {
+    const Kinds<N> &kinds;
+    const nlattr *tb[N] = {};
+    const nlattr *operator[](int type) const { return tb[type]; }
+};
+
+template <size_t N>
+int keep_valid(const nlattr *a, void *data) {
+    auto &attrs = *static_cast<Attrs<N> *>(data);
+    const uint16_t type = mnl_attr_get_type(a);
+    if (type >= N || attrs.kinds[type].type == MNL_TYPE_UNSPEC) return MNL_CB_OK;
+    const Kind &k = attrs.kinds[type];
+    if ((k.len != 0 ? mnl_attr_validate2(a, k.type, k.len) : mnl_attr_validate(a, k.type)) < 0) return MNL_CB_OK;
+    attrs.tb[type] = a;
+    return MNL_CB_OK;
+}
+
+template <size_t N>
+Attrs<N> nested(const nlattr *nest, const Kinds<N> &kinds) {
+    Attrs<N> attrs{kinds};
+    if (nest != nullptr) mnl_attr_parse_nested(nest, keep_valid<N>, &attrs);
+    return attrs;
+}
+
+constexpr Kind kU8{MNL_TYPE_U8}, kU16{MNL_TYPE_U16}, kU32{MNL_TYPE_U32}, kU64{MNL_TYPE_U64}, kNest{MNL_TYPE_NESTED},
+    kString{MNL_TYPE_NUL_STRING}, kV6{MNL_TYPE_BINARY, 16};
+
+// What is read of an entry, by nest.
+template <size_t N>
+constexpr Kinds<N> kinds(std::initializer_list<std::pair<int, Kind>> read) {
+    Kinds<N> k{};
+    for (const auto &[type, kind] : read) k[static_cast<size_t>(type)] = kind;
+    return k;
+}
+constexpr auto kEntry = kinds<CTA_MAX + 1>({{CTA_TUPLE_ORIG, kNest},
+                                            {CTA_TUPLE_REPLY, kNest},
+                                            {CTA_STATUS, kU32},
+                                            {CTA_PROTOINFO, kNest},
+                                            {CTA_HELP, kNest},
+                                            {CTA_TIMEOUT, kU32},
+                                            {CTA_MARK, kU32},
+                                            {CTA_COUNTERS_ORIG, kNest},
+                                            {CTA_COUNTERS_REPLY, kNest},
+                                            {CTA_USE, kU32},
+                                            {CTA_ID, kU32},
+                                            {CTA_ZONE, kU16},
+                                            {CTA_TIMESTAMP, kNest}});
+constexpr auto kExpect = kinds<CTA_EXPECT_MAX + 1>({{CTA_EXPECT_TUPLE, kNest},
+                                                    {CTA_EXPECT_TIMEOUT, kU32},
+                                                    {CTA_EXPECT_HELP_NAME, kString},
+                                                    {CTA_EXPECT_FLAGS, kU32},
+                                                    {CTA_EXPECT_CLASS, kU32}});
+constexpr auto kTuple = kinds<CTA_TUPLE_MAX + 1>({{CTA_TUPLE_IP, kNest}, {CTA_TUPLE_PROTO, kNest}});
+constexpr auto kIp =
+    kinds<CTA_IP_MAX + 1>({{CTA_IP_V4_SRC, kU32}, {CTA_IP_V4_DST, kU32}, {CTA_IP_V6_SRC, kV6}, {CTA_IP_V6_DST, kV6}});
+constexpr auto kProto = kinds<CTA_PROTO_MAX + 1>({{CTA_PROTO_NUM, kU8},
+                                                  {CTA_PROTO_SRC_PORT, kU16},
+                                                  {CTA_PROTO_DST_PORT, kU16},
+                                                  {CTA_PROTO_ICMP_ID, kU16},
+                                                  {CTA_PROTO_ICMP_TYPE, kU8},
+                                                  {CTA_PROTO_ICMP_CODE, kU8},
+                                                  {CTA_PROTO_ICMPV6_ID, kU16},
+                                                  {CTA_PROTO_ICMPV6_TYPE, kU8},
+                                                  {CTA_PROTO_ICMPV6_CODE, kU8}});
+constexpr auto kProtoInfo = kinds<CTA_PROTOINFO_MAX + 1>(
+    {{CTA_PROTOINFO_TCP, kNest}, {CTA_PROTOINFO_DCCP, kNest}, {CTA_PROTOINFO_SCTP, kNest}});
+// CTA_PROTOINFO_{TCP,DCCP,SCTP}_STATE, the one attribute read of each.
+static_assert(CTA_PROTOINFO_TCP_STATE == 1 && CTA_PROTOINFO_DCCP_STATE == 1 && CTA_PROTOINFO_SCTP_STATE == 1);
+constexpr auto kState = kinds<2>({{1, kU8}});
+constexpr auto kCounters = kinds<CTA_COUNTERS_MAX + 1>({{CTA_COUNTERS_PACKETS, kU64},
+                                                        {CTA_COUNTERS_BYTES, kU64},
+                                                        {CTA_COUNTERS32_PACKETS, kU32},
+                                                        {CTA_COUNTERS32_BYTES, kU32}});
+constexpr auto kTimestamp = kinds<CTA_TIMESTAMP_MAX + 1>({{CTA_TIMESTAMP_START, kU64}});
+constexpr auto kHelp = kinds<CTA_HELP_MAX + 1>({{CTA_HELP_NAME, kString}});
+
+uint8_t u8_or_0(const nlattr *a) {
+    return a != nullptr ? mnl_attr_get_u8(a) : 0;
+}
+uint32_t be32_or_0(const nlattr *a) {
+    return a != nullptr ? ntohl(mnl_attr_get_u32(a)) : 0;
+}
+uint64_t be64_or_0(const nlattr *a) {
+    return a != nullptr ? be64toh(mnl_attr_get_u64(a)) : 0;
+}
+
+// A direction's counter: the 64-bit attribute, else the old 32-bit one.
+uint64_t counter(const Attrs<CTA_COUNTERS_MAX + 1> &c, int wide, int narrow) {
+    return c[wide] != nullptr ? be64_or_0(c[wide]) : be32_or_0(c[narrow]);
 }
 
 // The type that answers an ICMP query type (echo, timestamp, information,
@@ -43,61 +149,56 @@ uint8_t icmp_answer(uint8_t protocol, uint8_t type) {
     return type;
 }
 
-// One direction: orig = the attributes of the original direction.
-void read_tuple(const nf_conntrack *ct, bool orig, Tuple &t) {
-    const uint8_t l3 = nfct_get_attr_u8(ct, orig ? ATTR_ORIG_L3PROTO : ATTR_REPL_L3PROTO);
+// One direction.  ICMP and ICMPv6 are keyed by the original direction's
+// identifier, type and code in both: the reply has the same identifier
+// and the answering type, as the kernel inverts it.
+void read_tuple(const nlattr *nest, uint8_t l3, const Attrs<CTA_PROTO_MAX + 1> &origProto, bool orig, Tuple &t) {
+    const auto tuple = nested(nest, kTuple);
+    const auto ip = nested(tuple[CTA_TUPLE_IP], kIp);
+    const auto proto = nested(tuple[CTA_TUPLE_PROTO], kProto);
     t.family = l3 == AF_INET ? kFamilyV4 : kFamilyV6;
-    t.protocol = nfct_get_attr_u8(ct, orig ? ATTR_ORIG_L4PROTO : ATTR_REPL_L4PROTO);
+    t.protocol = u8_or_0(proto[CTA_PROTO_NUM]);
     t.src.fill(0);
     t.dst.fill(0);
-    if (l3 == AF_INET) {
-        const uint32_t s = nfct_get_attr_u32(ct, orig ? ATTR_ORIG_IPV4_SRC : ATTR_REPL_IPV4_SRC);
-        const uint32_t d = nfct_get_attr_u32(ct, orig ? ATTR_ORIG_IPV4_DST : ATTR_REPL_IPV4_DST);
-        std::memcpy(t.src.data(), &s, 4);
-        std::memcpy(t.dst.data(), &d, 4);
-    } else {
-        const void *s = nfct_get_attr(ct, orig ? ATTR_ORIG_IPV6_SRC : ATTR_REPL_IPV6_SRC);
-        const void *d = nfct_get_attr(ct, orig ? ATTR_ORIG_IPV6_DST : ATTR_REPL_IPV6_DST);
-        if (s != nullptr) std::memcpy(t.src.data(), s, 16);
-        if (d != nullptr) std::memcpy(t.dst.data(), d, 16);
-    }
-    // For ICMP the library keeps the identifier where the source port is
-    // and type and code where the destination port is.
-    const auto sp = orig ? ATTR_ORIG_PORT_SRC : ATTR_REPL_PORT_SRC;
-    const auto dp = orig ? ATTR_ORIG_PORT_DST : ATTR_REPL_PORT_DST;
-    t.srcPort = nfct_attr_is_set(ct, sp) > 0 ? ntohs(nfct_get_attr_u16(ct, sp)) : 0;
-    t.dstPort = nfct_attr_is_set(ct, dp) > 0 ? ntohs(nfct_get_attr_u16(ct, dp)) : 0;
-    // The library keeps no attribute for the reply's ICMP fields: the reply
-    // has the same identifier and the answering type, as the kernel
-    // inverts it.
-    if ((t.protocol == IPPROTO_ICMP || t.protocol == IPPROTO_ICMPV6) && nfct_attr_is_set(ct, ATTR_ICMP_TYPE) > 0) {
-        const uint8_t type = nfct_get_attr_u8(ct, ATTR_ICMP_TYPE);
-        t.srcPort = ntohs(nfct_get_attr_u16(ct, ATTR_ICMP_ID));
-        t.dstPort = static_cast<uint16_t>((orig ? type : icmp_answer(t.protocol, type)) << 8 |
-                                          nfct_get_attr_u8(ct, ATTR_ICMP_CODE));
+    const int src = l3 == AF_INET ? CTA_IP_V4_SRC : CTA_IP_V6_SRC, dst = l3 == AF_INET ? CTA_IP_V4_DST : CTA_IP_V6_DST;
+    if (ip[src] != nullptr) std::memcpy(t.src.data(), mnl_attr_get_payload(ip[src]), l3 == AF_INET ? 4 : 16);
+    if (ip[dst] != nullptr) std::memcpy(t.dst.data(), mnl_attr_get_payload(ip[dst]), l3 == AF_INET ? 4 : 16);
+    t.srcPort = proto[CTA_PROTO_SRC_PORT] != nullptr ? ntohs(mnl_attr_get_u16(proto[CTA_PROTO_SRC_PORT])) : 0;
+    t.dstPort = proto[CTA_PROTO_DST_PORT] != nullptr ? ntohs(mnl_attr_get_u16(proto[CTA_PROTO_DST_PORT])) : 0;
+    const bool v6 = t.protocol == IPPROTO_ICMPV6;
+    const nlattr *type = origProto[v6 ? CTA_PROTO_ICMPV6_TYPE : CTA_PROTO_ICMP_TYPE];
+    if ((t.protocol == IPPROTO_ICMP || v6) && type != nullptr) {
+        const nlattr *id = origProto[v6 ? CTA_PROTO_ICMPV6_ID : CTA_PROTO_ICMP_ID];
+        const uint8_t ty = mnl_attr_get_u8(type);
+        t.srcPort = id != nullptr ? ntohs(mnl_attr_get_u16(id)) : 0;
+        t.dstPort = static_cast<uint16_t>((orig ? ty : icmp_answer(t.protocol, ty)) << 8 |
+                                          u8_or_0(origProto[v6 ? CTA_PROTO_ICMPV6_CODE : CTA_PROTO_ICMP_CODE]));
     }
     t.flags = 0;
     t.vrf = 0;
 }
 
-uint8_t state_of(const nf_conntrack *ct, uint8_t protoIndex, uint32_t status) {
+uint8_t state_of(const nlattr *protoInfo, uint8_t protoIndex, uint32_t status) {
     const auto bounded = [](uint8_t v, uint8_t slots) { return v < slots ? v : uint8_t{0}; };
+    const auto info = nested(protoInfo, kProtoInfo);
+    const auto kernel_state = [&info](int which) { return u8_or_0(nested(info[which], kState)[1]); };
     switch (protoIndex) {
-    case 0:
-        return nfct_attr_is_set(ct, ATTR_TCP_STATE) > 0 ? bounded(nfct_get_attr_u8(ct, ATTR_TCP_STATE), kTcpStateSlots) : 0;
-    case 5: {
-        if (nfct_attr_is_set(ct, ATTR_SCTP_STATE) <= 0) return 0;
-        const uint8_t s = nfct_get_attr_u8(ct, ATTR_SCTP_STATE);
-        return s == SCTP_CONNTRACK_HEARTBEAT_SENT ? kSctpEstablished : bounded(s, kSctpStateSlots);
-    }
-    case 6:
-        return nfct_attr_is_set(ct, ATTR_DCCP_STATE) > 0 ? bounded(nfct_get_attr_u8(ct, ATTR_DCCP_STATE), kDccpStateSlots) : 0;
-    default:
-        return (status & IPS_SEEN_REPLY) != 0 ? kReady : kOpen;
+        case 0:
+            return bounded(kernel_state(CTA_PROTOINFO_TCP), kTcpStateSlots);
+        case 5: {
+            const uint8_t s = kernel_state(CTA_PROTOINFO_SCTP);
+            return s == SCTP_CONNTRACK_HEARTBEAT_SENT ? kSctpEstablished : bounded(s, kSctpStateSlots);
+        }
+        case 6:
+            return bounded(kernel_state(CTA_PROTOINFO_DCCP), kDccpStateSlots);
+        default:
+            return (status & IPS_SEEN_REPLY) != 0 ? kReady : kOpen;
     }
 }
 
-void put_address(uint8_t *rec, uint32_t off, const Address &a) { std::memcpy(rec + off, a.data(), a.size()); }
+void put_address(uint8_t *rec, uint32_t off, const Address &a) {
+    std::memcpy(rec + off, a.data(), a.size());
+}
 
 }  // namespace
 
@@ -109,73 +210,78 @@ uint32_t helper_app(std::string_view helper) {
 
 uint8_t protocol_index(uint8_t protocol) {
     switch (protocol) {
-    case IPPROTO_TCP: return 0;
-    case IPPROTO_UDP: return 1;
-    case IPPROTO_ICMP: return 2;
-    case IPPROTO_ICMPV6: return 3;
-    case IPPROTO_UDPLITE: return 4;
-    case IPPROTO_SCTP: return 5;
-    case IPPROTO_DCCP: return 6;
-    default: return 7;
+        case IPPROTO_TCP:
+            return 0;
+        case IPPROTO_UDP:
+            return 1;
+        case IPPROTO_ICMP:
+            return 2;
+        case IPPROTO_ICMPV6:
+            return 3;
+        case IPPROTO_UDPLITE:
+            return 4;
+        case IPPROTO_SCTP:
+            return 5;
+        case IPPROTO_DCCP:
+            return 6;
+        default:
+            return 7;
     }
 }
 
-void clear_conntrack(nf_conntrack *ct) {
-    static constexpr nf_conntrack_attr kOptional[] = {
-        ATTR_ORIG_PORT_SRC, ATTR_ORIG_PORT_DST, ATTR_REPL_PORT_SRC, ATTR_REPL_PORT_DST, ATTR_ICMP_TYPE,
-        ATTR_ICMP_CODE, ATTR_ICMP_ID, ATTR_TCP_STATE, ATTR_SCTP_STATE, ATTR_DCCP_STATE, ATTR_TIMEOUT, ATTR_MARK,
-        ATTR_ORIG_COUNTER_PACKETS, ATTR_REPL_COUNTER_PACKETS, ATTR_ORIG_COUNTER_BYTES, ATTR_REPL_COUNTER_BYTES,
-        ATTR_USE, ATTR_ID, ATTR_STATUS, ATTR_HELPER_NAME, ATTR_ZONE, ATTR_SECCTX, ATTR_TIMESTAMP_START,
-        ATTR_TIMESTAMP_STOP, ATTR_HELPER_INFO, ATTR_CONNLABELS, ATTR_CONNLABELS_MASK, ATTR_ORIG_ZONE,
-        ATTR_REPL_ZONE, ATTR_SECMARK};
-    for (nf_conntrack_attr a : kOptional) nfct_attr_unset(ct, a);
-}
-
-bool read_conntrack(const nf_conntrack *ct, Session &s, CtExtra &x) {
-    if (nfct_attr_is_set(ct, ATTR_ORIG_L3PROTO) <= 0 || nfct_attr_is_set(ct, ATTR_REPL_L3PROTO) <= 0) return false;
-    read_tuple(ct, true, s.init);
-    read_tuple(ct, false, s.reply);
-    x.id = u32_or_0(ct, ATTR_ID);
-    x.use = u32_or_0(ct, ATTR_USE);
-    x.status = u32_or_0(ct, ATTR_STATUS);
-    x.mark = u32_or_0(ct, ATTR_MARK);
-    x.zone = nfct_attr_is_set(ct, ATTR_ZONE) > 0 ? nfct_get_attr_u16(ct, ATTR_ZONE) : 0;
+bool read_conntrack(const nlmsghdr *nlh, Session &s, CtExtra &x) {
+    if (nlh->nlmsg_len < mnl_nlmsg_size(sizeof(nfgenmsg))) return false;
+    const auto *nfg = static_cast<const nfgenmsg *>(mnl_nlmsg_get_payload(nlh));
+    const uint8_t l3 = nfg->nfgen_family;
+    Attrs<CTA_MAX + 1> e{kEntry};
+    mnl_attr_parse(nlh, sizeof(nfgenmsg), keep_valid<CTA_MAX + 1>, &e);
+    if (e[CTA_TUPLE_ORIG] == nullptr || e[CTA_TUPLE_REPLY] == nullptr || (l3 != AF_INET && l3 != AF_INET6))
+        return false;
+    const auto origProto = nested(nested(e[CTA_TUPLE_ORIG], kTuple)[CTA_TUPLE_PROTO], kProto);
+    read_tuple(e[CTA_TUPLE_ORIG], l3, origProto, true, s.init);
+    read_tuple(e[CTA_TUPLE_REPLY], l3, origProto, false, s.reply);
+    x.id = be32_or_0(e[CTA_ID]);
+    x.use = be32_or_0(e[CTA_USE]);
+    x.status = be32_or_0(e[CTA_STATUS]);
+    x.mark = be32_or_0(e[CTA_MARK]);
+    x.zone = e[CTA_ZONE] != nullptr ? ntohs(mnl_attr_get_u16(e[CTA_ZONE])) : 0;
     s.index = x.id;
     s.protoIndex = protocol_index(s.init.protocol);
-    s.state = state_of(ct, s.protoIndex, x.status);
+    s.state = state_of(e[CTA_PROTOINFO], s.protoIndex, x.status);
     s.dsLite[0].fill(0);
     s.dsLite[1].fill(0);
     s.ifIndex[0] = s.ifIndex[1] = 0;  // the table does not record interfaces
-    s.packets[0] = cap32(u64_or_0(ct, ATTR_ORIG_COUNTER_PACKETS));
-    s.packets[1] = cap32(u64_or_0(ct, ATTR_REPL_COUNTER_PACKETS));
-    s.bytes[0] = cap32(u64_or_0(ct, ATTR_ORIG_COUNTER_BYTES));
-    s.bytes[1] = cap32(u64_or_0(ct, ATTR_REPL_COUNTER_BYTES));
-    s.startTime = static_cast<uint32_t>(u64_or_0(ct, ATTR_TIMESTAMP_START) / 1000000000u);
-    s.ttl = nfct_attr_is_set(ct, ATTR_TIMEOUT) > 0 ? nfct_get_attr_u32(ct, ATTR_TIMEOUT) : 0xFFFFFFFFu;
-    const char *helper = nfct_attr_is_set(ct, ATTR_HELPER_NAME) > 0
-                             ? static_cast<const char *>(nfct_get_attr(ct, ATTR_HELPER_NAME))
-                             : nullptr;
-    s.appId = helper != nullptr ? helper_app(helper) : 0;
+    const auto orig = nested(e[CTA_COUNTERS_ORIG], kCounters), repl = nested(e[CTA_COUNTERS_REPLY], kCounters);
+    s.packets[0] = cap32(counter(orig, CTA_COUNTERS_PACKETS, CTA_COUNTERS32_PACKETS));
+    s.packets[1] = cap32(counter(repl, CTA_COUNTERS_PACKETS, CTA_COUNTERS32_PACKETS));
+    s.bytes[0] = cap32(counter(orig, CTA_COUNTERS_BYTES, CTA_COUNTERS32_BYTES));
+    s.bytes[1] = cap32(counter(repl, CTA_COUNTERS_BYTES, CTA_COUNTERS32_BYTES));
+    s.startTime =
+        static_cast<uint32_t>(be64_or_0(nested(e[CTA_TIMESTAMP], kTimestamp)[CTA_TIMESTAMP_START]) / 1000000000u);
+    s.ttl = e[CTA_TIMEOUT] != nullptr ? be32_or_0(e[CTA_TIMEOUT]) : 0xFFFFFFFFu;
+    const nlattr *helper = nested(e[CTA_HELP], kHelp)[CTA_HELP_NAME];
+    s.appId = helper != nullptr ? helper_app(mnl_attr_get_str(helper)) : 0;
     s.natted = (x.status & kNatMask) != 0;
     s.salt = 0;
     return true;
 }
 
-bool read_expectation(const nf_expect *exp, Relation &r, uint32_t &flags, uint32_t &klass) {
-    const auto *expected = static_cast<const nf_conntrack *>(nfexp_get_attr(exp, ATTR_EXP_EXPECTED));
-    if (expected == nullptr || nfct_attr_is_set(expected, ATTR_ORIG_L3PROTO) <= 0) return false;
-    read_tuple(expected, true, r.tuple);
+bool read_expectation(const nlmsghdr *nlh, Relation &r, uint32_t &flags, uint32_t &klass) {
+    if (nlh->nlmsg_len < mnl_nlmsg_size(sizeof(nfgenmsg))) return false;
+    const uint8_t l3 = static_cast<const nfgenmsg *>(mnl_nlmsg_get_payload(nlh))->nfgen_family;
+    Attrs<CTA_EXPECT_MAX + 1> e{kExpect};
+    mnl_attr_parse(nlh, sizeof(nfgenmsg), keep_valid<CTA_EXPECT_MAX + 1>, &e);
+    if (e[CTA_EXPECT_TUPLE] == nullptr || (l3 != AF_INET && l3 != AF_INET6)) return false;
+    read_tuple(e[CTA_EXPECT_TUPLE], l3, nested(nested(e[CTA_EXPECT_TUPLE], kTuple)[CTA_TUPLE_PROTO], kProto), true,
+               r.tuple);
     r.index = 0;
     r.dsLite.fill(0);
-    r.ttl = nfexp_attr_is_set(exp, ATTR_EXP_TIMEOUT) > 0 ? nfexp_get_attr_u32(exp, ATTR_EXP_TIMEOUT) : 0;
-    const char *helper = nfexp_attr_is_set(exp, ATTR_EXP_HELPER_NAME) > 0
-                             ? static_cast<const char *>(nfexp_get_attr(exp, ATTR_EXP_HELPER_NAME))
-                             : nullptr;
-    r.appId = helper != nullptr ? helper_app(helper) : 0;
+    r.ttl = be32_or_0(e[CTA_EXPECT_TIMEOUT]);
+    r.appId = e[CTA_EXPECT_HELP_NAME] != nullptr ? helper_app(mnl_attr_get_str(e[CTA_EXPECT_HELP_NAME])) : 0;
     r.recvIfIndex = 0;
     r.salt = 0;
-    flags = nfexp_attr_is_set(exp, ATTR_EXP_FLAGS) > 0 ? nfexp_get_attr_u32(exp, ATTR_EXP_FLAGS) : 0;
-    klass = nfexp_attr_is_set(exp, ATTR_EXP_CLASS) > 0 ? nfexp_get_attr_u32(exp, ATTR_EXP_CLASS) : 0;
+    flags = be32_or_0(e[CTA_EXPECT_FLAGS]);
+    klass = be32_or_0(e[CTA_EXPECT_CLASS]);
     return true;
 }
 

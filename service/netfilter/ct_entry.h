@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // A connection-tracking entry as the session tables show it: the
-// conversion from libnetfilter_conntrack's objects to the session model's
-// Session and Relation, and the kernel-detail records written from them.
+// conversion of the kernel's entries (read straight from the netlink
+// messages) and expectations (libnetfilter_conntrack's objects) to the
+// session model's Session and Relation, and the kernel-detail records written from them.
 //
 // Mapping (docs/data-planes.md lists it in full):
 //   protocol class  TCP 6, UDP 17, ICMP 1, ICMPv6 58, UDP-Lite 136, SCTP
@@ -22,7 +23,7 @@
 #ifndef DPSVC_NF_CT_ENTRY_H
 #define DPSVC_NF_CT_ENTRY_H
 
-#include <libnetfilter_conntrack/libnetfilter_conntrack.h>
+#include <linux/netlink.h>
 
 #include <cstdint>
 #include <string_view>
@@ -38,8 +39,8 @@ struct HelperApp {
     uint32_t appId;
 };
 inline constexpr HelperApp kHelperApps[] = {
-    {"ftp", 1},  {"tftp", 2},  {"sip", 3},  {"RAS", 4},    {"Q.931", 5},      {"H.245", 6},
-    {"irc", 7},  {"amanda", 8}, {"pptp", 9}, {"sane", 10}, {"netbios-ns", 11}, {"snmp", 12},
+    {"ftp", 1}, {"tftp", 2},   {"sip", 3},  {"RAS", 4},   {"Q.931", 5},       {"H.245", 6},
+    {"irc", 7}, {"amanda", 8}, {"pptp", 9}, {"sane", 10}, {"netbios-ns", 11}, {"snmp", 12},
 };
 uint32_t helper_app(std::string_view helper);
 
@@ -51,21 +52,18 @@ struct CtExtra {
 
 uint8_t protocol_index(uint8_t protocol);
 
-// Fills s (and x) from a conntrack object; false for an entry without
-// both tuples.
-bool read_conntrack(const nf_conntrack *ct, Session &s, CtExtra &x);
+// Fills s (and x) from one entry of the kernel's dump (an
+// IPCTNL_MSG_CT_NEW message), its attributes validated before they are
+// read; false for an entry without both tuples.
+bool read_conntrack(const nlmsghdr *nlh, Session &s, CtExtra &x);
 // Fills the tuple of an expectation's expected connection and its
 // relation fields; false when the expectation carries none.
-bool read_expectation(const nf_expect *exp, Relation &r, uint32_t &flags, uint32_t &klass);
+bool read_expectation(const nlmsghdr *nlh, Relation &r, uint32_t &flags, uint32_t &klass);
 
 // The records of the two session dumps and the relation detail.
 void write_ct_table_info(uint8_t *rec, const Session &s, const CtExtra &x);
 void write_ct_kernel_info(uint8_t *rec, const Session &s, const CtExtra &x);
 void write_exp_relation_all(uint8_t *rec, const Relation &r, uint32_t flags, uint32_t klass);
-
-// Clears what one parse may leave behind, before the next entry is parsed
-// into the same object.
-void clear_conntrack(nf_conntrack *ct);
 
 }  // namespace dpsvc::nf
 

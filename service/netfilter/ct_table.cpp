@@ -2,8 +2,12 @@
 #include "netfilter/ct_table.h"
 
 #include <arpa/inet.h>
-#include <libnetfilter_conntrack/libnetfilter_conntrack.h>
+#include <linux/netfilter/nfnetlink.h>
+#include <linux/netfilter/nfnetlink_conntrack.h>
 
+#include <algorithm>
+#include <cstring>
+#include <initializer_list>
 #include <memory>
 #include <vector>
 
@@ -18,44 +22,45 @@ namespace {
 constexpr size_t kBatchBytes = 64 * 1024;
 constexpr size_t kLargestMessage = 2048;
 
-struct CtDeleter {
-    void operator()(nf_conntrack *ct) const { nfct_destroy(ct); }
-};
-struct ExpDeleter {
-    void operator()(nf_expect *e) const { nfexp_destroy(e); }
-};
-
 struct CtWalk {
-    std::unique_ptr<nf_conntrack, CtDeleter> ct{nfct_new()};
-    const std::function<bool(const Session &, const CtExtra &, nf_conntrack *)> *fn = nullptr;
+    const std::function<bool(const Session &, const CtExtra &, const nlmsghdr *)> *fn = nullptr;
     Session s;
     CtExtra x;
 };
 
 int on_conntrack(const nlmsghdr *nlh, void *data) {
     auto &w = *static_cast<CtWalk *>(data);
-    clear_conntrack(w.ct.get());
-    if (nfct_nlmsg_parse(nlh, w.ct.get()) < 0) return MNL_CB_OK;
-    w.x = CtExtra{};
-    if (!read_conntrack(w.ct.get(), w.s, w.x)) return MNL_CB_OK;
-    return (*w.fn)(w.s, w.x, w.ct.get()) ? MNL_CB_OK : MNL_CB_STOP;
+    if (!read_conntrack(nlh, w.s, w.x)) return MNL_CB_OK;
+    return (*w.fn)(w.s, w.x, nlh) ? MNL_CB_OK : MNL_CB_STOP;
 }
 
 struct ExpWalk {
-    std::unique_ptr<nf_expect, ExpDeleter> exp{nfexp_new()};
-    const std::function<bool(const Relation &, uint32_t, uint32_t, nf_expect *)> *fn = nullptr;
+    const std::function<bool(const Relation &, uint32_t, uint32_t, const nlmsghdr *)> *fn = nullptr;
     Relation r;
 };
 
 int on_expectation(const nlmsghdr *nlh, void *data) {
     auto &w = *static_cast<ExpWalk *>(data);
-    // A fresh object per expectation: the library keeps the expected,
-    // master and mask tuples inside it and has no way to clear them.
-    w.exp.reset(nfexp_new());
-    if (!w.exp || nfexp_nlmsg_parse(nlh, w.exp.get()) < 0) return MNL_CB_OK;
     uint32_t flags = 0, klass = 0;
-    if (!read_expectation(w.exp.get(), w.r, flags, klass)) return MNL_CB_OK;
-    return (*w.fn)(w.r, flags, klass, w.exp.get()) ? MNL_CB_OK : MNL_CB_STOP;
+    if (!read_expectation(nlh, w.r, flags, klass)) return MNL_CB_OK;
+    return (*w.fn)(w.r, flags, klass, nlh) ? MNL_CB_OK : MNL_CB_STOP;
+}
+
+// A deletion request naming a listed object by the attributes of its
+// listing that identify it.
+void copy_identity(nlmsghdr *nlh, const nlmsghdr *listed, std::initializer_list<uint16_t> types) {
+    const auto *end = static_cast<const char *>(mnl_nlmsg_get_payload_tail(listed));
+    for (auto *a = static_cast<const nlattr *>(mnl_nlmsg_get_payload_offset(listed, sizeof(nfgenmsg)));
+         mnl_attr_ok(a, static_cast<int>(end - reinterpret_cast<const char *>(a))); a = mnl_attr_next(a)) {
+        const uint16_t type = mnl_attr_get_type(a);
+        if (std::find(types.begin(), types.end(), type) == types.end()) continue;
+        std::memcpy(mnl_nlmsg_get_payload_tail(nlh), a, a->nla_len);
+        nlh->nlmsg_len += MNL_ALIGN(a->nla_len);
+    }
+}
+
+uint8_t family_of_message(const nlmsghdr *nlh) {
+    return static_cast<const nfgenmsg *>(mnl_nlmsg_get_payload(nlh))->nfgen_family;
 }
 
 // Lays deletion requests out one after another and sends them in batches.
@@ -106,7 +111,9 @@ int on_stat_attr(const nlattr *attr, void *data) {
     return MNL_CB_OK;
 }
 
-uint32_t attr_u32(const nlattr *a) { return a != nullptr ? ntohl(mnl_attr_get_u32(a)) : 0; }
+uint32_t attr_u32(const nlattr *a) {
+    return a != nullptr ? ntohl(mnl_attr_get_u32(a)) : 0;
+}
 
 int on_stats_cpu(const nlmsghdr *nlh, void *data) {
     FailureCounters &c = *static_cast<FailureCounters *>(data);
@@ -143,23 +150,25 @@ int on_stats_global(const nlmsghdr *nlh, void *data) {
 
 }  // namespace
 
-bool served(uint16_t node) { return node == dpsim::profile().self; }
+bool served(uint16_t node) {
+    return node == dpsim::profile().self;
+}
 
 uint8_t family_of(uint8_t familyByte) {
     return familyByte == 0 ? AF_UNSPEC : familyByte == kFamilyV4 ? AF_INET : AF_INET6;
 }
 
-bool walk_conntrack(uint8_t family, const std::function<bool(const Session &, const CtExtra &, nf_conntrack *)> &fn) {
+bool walk_conntrack(uint8_t family, const std::function<bool(const Session &, const CtExtra &, const nlmsghdr *)> &fn) {
     NlSocket sock;
     std::string error;
     CtWalk w;
     w.fn = &fn;
-    if (!w.ct || !sock.open(error) || !sock.request(NFNL_SUBSYS_CTNETLINK, IPCTNL_MSG_CT_GET, NLM_F_DUMP, family))
-        return false;
+    if (!sock.open(error) || !sock.request(NFNL_SUBSYS_CTNETLINK, IPCTNL_MSG_CT_GET, NLM_F_DUMP, family)) return false;
     return sock.finish(on_conntrack, &w);
 }
 
-bool walk_expectations(uint8_t family, const std::function<bool(const Relation &, uint32_t, uint32_t, nf_expect *)> &fn) {
+bool walk_expectations(uint8_t family,
+                       const std::function<bool(const Relation &, uint32_t, uint32_t, const nlmsghdr *)> &fn) {
     NlSocket sock;
     std::string error;
     ExpWalk w;
@@ -196,10 +205,13 @@ uint64_t delete_matching(std::span<const uint8_t> tableKey) {
     if (tableKey.size() != 64 || !deleter.open(error)) return 0;
     DeleteBatch batch(deleter);
     const uint8_t family = family_of(tableKey[0]);
-    walk_conntrack(family, [&](const Session &s, const CtExtra &, nf_conntrack *ct) {
+    walk_conntrack(family, [&](const Session &s, const CtExtra &, const nlmsghdr *entry) {
         if (!table_key_matches(tableKey, s.init)) return true;
-        batch.add(NFNL_SUBSYS_CTNETLINK, IPCTNL_MSG_CT_DELETE, nfct_get_attr_u8(ct, ATTR_L3PROTO),
-                  [ct](nlmsghdr *nlh) { nfct_nlmsg_build(nlh, ct); });
+        // Named as the kernel listed it: its original tuple, its zone and
+        // its id (a new entry on the same tuple is not this one).
+        batch.add(NFNL_SUBSYS_CTNETLINK, IPCTNL_MSG_CT_DELETE, family_of_message(entry), [entry](nlmsghdr *nlh) {
+            copy_identity(nlh, entry, {CTA_TUPLE_ORIG, CTA_ZONE, CTA_ID});
+        });
         return true;
     });
     return batch.finish();
@@ -211,9 +223,10 @@ uint64_t delete_expectations(uint8_t familyByte) {
     if (!deleter.open(error)) return 0;
     DeleteBatch batch(deleter);
     const uint8_t family = familyByte == kFamilyV4 ? AF_INET : familyByte == kFamilyV6 ? AF_INET6 : AF_UNSPEC;
-    walk_expectations(family, [&](const Relation &r, uint32_t, uint32_t, nf_expect *exp) {
-        batch.add(NFNL_SUBSYS_CTNETLINK_EXP, IPCTNL_MSG_EXP_DELETE, r.tuple.family == kFamilyV4 ? AF_INET : AF_INET6,
-                  [exp](nlmsghdr *nlh) { nfexp_nlmsg_build(nlh, exp); });
+    walk_expectations(family, [&](const Relation &, uint32_t, uint32_t, const nlmsghdr *listed) {
+        batch.add(NFNL_SUBSYS_CTNETLINK_EXP, IPCTNL_MSG_EXP_DELETE, family_of_message(listed), [listed](nlmsghdr *nlh) {
+            copy_identity(nlh, listed, {CTA_EXPECT_TUPLE, CTA_EXPECT_ZONE, CTA_EXPECT_ID});
+        });
         return true;
     });
     return batch.finish();

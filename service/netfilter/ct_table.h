@@ -10,8 +10,8 @@
 #include <span>
 #include <string>
 
-#include "traffic.h"
 #include "netfilter/ct_entry.h"
+#include "traffic.h"
 
 namespace dpsvc::nf {
 
@@ -21,10 +21,12 @@ bool served(uint16_t node);
 // Walks the table of `family` (AF_UNSPEC: both) in one netlink dump, on
 // the calling thread, calling fn for each entry until it answers false.
 // False when the dump could not be had or ended early on a failure.
-bool walk_conntrack(uint8_t family, const std::function<bool(const Session &, const CtExtra &, nf_conntrack *)> &fn);
+// The entry's message comes along (for deletions that name it).
+bool walk_conntrack(uint8_t family, const std::function<bool(const Session &, const CtExtra &, const nlmsghdr *)> &fn);
 
 // The same for the expectations.
-bool walk_expectations(uint8_t family, const std::function<bool(const Relation &, uint32_t, uint32_t, nf_expect *)> &fn);
+bool walk_expectations(uint8_t family,
+                       const std::function<bool(const Relation &, uint32_t, uint32_t, const nlmsghdr *)> &fn);
 
 // The table's size and maximum (IPCTNL_MSG_CT_GET_STATS).
 bool table_size(uint32_t &entries, uint32_t &maximum);

@@ -164,11 +164,9 @@ std::unique_ptr<DumpCursor> open_stat_nodes(uint16_t node, std::span<const uint8
         }
     }
     if (!nodes.empty()) {
-        walk_conntrack(family == 0 ? AF_INET : AF_INET6, [&](const Session &s, const CtExtra &, nf_conntrack *ct) {
-            if (s.init.protocol == 6) {
-                const uint8_t state = nfct_get_attr_u8(ct, ATTR_TCP_STATE);
-                if (state == kTcpTimeWait || state == kTcpClose) return true;
-            }
+        walk_conntrack(family == 0 ? AF_INET : AF_INET6, [&](const Session &s, const CtExtra &, const nlmsghdr *) {
+            // A TCP entry's state slot is the kernel's state number.
+            if (s.init.protocol == 6 && (s.state == kTcpTimeWait || s.state == kTcpClose)) return true;
             for (const RuleRef &r : rules) {
                 if (!selects(*r.acl, s.init)) continue;
                 const auto it = nodes.find(NodeId{r.policy, r.rule->ruleId, key_of(r.rule->limitData[2], s.init)});

@@ -6,6 +6,8 @@
 // cursor's own thread (PrefetchCursor), converting the kernel's entries
 // into the session records a window ahead of the client's pulls.
 #include <arpa/inet.h>
+#include <linux/netfilter/nfnetlink.h>
+#include <linux/netfilter/nfnetlink_conntrack.h>
 
 #include <algorithm>
 #include <memory>
@@ -28,17 +30,13 @@ struct Producer {
     RecordSink *sink = nullptr;
     std::array<uint8_t, 88> key{};
     bool kernelDetail = false;
-    nf_conntrack *ct = nullptr;
     Session s;
     CtExtra x;
 };
 
 int produce_conntrack(const nlmsghdr *nlh, void *data) {
     auto &p = *static_cast<Producer *>(data);
-    clear_conntrack(p.ct);
-    if (nfct_nlmsg_parse(nlh, p.ct) < 0) return MNL_CB_OK;
-    p.x = CtExtra{};
-    if (!read_conntrack(p.ct, p.s, p.x) || !dump_key_matches(p.key, p.s.init)) return MNL_CB_OK;
+    if (!read_conntrack(nlh, p.s, p.x) || !dump_key_matches(p.key, p.s.init)) return MNL_CB_OK;
     uint8_t *rec = p.sink->acquire();
     if (rec == nullptr) return MNL_CB_STOP;
     if (p.kernelDetail)
@@ -63,14 +61,9 @@ std::unique_ptr<DumpCursor> open_sessions(uint16_t node, std::span<const uint8_t
         return nullptr;
     const uint32_t size = kernelDetail ? kKernelInfoSize : kTableInfoSize;
     return std::make_unique<PrefetchCursor>(size, kWindow, [p](RecordSink &sink) {
-        nf_conntrack *ct = nfct_new();
-        if (ct == nullptr) return;
-        p->ct = ct;
         p->sink = &sink;
         while (p->sock->receive(produce_conntrack, p.get()) == MNL_CB_OK) {
         }
-        nfct_destroy(ct);
-        p->ct = nullptr;
     });
 }
 
@@ -99,7 +92,7 @@ std::unique_ptr<DumpCursor> open_relations(uint16_t node, std::span<const uint8_
     const uint8_t family = k[40] == 0 ? AF_UNSPEC : k[40] == kFamilyV4 ? AF_INET : AF_INET6;
     return std::make_unique<PrefetchCursor>(detail ? kRelationAllSize : kRelationSize, kWindow,
                                             [k, family, detail](RecordSink &sink) {
-        walk_expectations(family, [&](const Relation &r, uint32_t flags, uint32_t klass, nf_expect *) {
+        walk_expectations(family, [&](const Relation &r, uint32_t flags, uint32_t klass, const nlmsghdr *) {
             if (!relation_key_matches(k, r.tuple)) return true;
             uint8_t *rec = sink.acquire();
             if (rec == nullptr) return false;
@@ -127,7 +120,7 @@ std::unique_ptr<DumpCursor> open_stat(uint16_t node, std::span<const uint8_t> ke
     uint32_t live = 0, liveV6 = 0;
     std::array<uint32_t, kProtocolClasses> byProtocol{};
     std::array<std::array<uint32_t, kStateSlots>, kProtocolClasses> byState{};
-    const bool ok = walk_conntrack(AF_UNSPEC, [&](const Session &s, const CtExtra &, nf_conntrack *) {
+    const bool ok = walk_conntrack(AF_UNSPEC, [&](const Session &s, const CtExtra &, const nlmsghdr *) {
         ++live;
         if (s.init.family != kFamilyV4) ++liveV6;
         ++byProtocol[s.protoIndex];

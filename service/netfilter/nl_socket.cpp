@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "nl_socket.h"
 
-#include <libnetfilter_conntrack/libnetfilter_conntrack.h>
+#include <linux/netfilter/nfnetlink.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 

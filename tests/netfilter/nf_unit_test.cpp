@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // The netfilter data plane's conversions and its prefetching cursor,
-// without a kernel: conntrack objects are built with libnetfilter_conntrack
-// (counters and timestamps, which it only parses, are checked by the
-// namespace tests).
+// without a kernel: entries are built with libnetfilter_conntrack and laid
+// out as the kernel's messages (counters and timestamps, which it does not
+// lay out, are checked by the namespace tests).
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <libnetfilter_conntrack/libnetfilter_conntrack.h>
 #include <libnetfilter_conntrack/libnetfilter_conntrack_sctp.h>
 #include <libnetfilter_conntrack/libnetfilter_conntrack_tcp.h>
+#include <libmnl/libmnl.h>
+#include <linux/netfilter/nfnetlink.h>
 
 #include <atomic>
 #include <memory>
@@ -43,10 +45,26 @@ Ct make_ct(uint8_t protocol) {
     return ct;
 }
 
+// The entry as the kernel would list it: libnetfilter_conntrack lays the
+// object out as a netlink message, which the service reads.
+struct Message {
+    alignas(nlmsghdr) uint8_t buf[4096] = {};
+    nlmsghdr *nlh = nullptr;
+};
+Message message_of(const nf_conntrack *ct) {
+    Message m;
+    m.nlh = mnl_nlmsg_put_header(m.buf);
+    m.nlh->nlmsg_type = (NFNL_SUBSYS_CTNETLINK << 8) | IPCTNL_MSG_CT_NEW;
+    auto *nfg = static_cast<nfgenmsg *>(mnl_nlmsg_put_extra_header(m.nlh, sizeof(nfgenmsg)));
+    nfg->nfgen_family = nfct_get_attr_u8(ct, ATTR_ORIG_L3PROTO);
+    nfct_nlmsg_build(m.nlh, ct);
+    return m;
+}
+
 Session read(const nf_conntrack *ct, CtExtra *extra = nullptr) {
     Session s;
     CtExtra x;
-    EXPECT_TRUE(dpsvc::nf::read_conntrack(ct, s, x));
+    EXPECT_TRUE(dpsvc::nf::read_conntrack(message_of(ct).nlh, s, x));
     if (extra != nullptr) *extra = x;
     return s;
 }
@@ -117,21 +135,28 @@ TEST(NetfilterEntry, TimeoutHelperZoneMark) {
     EXPECT_EQ(0, std::memcmp(rec + 4, "\x0a\x00\x00\x01", 4));  // addresses as they travel
     EXPECT_EQ(dpsvc::get16(rec + 36), 1000);
 
-    // What one entry had must not leak into the next parsed into the same
-    // object.
-    dpsvc::nf::clear_conntrack(ct.get());
-    nfct_set_attr_u8(ct.get(), ATTR_TCP_STATE, TCP_CONNTRACK_ESTABLISHED);
-    const Session next = read(ct.get(), &x);
+    // What one entry had must not leak into the next read into the same
+    // records.
+    Ct plain = make_ct(IPPROTO_TCP);
+    nfct_set_attr_u8(plain.get(), ATTR_TCP_STATE, TCP_CONNTRACK_ESTABLISHED);
+    const Session next = read(plain.get(), &x);
     EXPECT_EQ(next.appId, 0u);
     EXPECT_EQ(next.ttl, 0xFFFFFFFFu);
     EXPECT_EQ(x.mark, 0u);
 }
 
-TEST(NetfilterEntry, EntryWithoutTuplesIsSkipped) {
-    Ct ct(nfct_new());
+TEST(NetfilterEntry, EntryWithoutTuplesOrTruncatedIsSkipped) {
     Session s;
     CtExtra x;
-    EXPECT_FALSE(dpsvc::nf::read_conntrack(ct.get(), s, x));
+    Ct empty(nfct_new());
+    nfct_set_attr_u8(empty.get(), ATTR_ORIG_L3PROTO, AF_INET);
+    EXPECT_FALSE(dpsvc::nf::read_conntrack(message_of(empty.get()).nlh, s, x));
+    // A message cut inside its attributes: what is cut off is not read.
+    Message m = message_of(make_ct(IPPROTO_TCP).get());
+    m.nlh->nlmsg_len = mnl_nlmsg_size(sizeof(nfgenmsg)) + 8;
+    EXPECT_FALSE(dpsvc::nf::read_conntrack(m.nlh, s, x));
+    m.nlh->nlmsg_len = 4;
+    EXPECT_FALSE(dpsvc::nf::read_conntrack(m.nlh, s, x));
 }
 
 // --------------------------------------------------------------- cursor --
