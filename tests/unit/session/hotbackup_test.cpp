@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Hot backup: message payloads, the per-peer counters and the display.
+// Hot backup: the debug setting query and the display, which reads the
+// per-peer counters as the kernel keeps them.
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -83,16 +84,6 @@ TEST_F(HotBackupDisplay, OnlyTheAddressedNodeShortRemainPullAndNoNodes) {
     fake::reset();
     EXPECT_EQ(show(6), "");
     EXPECT_EQ(fake::count("DUMP_Request"), 0u);
-}
-
-TEST_F(HotBackupDisplay, PeerCountersAreNotConverted) {
-    fake::script_dump(0x140009, {{0, stat_record(1, 2, 3)}});
-    SESSION_HOTBACKSTAT_S st;
-    EXPECT_EQ(SESSION_GetHotBackStatistics(2, 0x0102, &st), 0u);
-    EXPECT_EQ(st.ulSendOk, 1u);
-    EXPECT_EQ(st.ulSendFail, 2u);
-    EXPECT_EQ(st.ulRecvOk, 3u);
-    EXPECT_EQ(fake::hex(fake::nth("DUMP_Request").bytes), "02 01");
 }
 
 }  // namespace

@@ -197,32 +197,22 @@ TEST_F(SipDisplay, VlanMediaAndScores) {
     }
 }
 
-// The record walk reads the verbose table's items, prints nothing, and
-// hands over entries converted as the display shows them.
-TEST_F(SipDisplay, RecordWalkYieldsConvertedEntries) {
-    SipCall second;
-    second.callId = "call-2";
-    fake::script_dump(
-        kVerbose, {fake::chunk(fake::cat({item(28, sip_verbose(SipCall{})), item(28, sip_verbose(second))})), {0, {}}});
-    std::vector<SQA_SIP_CALLENTRY_VERBOSE_S> seen;
+// The record walk is the verbose display's walk (its entries are the
+// goldens' above): it counts the entries it hands over, prints nothing, and
+// refuses a missing function.
+TEST_F(SipDisplay, RecordWalkCountsTheEntries) {
+    fake::script_dump(kVerbose,
+                      {fake::chunk(fake::cat({item(28, sip_verbose(SipCall{})), item(28, sip_verbose({}))})), {0, {}}});
+    uint32_t seen = 0;
     fake::CaptureStdout capture;
-    const uint32_t n = dpmgmt_walk_sip_calls(
-        4, nullptr,
-        [](const SQA_SIP_CALLENTRY_VERBOSE_S *e, void *ctx) {
-            static_cast<std::vector<SQA_SIP_CALLENTRY_VERBOSE_S> *>(ctx)->push_back(*e);
-        },
-        &seen);
+    EXPECT_EQ(
+        dpmgmt_walk_sip_calls(
+            4, nullptr, [](const SQA_SIP_CALLENTRY_VERBOSE_S *, void *ctx) { ++*static_cast<uint32_t *>(ctx); }, &seen),
+        2u);
     EXPECT_EQ(capture.take(), "");
-    ASSERT_EQ(n, 2u);
-    ASSERT_EQ(seen.size(), 2u);
-    EXPECT_STREQ(seen[0].szCallId, "call-1@example");
-    EXPECT_STREQ(seen[1].szCallId, "call-2");
-    EXPECT_EQ(seen[0].usCallerPort, 5060);
-    EXPECT_EQ(seen[0].ulFwdOctets, 16000u);
-    EXPECT_EQ(seen[0].uiFwdMos, 412u);
-    EXPECT_STREQ(seen[0].szCalleeTag, "tagB");
-    EXPECT_EQ(fake::open_dumps(), 0);
+    EXPECT_EQ(seen, 2u);
     EXPECT_EQ(dpmgmt_walk_sip_calls(4, nullptr, nullptr, nullptr), 0u);
+    EXPECT_EQ(fake::count("DUMP_Request"), 1u);
 }
 
 }  // namespace
