@@ -137,14 +137,10 @@ TEST_F(KernelDetail, OptionalBlocksAndIpv6Direction) {
 Rec relation_detail_rec(uint8_t family) {
     Rec r(208);
     const bool v4 = family == 2;
-    put_tuple(r, 0,
-              Tuple{.family = family,
-                    .flags = uint8_t(v4 ? 0 : 4),
-                    .src = v4 ? Bytes{0, 0, 0, 0} : kIpv6A,
-                    .dst = v4 ? Bytes{10, 0, 0, 1} : kIpv6B,
-                    .sport = 0,
-                    .dport = 21,
-                    .vrf = 3});
+    Tuple t{.family = family, .flags = uint8_t(v4 ? 0 : 4), .sport = 0, .dport = 21, .vrf = 3};
+    t.src = v4 ? Bytes{0, 0, 0, 0} : kIpv6A;
+    t.dst = v4 ? Bytes{10, 0, 0, 1} : kIpv6B;
+    put_tuple(r, 0, t);
     r.be32(48, 10).be32(52, 0x01020304).ip4(60, 10, 0, 0, 2).be16(76, 2121).be16(78, 9).be16(80, 6);
     r.u8(82, 17).u8(83, 5);
     r.be64(104, 0x100).be64(112, 0x200).be32(120, 50).be32(124, 0x30).be32(128, 1).be32(132, 11);

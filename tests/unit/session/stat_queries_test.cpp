@@ -109,15 +109,9 @@ TEST_F(StatQuery, GlobalKernelImageConvertsOnlyItsFields) {
         size_t off, n;
         bool turned;
     };
-    for (const Span &sp : {Span{4, 4, true},
-                           {640, 4, true},
-                           {772, 4, true},
-                           {792, 8, true},
-                           {926, 2, true},
-                           {0, 4, false},
-                           {8, 4, false},
-                           {292, 348, false},
-                           {812, 4, false}}) {
+    const Span spans[] = {{4, 4, true},  {640, 4, true}, {772, 4, true},    {792, 8, true}, {926, 2, true},
+                          {0, 4, false}, {8, 4, false},  {292, 348, false}, {812, 4, false}};
+    for (const Span &sp : spans) {
         Bytes want(img.begin() + sp.off, img.begin() + sp.off + sp.n);
         if (sp.turned) std::reverse(want.begin(), want.end());
         EXPECT_EQ(fake::hex(g.aucData + sp.off, sp.n), fake::hex(want)) << sp.off;
