@@ -14,9 +14,7 @@ namespace {
 
 // Elements carry a rank in their high 32 bits and a tag in the low ones, so
 // that equal ranks stay distinguishable.
-uint64_t el(uint32_t rank, uint32_t tag = 0) {
-    return uint64_t{rank} << 32 | tag;
-}
+uint64_t el(uint32_t rank, uint32_t tag = 0) { return uint64_t{rank} << 32 | tag; }
 
 std::vector<std::pair<uint64_t, uint64_t>> g_compared;
 
@@ -85,7 +83,8 @@ TEST_F(RankingHeap, TiesAndTheOrderOfComparisons) {
     g_compared.clear();
     a = {el(5), el(6), el(2)};
     Session_Statck_Modify(0, by_rank, 3, a.data());
-    EXPECT_EQ(g_compared, (std::vector<std::pair<uint64_t, uint64_t>>{{el(5), el(6)}, {el(5), el(2)}, {el(6), el(2)}}));
+    EXPECT_EQ(g_compared,
+              (std::vector<std::pair<uint64_t, uint64_t>>{{el(5), el(6)}, {el(5), el(2)}, {el(6), el(2)}}));
     EXPECT_EQ(a, (std::vector<uint64_t>{el(2), el(6), el(5)}));
 
     // A lone left child (even count) is taken without a right comparison.

@@ -34,10 +34,8 @@ TEST_F(Vocabulary, EveryNameInItsSlot) {
     size_t named = 0;
     for (uint32_t slot = 0; slot < 80; ++slot) {
         ASSERT_NE(g_apcSessionStatusName[slot], nullptr) << slot;
-        if (g_apcSessionStatusName[slot][0] == '\0')
-            EXPECT_EQ(g_apcSessionStatusName[slot], empty) << slot;
-        else
-            ++named;
+        if (g_apcSessionStatusName[slot][0] == '\0') EXPECT_EQ(g_apcSessionStatusName[slot], empty) << slot;
+        else ++named;
     }
     EXPECT_EQ(named, 33u);
     for (const auto &[slot, name] : slots) {
