@@ -66,8 +66,8 @@ TEST_F(KernelChannel, TableWalkRules) {
     EXPECT_EQ(fake::nth("DUMP_Pull").args[1], 7912u);
 
     // 47: 46 and 1, and no third pull.
-    std::vector<uint8_t> seen =
-        walk({fake::chunk(records(46, 172)), fake::chunk(records(1, 172, 47)), fake::chunk(records(5, 172))}, 172, 46, &n);
+    std::vector<uint8_t> seen = walk(
+        {fake::chunk(records(46, 172)), fake::chunk(records(1, 172, 47)), fake::chunk(records(5, 172))}, 172, 46, &n);
     EXPECT_EQ(n, 47u);
     EXPECT_EQ(fake::count("DUMP_Pull"), 2u);
     ASSERT_EQ(seen.size(), 47u);

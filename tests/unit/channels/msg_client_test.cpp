@@ -41,7 +41,8 @@ TEST_F(MsgClient, ReplyValidation) {
     };
     const Case cases[] = {
         {"empty payload with a correct length", fake::cat({fake::be32(49), fake::be32(8)}), DPMGMT_OK, "aa aa aa aa"},
-        {"length 12 on 11 bytes", fake::cat({fake::be32(49), fake::be32(12), {0, 0, 7}}), DPMGMT_ERR_FAILED, "aa aa aa aa"},
+        {"length 12 on 11 bytes", fake::cat({fake::be32(49), fake::be32(12), {0, 0, 7}}), DPMGMT_ERR_FAILED,
+         "aa aa aa aa"},
         {"error reply", kErrorReply, DPMGMT_ERR_FAILED, "aa aa aa aa"},
         {"payload longer than the maximum", fake::datagram(49, fake::be64(5)), DPMGMT_ERR_FAILED, "aa aa aa aa"},
         {"another type than the request's", fake::datagram(7, fake::be32(0x2A)), DPMGMT_OK, "00 00 00 2a"},
@@ -120,22 +121,6 @@ TEST_F(MsgClient, ErrorReplyBuilderAndGeneralCheck) {
     }
 }
 
-TEST_F(MsgClient, PatientReceiveShowsProgressWhileTheServiceWorks) {
-    for (int i = 0; i < 3; ++i) fake::fail_recv(EAGAIN);
-    fake::fail_recv(EINTR);  // a signal waits again too
-    fake::reply(20, fake::be32(0));
-    fake::CaptureStdout out;
-    uint8_t key[68] = {};
-    uint8_t res[4] = {};
-    EXPECT_EQ(SESSION_MSG_SendRecvMsg_DontWait(3184, 20, sizeof key, key, 4, res), DPMGMT_OK);
-    EXPECT_EQ(out.take(), "Resetting session....Done.\r\n");
-    // Level 1, option 0x1006, one second and no microseconds.
-    const fake::Call &opt = fake::nth("SOCK_SetSockOpt");
-    EXPECT_EQ(opt.args[1], 1u);
-    EXPECT_EQ(opt.args[2], 0x1006u);
-    EXPECT_EQ(fake::hex(opt.bytes), "01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
-}
-
 TEST_F(MsgClient, PatientReceiveEndings) {
     struct Case {
         const char *what;
@@ -147,12 +132,12 @@ TEST_F(MsgClient, PatientReceiveEndings) {
     };
     const fake::Recv again{-1, EAGAIN, {}};
     const fake::Recv ok{1, 0, fake::datagram(20, fake::be32(0))};
+    const char *const one = "Resetting session.Done.\r\n", *const four = "Resetting session....Done.\r\n";
     const Case cases[] = {
         {"answered at once: quiet", {ok}, false, DPMGMT_OK, "", 1},
-        {"a hard error after a wait closes the line", {again, {-1, ECONNRESET, {}}}, false, DPMGMT_ERR_FAILED,
-         "Resetting session.Done.\r\n", 2},
-        {"an error reply after a wait", {again, {1, 0, kErrorReply}}, false, DPMGMT_ERR_FAILED,
-         "Resetting session.Done.\r\n", 2},
+        {"a dot a wait; a signal waits again", {again, again, again, {-1, EINTR, {}}, ok}, false, DPMGMT_OK, four, 5},
+        {"a hard error after a wait closes the line", {again, {-1, ECONNRESET, {}}}, false, DPMGMT_ERR_FAILED, one, 2},
+        {"an error reply after a wait", {again, {1, 0, kErrorReply}}, false, DPMGMT_ERR_FAILED, one, 2},
         {"an empty datagram is not waited past", {{0, 0, {}}, ok}, false, DPMGMT_ERR_FAILED, "", 1},
         {"a hard error first: no progress started", {{-1, EBADF, {}}}, false, DPMGMT_ERR_FAILED, "", 1},
         {"the time-out cannot be set", {ok}, true, DPMGMT_ERR_FAILED, "", 0},
@@ -169,6 +154,10 @@ TEST_F(MsgClient, PatientReceiveEndings) {
         EXPECT_EQ(fake::count("SOCK_Recv"), c.recvCalls);
         EXPECT_EQ(fake::hex(res, 4), c.expect == DPMGMT_OK ? "00 00 00 00" : "09 09 09 09");
         EXPECT_EQ(fake::socket_log().closed, 1);
+        // Level 1, option 0x1006: one second and no microseconds.
+        const fake::Call &opt = fake::nth("SOCK_SetSockOpt");
+        EXPECT_EQ((std::vector<uint64_t>{opt.args[1], opt.args[2]}), (std::vector<uint64_t>{1, 0x1006}));
+        EXPECT_EQ(fake::hex(opt.bytes), "01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
     }
 }
 

@@ -16,7 +16,9 @@ namespace {
 
 using SessionCommands = FakePlatformTest;
 
-void reply(const Bytes &payload) { fake::reply(0, payload); }
+void reply(const Bytes &payload) {
+    fake::reply(0, payload);
+}
 
 // Records are filled from host values.
 const SESSION_AGING_S kAging = {3, 600};
@@ -74,7 +76,8 @@ TEST_F(SessionCommands, EverySetAndResetSendsItsPayloadAndReturnsTheResult) {
          "00 00 00 3c 00 00 00 10 00 01 00 00 02 03 04 05"},
         {"reset event statistics", [] { return SESSION_IPC_ResetEventStatistics(1, 2); },
          "00 00 00 3d 00 00 00 10 00 00 00 01 00 02 00 00"},
-        {"traffic log time", [] { return SESSION_IPC_SetTrafficLogTime(&kTime); }, "00 00 00 3e 00 00 00 0c 00 00 0e 10"},
+        {"traffic log time", [] { return SESSION_IPC_SetTrafficLogTime(&kTime); },
+         "00 00 00 3e 00 00 00 0c 00 00 0e 10"},
         {"traffic log flow", [] { return SESSION_IPC_SetTrafficLogFlow(&kFlow); },
          "00 00 00 40 00 00 00 10 00 00 00 01 01 02 03 04"},
         {"traffic log begin", [] { return SESSION_IPC_SetTrafficLogBegin(3); }, "00 00 00 44 00 00 00 0a 00 03"},
@@ -84,6 +87,9 @@ TEST_F(SessionCommands, EverySetAndResetSendsItsPayloadAndReturnsTheResult) {
         {"num log", [] { return SESSION_IPC_SetNumLog(&kNum); }, "00 00 00 4b 00 00 00 0a 01 02"},
         {"reset fdb statistics", [] { return SESSION_IPC_ResetFdbStatistics(0x0A0B, 0x0C); },
          "00 00 00 57 00 00 00 10 0a 0b 00 00 00 00 00 0c"},
+        {"hot backup debug", [] { return HOTBACKUP_Ipc_SetDebug(0x01020304, 0x0506); },
+         "00 00 00 2d 00 00 00 10 01 02 03 04 05 06 00 00"},
+        {"hot backup reset", [] { return HOTBACKUP_Ipc_ResetStatistics(0x0708); }, "00 00 00 2e 00 00 00 0a 07 08"},
     };
     const SESSION_TRAFFICLOG_BILL_S billBefore = theBill;
     for (const Case &c : cases) {
@@ -96,16 +102,11 @@ TEST_F(SessionCommands, EverySetAndResetSendsItsPayloadAndReturnsTheResult) {
     }
     // The caller's record is converted in a copy.
     EXPECT_EQ(std::memcmp(&theBill, &billBefore, sizeof(theBill)), 0);
-}
 
-TEST_F(SessionCommands, ResultWordOfAShortOrFailedReply) {
-    reply({0x12, 0x34});  // the missing bytes of the word read 0
-    reply({});
-    fake::sockets().receives.push_back({1, 0, fake::cat({fake::be32(0xFFFFFFFF), fake::be32(8)})});
+    // The missing bytes of a short result word read 0.
+    fake::reset();
+    reply({0x12, 0x34});
     EXPECT_EQ(SESSION_IPC_SetStatEnable(1), 0x12340000u);
-    EXPECT_EQ(SESSION_IPC_SetStatEnable(1), 0u);
-    EXPECT_EQ(SESSION_IPC_SetStatEnable(1), 0x40010001u);
-    EXPECT_EQ(SESSION_IPC_SetMaximum(2, 1), 0x40010001u);  // nobody answers
 }
 
 TEST_F(SessionCommands, NullRecordsSendNothing) {
@@ -142,28 +143,33 @@ protected:
     }
 };
 
-TEST_F(SessionReset, PatientResetShowsProgressAndSendsTheConvertedKey) {
-    const SESSION_TABLEKEY_S k = key();
-    const SESSION_TABLEKEY_S before = k;
-    fake::fail_recv(EAGAIN);
-    fake::fail_recv(EAGAIN);
-    reply(fake::be32(0));
-    fake::CaptureStdout out;
-    EXPECT_EQ(SESSION_ResetSession(0x0102, &k), 0u);
-    EXPECT_EQ(out.take(), "Resetting session..Done.\r\n");
-    EXPECT_EQ(fake::sent(), "00 00 00 14 00 00 00 4c 01 02 00 00 " + kKeyWire);
-    EXPECT_EQ(std::memcmp(&k, &before, sizeof(k)), 0);
-    EXPECT_EQ(fake::count("SOCK_SetSockOpt"), 1u);  // the patient receive
-}
-
-TEST_F(SessionReset, McfsResetUsesItsOwnTypeAndReturnsTheVerdict) {
-    const SESSION_TABLEKEY_S k = key();
-    reply(fake::be32(0x40010005));
-    fake::CaptureStdout out;
-    EXPECT_EQ(SESSION_ResetMcfsSession(0, &k), 0x40010005u);
-    EXPECT_EQ(out.take(), "");  // answered at once: no progress
-    EXPECT_EQ(fake::sent(), "00 00 00 3a 00 00 00 4c 00 00 00 00 " + kKeyWire);
-    EXPECT_EQ(fake::count("SOCK_SetSockOpt"), 1u);
+// Both resets send the converted key through the patient receive, which
+// shows progress only while the service works.
+TEST_F(SessionReset, PatientResetsSendTheConvertedKey) {
+    struct Case {
+        uint32_t (*reset)(uint16_t, const SESSION_TABLEKEY_S *);
+        int waits;
+        uint32_t verdict;
+        const char *shown, *head;
+    };
+    const Case cases[] = {
+        {SESSION_ResetSession, 2, 0, "Resetting session..Done.\r\n", "00 00 00 14 00 00 00 4c 01 02 00 00 "},
+        {SESSION_ResetMcfsSession, 0, 0x40010005, "", "00 00 00 3a 00 00 00 4c 01 02 00 00 "},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.head);
+        fake::reset();
+        const SESSION_TABLEKEY_S k = key();
+        const SESSION_TABLEKEY_S before = k;
+        for (int i = 0; i < c.waits; ++i) fake::fail_recv(EAGAIN);
+        reply(fake::be32(c.verdict));
+        fake::CaptureStdout out;
+        EXPECT_EQ(c.reset(0x0102, &k), c.verdict);
+        EXPECT_EQ(out.take(), c.shown);
+        EXPECT_EQ(fake::sent(), c.head + kKeyWire);
+        EXPECT_EQ(std::memcmp(&k, &before, sizeof(k)), 0);
+        EXPECT_EQ(fake::count("SOCK_SetSockOpt"), 1u);  // the patient receive
+    }
 }
 
 }  // namespace

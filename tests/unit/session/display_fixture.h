@@ -59,8 +59,12 @@ inline Tuple reversed(Tuple t) {
 }
 
 // Left-aligned in w columns, as %-<w> prints it; right-aligned.
-inline std::string col(const std::string &v, size_t w) { return v.size() >= w ? v : v + std::string(w - v.size(), ' '); }
-inline std::string rcol(const std::string &v, size_t w) { return v.size() >= w ? v : std::string(w - v.size(), ' ') + v; }
+inline std::string col(const std::string &v, size_t w) {
+    return v.size() >= w ? v : v + std::string(w - v.size(), ' ');
+}
+inline std::string rcol(const std::string &v, size_t w) {
+    return v.size() >= w ? v : std::string(w - v.size(), ' ') + v;
+}
 
 // What f prints; its result (if any) goes to *rc.
 template <class F>
@@ -83,7 +87,9 @@ inline std::string direction(const std::string &src, const std::string &dst, con
            (peer ? "  DS-Lite tunnel peer: " + std::string(peer) + "\r\n" : "") +
            "  VPN instance/VLAN ID/VLL ID: " + vpn + "\r\n  Protocol: " + protocol + "\r\n";
 }
-inline std::string inbound(const std::string &name) { return "  Inbound interface: " + name + "\r\n"; }
+inline std::string inbound(const std::string &name) {
+    return "  Inbound interface: " + name + "\r\n";
+}
 inline std::string flow(const char *way, const std::string &packets, const std::string &bytes) {
     return std::string(way) + ":   " + rcol(packets, 10) + " packets " + rcol(bytes, 10) + " bytes\r\n";
 }
@@ -148,21 +154,6 @@ protected:
         };
     }
 };
-
-// Replaces the name hooks with ones that fail every lookup and log, in
-// call order, "<kind> <id> <what the buffer held when handed over>".
-inline void log_failing_lookups(std::vector<std::string> &log) {
-    auto note = [&log](const char *kind, uint32_t id, const char *buf) {
-        log.push_back(std::string(kind) + " " + std::to_string(id) + " " + buf);
-        return 1u;
-    };
-    fake::hooks().APR_GetProtoNameByID = [note](uint32_t p, char *out) { return note("proto", p, out); };
-    fake::hooks().APR_GetAppNameByID = [note](uint32_t a, char *out) { return note("app", a, out); };
-    fake::hooks().IF_GetDataByIfIndex = [note](uint32_t i, uint32_t item, void *out) {
-        return item == 10 ? note("if", i, static_cast<char *>(out)) : 1u;
-    };
-    fake::hooks().L3VPN_GetNameByVrfIndex = [note](uint32_t v, uint32_t, char *out) { return note("vpn", v, out); };
-}
 
 }  // namespace sdtest
 

@@ -136,9 +136,9 @@ TEST_F(History, TopStatisticsSkipUnopenedNodesWithoutAGap) {
 
     // Every request goes out before the first pull; node 1 ends before
     // node 3 is pulled.
-    EXPECT_EQ(fake::call_names("DUMP_"), (std::vector<std::string>{"DUMP_Request", "DUMP_Request", "DUMP_Request",
-                                                                   "DUMP_Pull", "DUMP_Pull", "DUMP_Terminate",
-                                                                   "DUMP_Pull", "DUMP_Terminate"}));
+    EXPECT_EQ(fake::call_names("DUMP_"),
+              (std::vector<std::string>{"DUMP_Request", "DUMP_Request", "DUMP_Request", "DUMP_Pull", "DUMP_Pull",
+                                        "DUMP_Terminate", "DUMP_Pull", "DUMP_Terminate"}));
     EXPECT_EQ(fake::hex(fake::nth("DUMP_Request").bytes), "00 00 04 00 00 00 00 18");
     EXPECT_EQ(fake::nth("DUMP_Request", 2).args, (std::vector<uint64_t>{3, 0x14001a, 8}));
     EXPECT_EQ((std::vector<uint64_t>{fake::nth("DUMP_Pull", 0).args[1], fake::nth("DUMP_Pull", 1).args[1],

@@ -13,8 +13,9 @@ namespace {
 Rec kernel_rec() {
     Rec r(432);
     put_tuple(r, 0, Tuple{});
-    put_tuple(r, 48, Tuple{.flags = 2, .src = {10, 0, 0, 1}, .dst = {192, 168, 1, 10}, .sport = 80, .dport = 40000,
-                           .vrf = 100});
+    put_tuple(
+        r, 48,
+        Tuple{.flags = 2, .src = {10, 0, 0, 1}, .dst = {192, 168, 1, 10}, .sport = 80, .dport = 40000, .vrf = 100});
     r.raw(96, kIpv6B);
     r.be32(128, 12).be32(132, 10).be32(136, 3400).be32(140, 15000).be32(144, 10).be32(148, 11);
     r.be32(152, 1700000000).be32(156, 0xFFFFFFFF).be32(160, 5).be16(164, 0x1111).be16(166, 0x2222);
@@ -121,13 +122,13 @@ TEST_F(KernelDetail, OptionalBlocksAndIpv6Direction) {
     EXPECT_NE(out.find("\r\n\r\nSESSION_KLOG_EXTINFO_S:\r\n"), std::string::npos);
     EXPECT_NE(out.find("Module Flag       :0x2\r\n"), std::string::npos);
     // IPv6: no DS-Lite text, the VPN line follows the addresses directly.
-    EXPECT_EQ(out.find("Initiator:\r\nSrcAddr        :" + col("2001:db8::1", 20) +
-                       "  SrcPort        :" + col("40000", 20) +
-                       "\r\nDstAddr        :" + col("2001:db8::2", 20) + "  DstPort        :" + col("80", 20) +
-                       "\r\nVPN ID         :-/-/33\r\n"
-                       "Protocol       :TCP(6)  Inbound interface    :GigabitEthernet1/0/1"
-                       "\r\nResponder:\r\n"),
-              0u)
+    EXPECT_EQ(
+        out.find("Initiator:\r\nSrcAddr        :" + col("2001:db8::1", 20) + "  SrcPort        :" + col("40000", 20) +
+                 "\r\nDstAddr        :" + col("2001:db8::2", 20) + "  DstPort        :" + col("80", 20) +
+                 "\r\nVPN ID         :-/-/33\r\n"
+                 "Protocol       :TCP(6)  Inbound interface    :GigabitEthernet1/0/1"
+                 "\r\nResponder:\r\n"),
+        0u)
         << out;
     EXPECT_NE(out.find("Start time: 2023-11-14 22:13:20    TTL: 60s\r\n"), std::string::npos);
     EXPECT_TRUE(out.size() >= 4 && out.compare(out.size() - 4, 4, "\r\n\r\n") == 0);
@@ -136,8 +137,10 @@ TEST_F(KernelDetail, OptionalBlocksAndIpv6Direction) {
 Rec relation_detail_rec(uint8_t family) {
     Rec r(208);
     const bool v4 = family == 2;
-    put_tuple(r, 0, Tuple{.family = family, .flags = uint8_t(v4 ? 0 : 4), .src = v4 ? Bytes{0, 0, 0, 0} : kIpv6A,
-                          .dst = v4 ? Bytes{10, 0, 0, 1} : kIpv6B, .sport = 0, .dport = 21, .vrf = 3});
+    Tuple t{.family = family, .flags = uint8_t(v4 ? 0 : 4), .sport = 0, .dport = 21, .vrf = 3};
+    t.src = v4 ? Bytes{0, 0, 0, 0} : kIpv6A;
+    t.dst = v4 ? Bytes{10, 0, 0, 1} : kIpv6B;
+    put_tuple(r, 0, t);
     r.be32(48, 10).be32(52, 0x01020304).ip4(60, 10, 0, 0, 2).be16(76, 2121).be16(78, 9).be16(80, 6);
     r.u8(82, 17).u8(83, 5);
     r.be64(104, 0x100).be64(112, 0x200).be32(120, 50).be32(124, 0x30).be32(128, 1).be32(132, 11);
@@ -158,12 +161,24 @@ TEST_F(KernelDetail, RelationDetailIpv4AndIpv6Endings) {
     uint32_t n = 0;
     const std::string common =
         "  Receive interface: GE1/0/2\r\n"
-        "  Tuple mask:        " + col("7", 20) + "    Tuple LockIndex: 4\r\n"
-        "  Local LockIndex:   " + col("5", 20) + "    uiRelationFlag:  0x30\r\n"
-        "  Expect ChildDir:   " + col("1", 20) + "    Class:           3\r\n"
-        "  BakupFlag:         " + col("0x6", 20) + "    AgingType:       2\r\n"
-        "  bCareParentFlag:   " + col("1", 20) + "    uiUpdateTime:    50\r\n"
-        "  pstParent:         " + col("0x100", 20) + "    pstSelfRelation: 0x200\r\n"
+        "  Tuple mask:        " +
+        col("7", 20) +
+        "    Tuple LockIndex: 4\r\n"
+        "  Local LockIndex:   " +
+        col("5", 20) +
+        "    uiRelationFlag:  0x30\r\n"
+        "  Expect ChildDir:   " +
+        col("1", 20) +
+        "    Class:           3\r\n"
+        "  BakupFlag:         " +
+        col("0x6", 20) +
+        "    AgingType:       2\r\n"
+        "  bCareParentFlag:   " +
+        col("1", 20) +
+        "    uiUpdateTime:    50\r\n"
+        "  pstParent:         " +
+        col("0x100", 20) +
+        "    pstSelfRelation: 0x200\r\n"
         "  AttachData:\r\n"
         "    AlgLoad interface: GigabitEthernet1/0/1\r\n"
         "    Ext Destination IP/port: 10.0.0.2/2121\r\n"

@@ -1,27 +1,35 @@
 // SPDX-License-Identifier: Apache-2.0
-// Call-table items as the kernel delivers them, for the display tests and
-// the fuzz target.
+// Call-table items as the kernel delivers them, for the display tests.
 #ifndef TESTS_UNIT_SQA_CALL_BUILDERS_H
 #define TESTS_UNIT_SQA_CALL_BUILDERS_H
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
 
-#include "fake/fake_platform.h"
+#include "unit/sqa/sqa_fixture.h"
 
 namespace sqatest {
 
 using fake::Bytes;
 
-inline void put(Bytes &b, size_t off, const Bytes &v) { std::memcpy(b.data() + off, v.data(), v.size()); }
-inline void put_text(Bytes &b, size_t off, const std::string &s) { std::memcpy(b.data() + off, s.data(), s.size()); }
-inline Bytes le32(uint32_t v) {
-    return {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v >> 16),
-            static_cast<uint8_t>(v >> 24)};
+inline void put(Bytes &b, size_t off, const Bytes &v) {
+    std::memcpy(b.data() + off, v.data(), v.size());
+}
+inline void put_text(Bytes &b, size_t off, const std::string &s) {
+    std::memcpy(b.data() + off, s.data(), s.size());
+}
+// Text in a field of `size` bytes, NUL-padded.
+inline Bytes text(const std::string &s, size_t size) {
+    Bytes b(size, 0);
+    std::memcpy(b.data(), s.data(), std::min(s.size(), size));
+    return b;
 }
 
-inline std::string pad(const std::string &s, size_t width) { return s + std::string(width - s.size(), ' '); }
+inline std::string pad(const std::string &s, size_t width) {
+    return s + std::string(width - s.size(), ' ');
+}
 
 // The two lines of eight driver-context words, first + i * step.
 inline std::string ctx_line(const char *name, uint32_t first, uint32_t step) {
@@ -40,9 +48,9 @@ inline Bytes item(uint16_t type, const Bytes &value) {
 }
 
 struct Endpoint {
-    Bytes ip;        // 4 bytes, network order
+    Bytes ip;  // 4 bytes, network order
     uint16_t port;
-    Bytes mac;       // 6 bytes
+    Bytes mac;  // 6 bytes
 };
 
 // Brief entry (SIP and H.323), 84 bytes.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// SQA commands: the exact datagrams sent, the result word, and get
-// commands that replace the caller's record only on success.
+// SQA commands: the exact datagrams sent, the result word, and how the get
+// commands convert the reply.  (Every failed exchange is the hostile-peer
+// tests' business.)
 #include <functional>
 
 #include "sqa_fixture.h"
@@ -55,14 +56,6 @@ TEST_F(SqaCommands, SetCommandsSendTheirPayloads) {
         EXPECT_EQ(c.call(), 0x40010123u);  // the service's verdict, in host order
         EXPECT_EQ(sent(), c.datagram);
         EXPECT_EQ(fake::nth("SOCK_Recv").args[1], 12u);  // room for a 4-byte result
-
-        fake::reset();
-        reply({});  // a reply without a result word reads as 0
-        EXPECT_EQ(c.call(), 0u);
-
-        fake::reset();  // no reply at all
-        EXPECT_EQ(c.call(), DPMGMT_ERR_FAILED);
-        EXPECT_EQ(fake::socket_log().opened, fake::socket_log().closed);
     }
     EXPECT_EQ(SQA_IPC_SetRemark(nullptr), DPMGMT_ERR_FAILED);
 }
@@ -108,27 +101,6 @@ TEST_F(SqaCommands, FilterQueryConvertsEveryWord) {
     reply(fake::be32(0));
     EXPECT_EQ(SQA_IPC_GetFilterAddress(&q), 0u);
     EXPECT_EQ(fake::hex(&q, sizeof q), fake::hex(Bytes(sizeof q, 0)));
-}
-
-TEST_F(SqaCommands, FailedGetsLeaveTheRecordAsItWas) {
-    SQA_REMARK_S r{0x01020304, 5, 7, 8};
-    SQA_SWITCH_QUERY_S s{1, 2, {3, 4}};
-    SQA_FILTER_QUERY_S f{1, 2, 3, 4, {5, 6}};
-    const SQA_REMARK_S r0 = r;
-    const SQA_SWITCH_QUERY_S s0 = s;
-    const SQA_FILTER_QUERY_S f0 = f;
-
-    fake::sockets().receives.push_back({1, 0, fake::datagram(0xFFFFFFFF, {})});  // error reply
-    EXPECT_EQ(SQA_IPC_GetRemark(&r), DPMGMT_ERR_FAILED);
-    // A payload longer than the record is cut and no longer matches its header.
-    reply(Bytes(9, 0xEE));
-    EXPECT_EQ(SQA_IPC_GetSqaEnable(&s), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(SQA_IPC_GetListeningPort(&s), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(SQA_IPC_GetFilterAddress(&f), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(std::memcmp(&r, &r0, sizeof r), 0);
-    EXPECT_EQ(std::memcmp(&s, &s0, sizeof s), 0);
-    EXPECT_EQ(std::memcmp(&f, &f0, sizeof f), 0);
-
     EXPECT_EQ(SQA_IPC_GetRemark(nullptr), DPMGMT_ERR_FAILED);
     EXPECT_EQ(SQA_IPC_GetFilterAddress(nullptr), DPMGMT_ERR_FAILED);
 }

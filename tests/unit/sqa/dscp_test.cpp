@@ -7,17 +7,25 @@ namespace {
 
 class SqaDscp : public SqaTest {};
 
-TEST_F(SqaDscp, CheckAcceptsExactlyOneKeyword) {
-    EXPECT_EQ(SQA_CLI_CheckDscp("EF"), 0u);
-    EXPECT_EQ(SQA_CLI_CheckDscp("d"), 0u);
-    EXPECT_EQ(SQA_CLI_CheckDscp("DeFaUlT"), 0u);
-    EXPECT_EQ(SQA_CLI_CheckDscp("cs7"), 0u);
-    EXPECT_EQ(SQA_CLI_CheckDscp("af1"), DPMGMT_ERR_FAILED);  // three rows
-    EXPECT_EQ(SQA_CLI_CheckDscp(""), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(SQA_CLI_CheckDscp("46"), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(SQA_CLI_CheckDscp("defaultx"), DPMGMT_ERR_FAILED);  // 8 characters
-    EXPECT_EQ(SQA_CLI_CheckDscp("efx"), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(SQA_CLI_CheckDscp(nullptr), DPMGMT_ERR_FAILED);
+// A keyword is accepted when exactly one row begins with it; the value is
+// the first row's that does (65535: none).
+TEST_F(SqaDscp, KeywordsByLeadingPart) {
+    struct Case {
+        const char *text;
+        uint32_t check, value;
+    };
+    const uint32_t kBad = DPMGMT_ERR_FAILED;
+    const Case cases[] = {
+        {"EF", 0, 46},      {"d", 0, 0},           {"DeFaUlT", 0, 0},         {"cs7", 0, 56},
+        {"AF41", 0, 34},    {"af1", kBad, 10},     {"af", kBad, 10},          {"c", kBad, 8},
+        {"", kBad, 0},      {"46", kBad, 65535},   {"defaultx", kBad, 65535}, {"efx", kBad, 65535},
+        {"x", kBad, 65535}, {"cs77", kBad, 65535},
+    };
+    for (const Case &c : cases) {
+        EXPECT_EQ(SQA_CLI_CheckDscp(c.text), c.check) << c.text;
+        EXPECT_EQ(SQA_CLI_DscpStr2Value(c.text), c.value) << c.text;
+    }
+    EXPECT_EQ(SQA_CLI_CheckDscp(nullptr), kBad);
 }
 
 TEST_F(SqaDscp, LongTextIsRefusedWithoutReadingItAll) {
@@ -28,16 +36,6 @@ TEST_F(SqaDscp, LongTextIsRefusedWithoutReadingItAll) {
     std::memset(buf + 8, 'y', 7);
     buf[15] = '\0';
     EXPECT_EQ(SQA_CLI_CheckDscp(buf), DPMGMT_ERR_FAILED);
-}
-
-TEST_F(SqaDscp, StringToValueTakesTheFirstMatch) {
-    EXPECT_EQ(SQA_CLI_DscpStr2Value("AF41"), 34u);
-    EXPECT_EQ(SQA_CLI_DscpStr2Value("af"), 10u);
-    EXPECT_EQ(SQA_CLI_DscpStr2Value("c"), 8u);
-    EXPECT_EQ(SQA_CLI_DscpStr2Value(""), 0u);
-    EXPECT_EQ(SQA_CLI_DscpStr2Value("ef"), 46u);
-    EXPECT_EQ(SQA_CLI_DscpStr2Value("x"), 65535u);
-    EXPECT_EQ(SQA_CLI_DscpStr2Value("cs77"), 65535u);
 }
 
 TEST_F(SqaDscp, ValueToString) {
@@ -60,8 +58,8 @@ TEST_F(SqaDscp, HelpLines) {
     std::vector<std::string> keywords;
     for (const fake::Call &c : fake::calls())
         if (c.name == "CLI_NewHelpInfo") keywords.push_back(c.text);
-    EXPECT_EQ(keywords, (std::vector<std::string>{"af11", "af12", "af13", "af21", "af22", "af23", "af31", "af32", "af33",
-                                                  "af41", "af42", "af43"}));
+    EXPECT_EQ(keywords, (std::vector<std::string>{"af11", "af12", "af13", "af21", "af22", "af23", "af31", "af32",
+                                                  "af33", "af41", "af42", "af43"}));
     EXPECT_EQ(fake::nth("RC_LoadString").args[0], 0x6750075u);
 
     fake::reset();

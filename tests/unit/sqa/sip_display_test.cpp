@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // SIP call displays: golden output of the brief table and the verbose
-// blocks, and how chunks and items end a walk.
+// blocks, the rules both call displays share (VLAN, MOS), and how chunks
+// and items end the one walk of every call table.
 #include "call_builders.h"
-#include "sqa_fixture.h"
-
 #include "dpmgmt/records.h"
+#include "sqa_fixture.h"
 
 using fake::Bytes;
 using namespace sqatest;
@@ -42,26 +42,40 @@ protected:
                              const std::string &mos = "MOS(F): 4.12    MOS(R): 3.50") {
         return "Call ID: call-1@example\n"
                "  Caller information:\n"
-               "    IP: " + pad("10.1.1.1", 19) + "Port: " + pad("5060", 9) + "MAC: 0a1b-2c3d-4e5f\n"
+               "    IP: " +
+               pad("10.1.1.1", 19) + "Port: " + pad("5060", 9) +
+               "MAC: 0a1b-2c3d-4e5f\n"
                "    Tag: tagA\n"
                "  Callee information:\n"
-               "    IP: " + pad("10.1.1.2", 19) + "Port: " + pad("5062", 9) + "MAC: 0011-2233-4455\n"
+               "    IP: " +
+               pad("10.1.1.2", 19) + "Port: " + pad("5062", 9) +
+               "MAC: 0011-2233-4455\n"
                "    Tag: tagB\n"
-               "  Type: " + typeVlan + "StartTime: 2024-03-05 07:08:09\n"
-               "  " + mos + "\n"
-               "  Forward flow (octets): " + pad("16000", 18) + "Forward flow (packets): 100\n"
-               "  Reverse flow (octets): " + pad("14400", 18) + "Reverse flow (packets): 90\n";
+               "  Type: " +
+               typeVlan +
+               "StartTime: 2024-03-05 07:08:09\n"
+               "  " +
+               mos +
+               "\n"
+               "  Forward flow (octets): " +
+               pad("16000", 18) +
+               "Forward flow (packets): 100\n"
+               "  Reverse flow (octets): " +
+               pad("14400", 18) + "Reverse flow (packets): 90\n";
     }
 };
 
 TEST_F(SipDisplay, BriefTableColumns) {
-    fake::script_dump(kBrief, {fake::chunk(fake::cat({item(27, entry("a@x", 1, 5060)), item(27, entry("b@x", 2, 65535))})),
-                               fake::chunk(item(27, entry("c@x", 3, 1))), {0, {}}});
+    fake::script_dump(kBrief,
+                      {fake::chunk(fake::cat({item(27, entry("a@x", 1, 5060)), item(27, entry("b@x", 2, 65535))})),
+                       fake::chunk(item(27, entry("c@x", 3, 1))),
+                       {0, {}}});
     uint32_t rc = 1;
     const std::string out = brief(&rc);
     EXPECT_EQ(rc, 0u);
     EXPECT_EQ(out, kHeader + brief_line("10.1.1.1:5060", "10.9.9.1:5062", "a@x") +
-                       brief_line("10.1.1.2:65535", "10.9.9.2:1", "b@x") + brief_line("10.1.1.3:1", "10.9.9.3:3", "c@x"));
+                       brief_line("10.1.1.2:65535", "10.9.9.2:1", "b@x") +
+                       brief_line("10.1.1.3:1", "10.9.9.3:3", "c@x"));
     const fake::Call &req = fake::nth("DUMP_Request");
     EXPECT_EQ(req.args, (std::vector<uint64_t>{4, kBrief, 0}));
     EXPECT_TRUE(req.bytes.empty());
@@ -92,24 +106,33 @@ TEST_F(SipDisplay, ItemsAndChunksEndingTheWalk) {
     // again; the next chunk starts from a cleared entry.
     const Bytes full = entry("short", 7, 0);
     const Bytes shortValue(full.begin(), full.begin() + 72);
-    struct Case { const char *what; std::vector<fake::Pull> pulls; std::string lines; size_t pulled; };
+    struct Case {
+        const char *what;
+        std::vector<fake::Pull> pulls;
+        std::string lines;
+        size_t pulled;
+    };
     const Case cases[] = {
         {"another item type ends the table",
          {fake::chunk(fake::cat({item(27, entry("a", 1, 1)), item(28, entry("b", 2, 2)), item(27, entry("c", 3, 3))})),
           fake::chunk(item(27, entry("d", 4, 4)))},
-         brief_line("10.1.1.1:1", "10.9.9.1:3", "a"), 1},
+         brief_line("10.1.1.1:1", "10.9.9.1:3", "a"),
+         1},
         {"an item running past its chunk ends only the chunk",
          {fake::chunk(fake::cat({item(27, entry("a", 1, 1)), cut})), fake::chunk(item(27, entry("d", 4, 4))), {0, {}}},
-         brief_line("10.1.1.1:1", "10.9.9.1:3", "a") + brief_line("10.1.1.4:4", "10.9.9.4:6", "d"), 3},
+         brief_line("10.1.1.1:1", "10.9.9.1:3", "a") + brief_line("10.1.1.4:4", "10.9.9.4:6", "d"),
+         3},
         {"a short value keeps the previous entry within a chunk",
-         {fake::chunk(fake::cat({item(27, entry("a", 1, 5060)), item(27, shortValue)})), fake::chunk(item(27, shortValue)),
+         {fake::chunk(fake::cat({item(27, entry("a", 1, 5060)), item(27, shortValue)})),
+          fake::chunk(item(27, shortValue)),
           {0, {}}},
          brief_line("10.1.1.1:5060", "10.9.9.1:5062", "a") + brief_line("10.1.1.7:50195", "10.9.9.1:50707", "short") +
              brief_line("10.1.1.7:0", "0.0.0.0:0", "short"),
          3},
         {"long values are cut, unterminated IDs stay in their field",
          {fake::chunk(item(27, fake::cat({entry(std::string(65, 'x'), 1, 1), Bytes(40, 0x42)}))), {0, {}}},
-         brief_line("10.1.1.1:1", "10.9.9.1:3", std::string(64, 'x')), 2},
+         brief_line("10.1.1.1:1", "10.9.9.1:3", std::string(64, 'x')),
+         2},
     };
     for (const Case &c : cases) {
         fake::reset();
@@ -153,12 +176,19 @@ TEST_F(SipDisplay, VerboseKeyIsTheCallersBufferAsItStands) {
 }
 
 TEST_F(SipDisplay, VlanMediaAndScores) {
-    struct Case { uint16_t vlan; uint8_t media; uint32_t fwd, rev; std::string typeVlan, mos; };
+    struct Case {
+        uint16_t vlan;
+        uint8_t media;
+        uint32_t fwd, rev;
+        std::string typeVlan, mos;
+    };
     const Case cases[] = {
-        {0, 2, 412, 0xFFFFFFFF, "Video     Vlan: -" + spaces(17), "MOS(F): 4.12    MOS(R): -"},
-        {65535, 0, 0xFFFFFFFF, 350, "Video     Vlan: -" + spaces(17), "MOS(F): -" + spaces(7) + "MOS(R): 3.50"},
-        {4094, 1, 0xFFFFFFFF, 0xFFFFFFFF, "Audio     Vlan: 4094" + spaces(14), "MOS(F): -" + spaces(7) + "MOS(R): -"},
-        {2, 1, 100, 5, "Audio     Vlan: 2" + spaces(17), "MOS(F): 1.00    MOS(R): 0.05"},
+        {0, 2, 412, 0xFFFFFFFF, "Video     Vlan: -" + std::string(17, ' '), "MOS(F): 4.12    MOS(R): -"},
+        {65535, 0, 0xFFFFFFFF, 350, "Video     Vlan: -" + std::string(17, ' '),
+         "MOS(F): -" + std::string(7, ' ') + "MOS(R): 3.50"},
+        {4094, 1, 0xFFFFFFFF, 0xFFFFFFFF, "Audio     Vlan: 4094" + std::string(14, ' '),
+         "MOS(F): -" + std::string(7, ' ') + "MOS(R): -"},
+        {2, 1, 100, 5, "Audio     Vlan: 2" + std::string(17, ' '), "MOS(F): 1.00    MOS(R): 0.05"},
     };
     for (const Case &c : cases) {
         SipCall call{.media = c.media, .vlan = c.vlan, .fwdMos = c.fwd, .revMos = c.rev};
@@ -167,50 +197,22 @@ TEST_F(SipDisplay, VlanMediaAndScores) {
     }
 }
 
-TEST_F(SipDisplay, VerboseStopsAfterAChunkWithAnotherItemType) {
-    SipCall second;
-    second.callId = "second";
-    fake::script_dump(kVerbose, {fake::chunk(fake::cat({item(28, sip_verbose(SipCall{})), item(27, Bytes(84, 0)),
-                                                        item(28, sip_verbose(second))})),
-                                 fake::chunk(item(28, sip_verbose(second)))});
-    const std::string out = verbose(0);
-    EXPECT_EQ(out.find("Call ID: call-1@example\n"), 0u);
-    EXPECT_EQ(out.find("second"), std::string::npos);
-    EXPECT_EQ(fake::count("DUMP_Pull"), 1u);
-    EXPECT_EQ(fake::open_dumps(), 0);
-
-    // An empty chunk ends the pulls too.
-    fake::script_dump(kVerbose, {fake::chunk({}), fake::chunk(item(28, sip_verbose(second)))});
-    EXPECT_EQ(verbose(0), "");
-    EXPECT_EQ(fake::count("DUMP_Pull"), 2u);
-}
-
-// The record walk reads the verbose table's items, prints nothing, and
-// hands over entries converted as the display shows them.
-TEST_F(SipDisplay, RecordWalkYieldsConvertedEntries) {
-    SipCall second;
-    second.callId = "call-2";
-    fake::script_dump(kVerbose, {fake::chunk(fake::cat({item(28, sip_verbose(SipCall{})), item(28, sip_verbose(second))})),
-                                 {0, {}}});
-    std::vector<SQA_SIP_CALLENTRY_VERBOSE_S> seen;
+// The record walk is the verbose display's walk (its entries are the
+// goldens' above): it counts the entries it hands over, prints nothing, and
+// refuses a missing function.
+TEST_F(SipDisplay, RecordWalkCountsTheEntries) {
+    fake::script_dump(kVerbose,
+                      {fake::chunk(fake::cat({item(28, sip_verbose(SipCall{})), item(28, sip_verbose({}))})), {0, {}}});
+    uint32_t seen = 0;
     fake::CaptureStdout capture;
-    const uint32_t n = dpmgmt_walk_sip_calls(
-        4, nullptr,
-        [](const SQA_SIP_CALLENTRY_VERBOSE_S *e, void *ctx) {
-            static_cast<std::vector<SQA_SIP_CALLENTRY_VERBOSE_S> *>(ctx)->push_back(*e);
-        },
-        &seen);
+    EXPECT_EQ(
+        dpmgmt_walk_sip_calls(
+            4, nullptr, [](const SQA_SIP_CALLENTRY_VERBOSE_S *, void *ctx) { ++*static_cast<uint32_t *>(ctx); }, &seen),
+        2u);
     EXPECT_EQ(capture.take(), "");
-    ASSERT_EQ(n, 2u);
-    ASSERT_EQ(seen.size(), 2u);
-    EXPECT_STREQ(seen[0].szCallId, "call-1@example");
-    EXPECT_STREQ(seen[1].szCallId, "call-2");
-    EXPECT_EQ(seen[0].usCallerPort, 5060);
-    EXPECT_EQ(seen[0].ulFwdOctets, 16000u);
-    EXPECT_EQ(seen[0].uiFwdMos, 412u);
-    EXPECT_STREQ(seen[0].szCalleeTag, "tagB");
-    EXPECT_EQ(fake::open_dumps(), 0);
+    EXPECT_EQ(seen, 2u);
     EXPECT_EQ(dpmgmt_walk_sip_calls(4, nullptr, nullptr, nullptr), 0u);
+    EXPECT_EQ(fake::count("DUMP_Request"), 1u);
 }
 
 }  // namespace

@@ -25,20 +25,12 @@ protected:
         std::memset(&g_stSqaH323DbValue, 0, sizeof g_stSqaH323DbValue);
         g_stSqaH323DbValue.usH225Port = 1720;
     }
-
-    // A little-endian word, as a host-order field travels.
-    static fake::Bytes le32(uint32_t v) {
-        return {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v >> 16),
-                static_cast<uint8_t>(v >> 24)};
-    }
-    static fake::Bytes zeros(size_t n) { return fake::Bytes(n, 0); }
-    // Text in a field of `size` bytes, NUL-padded.
-    static fake::Bytes text(const std::string &s, size_t size) {
-        fake::Bytes b(size, 0);
-        std::memcpy(b.data(), s.data(), s.size() < size ? s.size() : size);
-        return b;
-    }
-    static std::string spaces(size_t n) { return std::string(n, ' '); }
 };
+
+// A little-endian word, as a host-order field travels.
+inline fake::Bytes le32(uint32_t v) {
+    return {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v >> 16),
+            static_cast<uint8_t>(v >> 24)};
+}
 
 #endif
