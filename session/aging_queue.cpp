@@ -24,10 +24,10 @@ constexpr uint32_t kBatchBytes = 8000;
 constexpr uint32_t kHeaderBytes = 4;
 constexpr uint32_t kKnownRecordBytes = 20;
 
-dpmgmt_aging_core_t read_core(const uint8_t *src, uint32_t size, uint32_t core) {
+dpmgmt_aging_core read_core(const uint8_t *src, uint32_t size, uint32_t core) {
     uint8_t raw[kKnownRecordBytes] = {};
     std::memcpy(raw, src, std::min(size, kKnownRecordBytes));
-    dpmgmt_aging_core_t r{};
+    dpmgmt_aging_core r{};
     r.core = core;
     r.unstable = load_be32(raw);
     r.timer_active = load_be16(raw + 4);
@@ -42,7 +42,7 @@ struct Totals {
     uint32_t resetMsg = 0;
 };
 
-void print_core(const dpmgmt_aging_core_t *r, void *context) {
+void print_core(const dpmgmt_aging_core *r, void *context) {
     auto &totals = *static_cast<Totals *>(context);
     std::printf("CORE %u:\n", r->core);
     std::printf("bTimerActiveFlag    = %-10u\r\n", r->timer_active);
@@ -82,7 +82,7 @@ DPMGMT_API uint32_t dpmgmt_walk_aging_queues(uint16_t node, dpmgmt_aging_core_fn
         for (uint32_t i = 0; i < records; ++i) {
             const uint64_t offset = kHeaderBytes + static_cast<uint64_t>(i) * size;
             if (offset + take > length) break;
-            const dpmgmt_aging_core_t r = read_core(buf.data() + offset, size, core++);
+            const dpmgmt_aging_core r = read_core(buf.data() + offset, size, core++);
             fn(&r, context);
         }
     }

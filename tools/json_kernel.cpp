@@ -293,7 +293,7 @@ struct AgingWalk {
     }
 };
 
-void write_core(const dpmgmt_aging_core_t *c, void *context) {
+void write_core(const dpmgmt_aging_core *c, void *context) {
     auto &walk = *static_cast<AgingWalk *>(context);
     Document &doc = walk.open();
     doc.w().StartObject();

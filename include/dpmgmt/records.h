@@ -1,8 +1,9 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /** @file
- * @brief The session tables, limit statistic nodes and call tables as
- * records, for programs that format them
- * themselves (structured output, exporters).
+ * @brief The session tables and their kernel detail, the aging queues,
+ * limit statistic nodes, call tables and call analysis debugging switches
+ * as records, for programs that format them themselves (structured
+ * output, exporters).
  *
  * Each walk reads one kernel table of the node, the same walk the text
  * displays of dpmgmt/session_displays.h read, and hands every entry to the
@@ -72,17 +73,17 @@ typedef struct dpmgmt_aging_core {
     uint32_t unstable;              /**< the kernel's unstable count */
     uint32_t reset_messages;        /**< the kernel's reset message count */
     uint32_t stop_qrm_local_index;  /**< the kernel's stop local index */
-} dpmgmt_aging_core_t;
-DPMGMT_CHECK_SIZE(dpmgmt_aging_core_t, 24);
-DPMGMT_CHECK_OFFSET(dpmgmt_aging_core_t, core, 0);
-DPMGMT_CHECK_OFFSET(dpmgmt_aging_core_t, timer_active, 4);
-DPMGMT_CHECK_OFFSET(dpmgmt_aging_core_t, status, 8);
-DPMGMT_CHECK_OFFSET(dpmgmt_aging_core_t, unstable, 12);
-DPMGMT_CHECK_OFFSET(dpmgmt_aging_core_t, reset_messages, 16);
-DPMGMT_CHECK_OFFSET(dpmgmt_aging_core_t, stop_qrm_local_index, 20);
+} dpmgmt_aging_core;
+DPMGMT_CHECK_SIZE(dpmgmt_aging_core, 24);
+DPMGMT_CHECK_OFFSET(dpmgmt_aging_core, core, 0);
+DPMGMT_CHECK_OFFSET(dpmgmt_aging_core, timer_active, 4);
+DPMGMT_CHECK_OFFSET(dpmgmt_aging_core, status, 8);
+DPMGMT_CHECK_OFFSET(dpmgmt_aging_core, unstable, 12);
+DPMGMT_CHECK_OFFSET(dpmgmt_aging_core, reset_messages, 16);
+DPMGMT_CHECK_OFFSET(dpmgmt_aging_core, stop_qrm_local_index, 20);
 
 /** Receives one core's aging queue and the caller's context. */
-typedef void (*dpmgmt_aging_core_fn)(const dpmgmt_aging_core_t *core, void *context);
+typedef void (*dpmgmt_aging_core_fn)(const dpmgmt_aging_core *core, void *context);
 
 /** Walks the aging queues of every forwarding core of the node (those
  * SESSION_GetAgingqueueState prints).  Fields the kernel's record is too
