@@ -16,7 +16,6 @@ namespace {
 
 using namespace dpmgmt::display;
 
-
 // Kernel references go out through %p.
 const void *ref(uint64_t v) {
     return reinterpret_cast<const void *>(static_cast<uintptr_t>(v));
