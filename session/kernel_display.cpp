@@ -7,50 +7,14 @@
 #include <cstdio>
 #include <cstring>
 
-#include "channels/dump_walk.h"
-#include "channels/protocol.h"
 #include "dpmgmt/session.h"
 #include "platform/platform.h"
 #include "session/display_text.h"
-#include "session/record_layouts.h"
+#include "session/table_walks.h"
 
 namespace {
 
 using namespace dpmgmt::display;
-
-constexpr uint32_t kKernelPerBatch = 18;     // 18 x 432 = 7776 bytes
-constexpr uint32_t kRelationsPerBatch = 38;  // 38 x 208 = 7904 bytes
-
-// Every numeric field of the kernel session record except the two driver
-// contexts, which the kernel hands over in host order.
-#define KERNEL_FIELD(member) DPMGMT_FIELD(SESSION_KERNELINFO_S, member)
-constexpr auto kKernelInfoFields = dpmgmt::join(
-    dpmgmt::session::both_tuples<SESSION_KERNELINFO_S>(),
-    dpmgmt::layout<SESSION_KERNELINFO_S>({
-        KERNEL_FIELD(uiPacketsOrg), KERNEL_FIELD(uiPacketsRpl), KERNEL_FIELD(uiBytesOrg), KERNEL_FIELD(uiBytesRpl),
-        KERNEL_FIELD(auiIfIndex[0]), KERNEL_FIELD(auiIfIndex[1]), KERNEL_FIELD(uiStartTime), KERNEL_FIELD(uiTTL),
-        KERNEL_FIELD(uiAppId), KERNEL_FIELD(usReserved1), KERNEL_FIELD(usReserved2),
-        // base block
-        KERNEL_FIELD(ulSessionBase), KERNEL_FIELD(ulCacheOrg), KERNEL_FIELD(ulCacheRpl), KERNEL_FIELD(uiUpdateTime),
-        KERNEL_FIELD(uiRefCount), KERNEL_FIELD(uiReserved4), KERNEL_FIELD(usTableFlag),
-        KERNEL_FIELD(usBaseL3CheckSumDiff), KERNEL_FIELD(usBaseL4CheckSumDiff),
-        // session block
-        KERNEL_FIELD(ulSessionNormal), KERNEL_FIELD(ulLogCb), KERNEL_FIELD(ulServiceCb), KERNEL_FIELD(ulServicePos),
-        KERNEL_FIELD(uiSessionAppId), KERNEL_FIELD(usAttachFlag), KERNEL_FIELD(usModuleFlag), KERNEL_FIELD(usCfgSeq),
-        KERNEL_FIELD(usPeerLip), KERNEL_FIELD(usAlgFlag), KERNEL_FIELD(usFDBFlag),
-        // extension block
-        KERNEL_FIELD(ulExtSession), KERNEL_FIELD(ulParent), KERNEL_FIELD(ulAlgCb), KERNEL_FIELD(uiSctpOrg),
-        KERNEL_FIELD(uiSctpRpl), KERNEL_FIELD(usSessAlgType),
-        // log block
-        KERNEL_FIELD(uiReserved9), KERNEL_FIELD(uiOrgPackets), KERNEL_FIELD(uiRelyPackets), KERNEL_FIELD(uiOrgBytes),
-        KERNEL_FIELD(uiRelyBytes), KERNEL_FIELD(usReserved10),
-        // NAT block
-        KERNEL_FIELD(ulDnsSeq), KERNEL_FIELD(ulSrcNopatInfo), KERNEL_FIELD(ulDstNopatInfo), KERNEL_FIELD(ulNatLogCb),
-        KERNEL_FIELD(usCfgOrgSeq), KERNEL_FIELD(usCfgRplySeq), KERNEL_FIELD(usNatFlag),
-        KERNEL_FIELD(usNatL3CheckSumDiff), KERNEL_FIELD(usNatL4CheckSumDiff), KERNEL_FIELD(uiIfIndexNatCfg),
-        KERNEL_FIELD(uiIfIndexDns), KERNEL_FIELD(usPortblockResFlag), KERNEL_FIELD(ulPatEntry),
-    }));
-#undef KERNEL_FIELD
 
 // Kernel references go out through %p.
 const void *ref(uint64_t v) {
@@ -173,8 +137,6 @@ void print_kernel_blocks(const SESSION_KERNELINFO_S &e) {
     }
 }
 
-void convert_kernel_session(SESSION_KERNELINFO_S *e) { dpmgmt::swap_fields(e, kKernelInfoFields); }
-
 void print_kernel_session(const SESSION_KERNELINFO_S &e) {
     std::puts("Initiator:\r");
     print_kernel_direction(e, 0);
@@ -242,17 +204,11 @@ void print_relation_detail(const SESSION_RELATIONINFOALL_S &e) {
 extern "C" {
 
 DPMGMT_API uint32_t SESSION_DisplaySessionKernel(uint16_t node, const SESSION_DUMPKEY_S *key) {
-    SESSION_DUMPKEY_S wire = *key;
-    SESSION_HTON_DUMPKEY(&wire);
-    return dpmgmt::walk_table(node, dpmgmt::dump::kSessionKernel, &wire, sizeof wire, kKernelPerBatch,
-                              convert_kernel_session, print_kernel_session);
+    return dpmgmt::session::walk_session_kernel(node, *key, print_kernel_session);
 }
 
 DPMGMT_API uint32_t SESSION_DisplayRelationInfo(uint16_t node, const SESSION_RELATION_KEY_S *key) {
-    SESSION_RELATION_KEY_S wire = *key;
-    SESSION_HTON_RELATION_KEY(&wire);
-    return dpmgmt::walk_table(node, dpmgmt::dump::kRelationInfo, &wire, sizeof wire, kRelationsPerBatch,
-                              SESSION_NTOH_RELATIONINFOALL, print_relation_detail);
+    return dpmgmt::session::walk_relation_details(node, *key, print_relation_detail);
 }
 
 }  // extern "C"

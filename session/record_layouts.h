@@ -82,6 +82,37 @@ inline constexpr auto kRelationAllNumbers = layout<SESSION_RELATIONINFOALL_S>({
 });
 #undef DETAIL
 
+// Every numeric field of the kernel session record except the two driver
+// contexts, which the kernel hands over in host order.
+#define KERNEL_FIELD(member) DPMGMT_FIELD(SESSION_KERNELINFO_S, member)
+inline constexpr auto kKernelInfoFields = join(
+    both_tuples<SESSION_KERNELINFO_S>(),
+    layout<SESSION_KERNELINFO_S>({
+        KERNEL_FIELD(uiPacketsOrg), KERNEL_FIELD(uiPacketsRpl), KERNEL_FIELD(uiBytesOrg), KERNEL_FIELD(uiBytesRpl),
+        KERNEL_FIELD(auiIfIndex[0]), KERNEL_FIELD(auiIfIndex[1]), KERNEL_FIELD(uiStartTime), KERNEL_FIELD(uiTTL),
+        KERNEL_FIELD(uiAppId), KERNEL_FIELD(usReserved1), KERNEL_FIELD(usReserved2),
+        // base block
+        KERNEL_FIELD(ulSessionBase), KERNEL_FIELD(ulCacheOrg), KERNEL_FIELD(ulCacheRpl), KERNEL_FIELD(uiUpdateTime),
+        KERNEL_FIELD(uiRefCount), KERNEL_FIELD(uiReserved4), KERNEL_FIELD(usTableFlag),
+        KERNEL_FIELD(usBaseL3CheckSumDiff), KERNEL_FIELD(usBaseL4CheckSumDiff),
+        // session block
+        KERNEL_FIELD(ulSessionNormal), KERNEL_FIELD(ulLogCb), KERNEL_FIELD(ulServiceCb), KERNEL_FIELD(ulServicePos),
+        KERNEL_FIELD(uiSessionAppId), KERNEL_FIELD(usAttachFlag), KERNEL_FIELD(usModuleFlag), KERNEL_FIELD(usCfgSeq),
+        KERNEL_FIELD(usPeerLip), KERNEL_FIELD(usAlgFlag), KERNEL_FIELD(usFDBFlag),
+        // extension block
+        KERNEL_FIELD(ulExtSession), KERNEL_FIELD(ulParent), KERNEL_FIELD(ulAlgCb), KERNEL_FIELD(uiSctpOrg),
+        KERNEL_FIELD(uiSctpRpl), KERNEL_FIELD(usSessAlgType),
+        // log block
+        KERNEL_FIELD(uiReserved9), KERNEL_FIELD(uiOrgPackets), KERNEL_FIELD(uiRelyPackets), KERNEL_FIELD(uiOrgBytes),
+        KERNEL_FIELD(uiRelyBytes), KERNEL_FIELD(usReserved10),
+        // NAT block
+        KERNEL_FIELD(ulDnsSeq), KERNEL_FIELD(ulSrcNopatInfo), KERNEL_FIELD(ulDstNopatInfo), KERNEL_FIELD(ulNatLogCb),
+        KERNEL_FIELD(usCfgOrgSeq), KERNEL_FIELD(usCfgRplySeq), KERNEL_FIELD(usNatFlag),
+        KERNEL_FIELD(usNatL3CheckSumDiff), KERNEL_FIELD(usNatL4CheckSumDiff), KERNEL_FIELD(uiIfIndexNatCfg),
+        KERNEL_FIELD(uiIfIndexDns), KERNEL_FIELD(usPortblockResFlag), KERNEL_FIELD(ulPatEntry),
+    }));
+#undef KERNEL_FIELD
+
 }  // namespace dpmgmt::session
 
 #endif

@@ -9,12 +9,15 @@
 #include "channels/dump_walk.h"
 #include "channels/protocol.h"
 #include "dpmgmt/session.h"
+#include "session/record_layouts.h"
 
 namespace dpmgmt::session {
 
 // Records in one pull buffer: just under 8000 bytes each.
 inline constexpr uint32_t kFastforwardsPerBatch = 57;
 inline constexpr uint32_t kRelationsPerBatch = 105;
+inline constexpr uint32_t kKernelSessionsPerBatch = 18;   // 18 x 432 = 7776 bytes
+inline constexpr uint32_t kRelationDetailsPerBatch = 38;  // 38 x 208 = 7904 bytes
 
 template <class OnRecord>
 uint32_t walk_sessions(uint16_t node, uint32_t dumpType, const SESSION_DUMPKEY_S &key, OnRecord &&onRecord) {
@@ -47,6 +50,27 @@ uint32_t walk_fastforward_table(uint16_t node, const SESSION_TABLEKEY_S &key, On
 template <class OnRecord>
 uint32_t walk_relation_table(uint16_t node, const uint8_t *key, OnRecord &&onRecord) {
     return walk_table(node, dump::kRelation, key, 1, kRelationsPerBatch, SESSION_NTOH_RELATIONINFO, onRecord);
+}
+
+// The kernel's own record of each session the key selects.  The two driver
+// contexts come in host order and are left as delivered.
+inline void convert_kernel_session(SESSION_KERNELINFO_S *e) { swap_fields(e, kKernelInfoFields); }
+
+template <class OnRecord>
+uint32_t walk_session_kernel(uint16_t node, const SESSION_DUMPKEY_S &key, OnRecord &&onRecord) {
+    SESSION_DUMPKEY_S wire = key;
+    SESSION_HTON_DUMPKEY(&wire);
+    return walk_table(node, dump::kSessionKernel, &wire, sizeof wire, kKernelSessionsPerBatch, convert_kernel_session,
+                      onRecord);
+}
+
+// The kernel's own record of each relation the key selects.
+template <class OnRecord>
+uint32_t walk_relation_details(uint16_t node, const SESSION_RELATION_KEY_S &key, OnRecord &&onRecord) {
+    SESSION_RELATION_KEY_S wire = key;
+    SESSION_HTON_RELATION_KEY(&wire);
+    return walk_table(node, dump::kRelationInfo, &wire, sizeof wire, kRelationDetailsPerBatch,
+                      SESSION_NTOH_RELATIONINFOALL, onRecord);
 }
 
 }  // namespace dpmgmt::session

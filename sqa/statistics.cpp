@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "channels/protocol.h"
+#include "dpmgmt/records.h"
 #include "platform/dev.h"
 #include "platform/dump.h"
 #include "sqa/layouts.h"
@@ -17,6 +18,7 @@ namespace ctl = dpmgmt::ctl;
 
 constexpr uint32_t kStatisticsReplySize = 128;
 constexpr uint32_t kDebugReplySize = 8;
+constexpr uint32_t kProtocolSip = 0;
 constexpr uint32_t kProtocolH323 = 1;
 
 struct DebugLines {
@@ -70,9 +72,9 @@ uint32_t show_statistics(uint32_t command) {
     return DPMGMT_OK;
 }
 
-uint32_t show_debug_switches(uint32_t command, const DebugLines &lines) {
+uint32_t show_debug_switches(uint32_t protocol, const DebugLines &lines) {
     SQA_DEBUG_SWITCH_S sw;
-    const uint32_t rc = ask_record<kDebugReplySize>(command, sw, kDebugSwitchLayout);
+    const uint32_t rc = dpmgmt_sqa_debug_switches(protocol, &sw);
     if (rc != 0) return rc;
     if (sw.uiSwitchBits & SQA_DEBUG_EVENT) std::puts(lines.event);
     if (sw.uiSwitchBits & SQA_DEBUG_ERROR) std::puts(lines.error);
@@ -102,8 +104,14 @@ DPMGMT_API uint32_t SQA_DUMP_PullStatistics(uint32_t protocol, SQA_CALL_STATISTI
     return DPMGMT_OK;
 }
 
-DPMGMT_API uint32_t SQA_DUMP_DisDebugFlag(void) { return show_debug_switches(ctl::kSipDebug, kSipDebugLines); }
+DPMGMT_API uint32_t dpmgmt_sqa_debug_switches(uint32_t protocol, SQA_DEBUG_SWITCH_S *switches) {
+    if (switches == nullptr) return DPMGMT_ERR_FAILED;
+    return ask_record<kDebugReplySize>(protocol == kProtocolH323 ? ctl::kH323Debug : ctl::kSipDebug, *switches,
+                                       kDebugSwitchLayout);
+}
 
-DPMGMT_API uint32_t SQA_DUMP_DisH323DebugFlag(void) { return show_debug_switches(ctl::kH323Debug, kH323DebugLines); }
+DPMGMT_API uint32_t SQA_DUMP_DisDebugFlag(void) { return show_debug_switches(kProtocolSip, kSipDebugLines); }
+
+DPMGMT_API uint32_t SQA_DUMP_DisH323DebugFlag(void) { return show_debug_switches(kProtocolH323, kH323DebugLines); }
 
 }  // extern "C"

@@ -299,7 +299,6 @@ int dispatch(const std::vector<std::string> &typed) {
     }
     const size_t n = split(best->keywords).size();
     Args args(std::vector<std::string>(words.begin() + static_cast<long>(n), words.end()));
-    if (json::enabled() && json::refuses(*best)) return json::run(*best, args);
     clear_fault();
     const int started = ensure_service(std::strcmp(best->keywords, "recover") != 0);
     if (started != kOk) return started;

@@ -39,8 +39,6 @@ bool add(std::initializer_list<Display> displays) {
     return true;
 }
 
-bool refuses(const cli::Command &command) { return is_display(command) && find(command) == nullptr; }
-
 int run(const cli::Command &command, cli::Args &args) {
     if (!is_display(command)) return command.run(args);
     const Display *d = find(command);

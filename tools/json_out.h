@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Structured output: with -j, a display writes one JSON document on
-// standard output instead of its text.  Each display that can do so
-// registers a writer under its command keywords; a display without one
-// refuses -j in one line.  Documents are written as the walks hand the
+// standard output instead of its text.  Every display registers a writer
+// under its command keywords.  Documents are written as the walks hand the
 // entries over (RapidJSON's Writer over the stdout stream), so a large
 // table costs no more memory than its text.
 #ifndef DPMGMT_TOOLS_JSON_OUT_H
@@ -30,10 +29,8 @@ struct Display {
 bool add(std::initializer_list<Display> displays);
 
 // Runs a command under -j: a display through its JSON writer (refused in
-// one line when it has none), any other command as it is.
+// one line should one have none), any other command as it is.
 int run(const cli::Command &command, cli::Args &args);
-// True when -j refuses the command before anything is started.
-bool refuses(const cli::Command &command);
 
 // One document on standard output: the writer, flushed and ended with LF
 // when the Document goes.

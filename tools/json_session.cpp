@@ -8,6 +8,7 @@
 #include "cli.h"
 #include "dpmgmt/records.h"
 #include "dpmgmt/session.h"
+#include "json_entries.h"
 #include "json_names.h"
 #include "json_out.h"
 #include "platform/wait.h"
@@ -16,45 +17,8 @@
 namespace {
 
 using json::Document;
-
-bool all_zero(const uint8_t *p, size_t n) {
-    for (size_t i = 0; i < n; ++i)
-        if (p[i] != 0) return false;
-    return true;
-}
-
-// One direction of a session, fast-forward or Mcfs entry; ifIndex null for
-// Mcfs entries, which name no inbound interface per direction.
-void direction(Document &doc, const char *k, const SESSION_TUPLE_S &t, const uint8_t *peer, const uint32_t *ifIndex) {
-    doc.key(k);
-    doc.w().StartObject();
-    const bool v4 = t.ucFamily == SESSION_AF_IPV4;
-    doc.str("family", v4 ? "ipv4" : "ipv6");
-    doc.address("source_ip", t.ucFamily, t.aucSrcAddr);
-    doc.u("source_port", t.usSrcPort);
-    doc.address("destination_ip", t.ucFamily, t.aucDstAddr);
-    doc.u("destination_port", t.usDstPort);
-    // A GRE tuple of the call protocol carries the GRE type and a call ID
-    // where the ports are.
-    doc.b("gre_call", v4 && t.ucProtocol == SESSION_GRE_PROTOCOL && t.usSrcPort == SESSION_GRE_TYPE);
-    if (v4 && !all_zero(peer, 16))
-        doc.address("ds_lite_peer", SESSION_AF_IPV6, peer);
-    else
-        doc.null("ds_lite_peer");
-    json::vpn_fields(doc, t);
-    json::protocol_name(doc, "protocol", t.ucProtocol);
-    doc.u("protocol_number", t.ucProtocol);
-    if (ifIndex != nullptr) json::interface_name(doc, "inbound_interface", *ifIndex);
-    doc.w().EndObject();
-}
-
-void traffic(Document &doc, const char *k, uint32_t packets, uint32_t bytes) {
-    doc.key(k);
-    doc.w().StartObject();
-    doc.u("packets", packets);
-    doc.u("bytes", bytes);
-    doc.w().EndObject();
-}
+using json::direction;
+using json::traffic;
 
 struct TableWalk {
     Document &doc;
@@ -116,30 +80,8 @@ void write_mcfs(const SESSION_TABLEINFO_S *e, void *context) {
 
 void write_relation(const SESSION_RELATIONINFO_S *e, void *context) {
     Document &doc = static_cast<TableWalk *>(context)->doc;
-    const SESSION_TUPLE_S &t = e->stTuple;
-    const bool v4 = t.ucFamily == SESSION_AF_IPV4;
     doc.w().StartObject();
-    doc.str("family", v4 ? "ipv4" : "ipv6");
-    // A wildcard IPv4 source (address 0, port 0) shows as "-": null here.
-    if (v4 && all_zero(t.aucSrcAddr, 4))
-        doc.null("source_ip");
-    else
-        doc.address("source_ip", t.ucFamily, t.aucSrcAddr);
-    if (v4 && t.usSrcPort != 0)
-        doc.u("source_port", t.usSrcPort);
-    else
-        doc.null("source_port");
-    doc.address("destination_ip", t.ucFamily, t.aucDstAddr);
-    doc.u("destination_port", t.usDstPort);
-    if (v4 && !all_zero(e->aucDsLitePeer, 16))
-        doc.address("ds_lite_peer", SESSION_AF_IPV6, e->aucDsLitePeer);
-    else
-        doc.null("ds_lite_peer");
-    json::vpn_fields(doc, t);
-    json::protocol_name(doc, "protocol", t.ucProtocol);
-    doc.u("protocol_number", t.ucProtocol);
-    doc.u("ttl_seconds", e->uiTTL);
-    json::application_name(doc, "application", e->uiAppId);
+    json::relation_fields(doc, e->stTuple, e->aucDsLitePeer, e->uiTTL, e->uiAppId);
     doc.w().EndObject();
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Call quality analysis as JSON documents: the settings the service runs,
-// a remark, the call counters and the SIP and H.323 call tables (written
-// as the record walks hand the calls over).
+// a remark, the call counters, the debugging switches and the SIP and
+// H.323 call tables (written as the record walks hand the calls over).
 #include <arpa/inet.h>
 
 #include <cstdio>
@@ -97,6 +97,26 @@ int run_sip_statistics(cli::Args &args) {
 }
 int run_h323_statistics(cli::Args &args) {
     return statistics(args, kSelectH323, "sqa h323 statistics", "reading the H.323 call statistics");
+}
+
+// The three switches the text display names, each on or off.
+int debug_switches(cli::Args &args, uint32_t protocol, const char *display, const char *what) {
+    if (!args.finish()) return cli::kRefused;
+    SQA_DEBUG_SWITCH_S sw{};
+    const uint32_t rc = dpmgmt_sqa_debug_switches(protocol, &sw);
+    if (rc != 0) return cli::failed(what, rc);
+    Document doc(display);
+    doc.b("event", (sw.uiSwitchBits & SQA_DEBUG_EVENT) != 0);
+    doc.b("error", (sw.uiSwitchBits & SQA_DEBUG_ERROR) != 0);
+    doc.b("packet", (sw.uiSwitchBits & SQA_DEBUG_PACKET) != 0);
+    return cli::kOk;
+}
+
+int run_sip_debug(cli::Args &args) {
+    return debug_switches(args, kSelectSip, "sqa sip debug", "reading the SIP debugging switches");
+}
+int run_h323_debug(cli::Args &args) {
+    return debug_switches(args, kSelectH323, "sqa h323 debug", "reading the H.323 debugging switches");
 }
 
 void mac(Document &doc, const char *k, const uint8_t (&m)[6]) {
@@ -258,6 +278,8 @@ const bool registered = json::add({
     {"display sqa remark", run_remark},
     {"display sqa sip statistics", run_sip_statistics},
     {"display sqa h323 statistics", run_h323_statistics},
+    {"display sqa sip debug", run_sip_debug},
+    {"display sqa h323 debug", run_h323_debug},
     {"display sqa sip call", run_sip_calls},
     {"display sqa h323 call", run_h323_calls},
 });
