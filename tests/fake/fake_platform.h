@@ -142,7 +142,8 @@ struct Hooks {
 #define FAKE_HOOK(Ret, name, params, ...) std::function<Ret params> name;
     FAKE_HOOKED_CALLS(FAKE_HOOK)
 #undef FAKE_HOOK
-    // Database calls; when unset, the in-memory database answers.
+    // Database calls; when unset, the in-memory database answers (a batch
+    // moves nothing).
     std::function<uint32_t(const char *, const char *, uint32_t, uint64_t *)> DBM_Open;
     std::function<uint32_t(const char *, const char *, uint64_t *, uint64_t *)> DBM_OpenCfgDB;
     std::function<int32_t(uint64_t, const std::string &key)> DBM_IsKeyExist;
