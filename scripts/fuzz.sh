@@ -20,7 +20,7 @@ case "$seconds" in ''|*[!0-9]*) echo "fuzz.sh: SECONDS must be a whole number, n
 build=${FUZZ_BUILD_DIR:-build-fuzz}
 runs=${FUZZ_RUN_DIR:-$build/runs}
 parallel=${FUZZ_PARALLEL:-2}
-read -r -a targets <<< "${FUZZ_TARGETS:-connlmt_policy_fuzz msg_framing_fuzz record_query_fuzz session_display_fuzz sqa_walk_fuzz store_values_fuzz}"
+read -r -a targets <<< "${FUZZ_TARGETS:-dump_walk_fuzz msg_framing_fuzz record_query_fuzz store_values_fuzz}"
 # The largest pull buffer of the library is 8000 bytes (aging queue, limit
 # statistics, call tables; the session batches are 7,904-7,980); inputs add
 # a selector and chunk headers, so a whole batch needs a little more.  The
@@ -43,7 +43,7 @@ run_one() {
   mkdir -p "$dir/corpus"
   # New inputs go to the run's own copy, never into the source tree.
   cp tests/fuzz/corpus/"$t"/* "$dir/corpus/"
-  "$build/$t" "$dir/corpus" -max_total_time="$seconds" -len_control=0 -max_len="$max_len" -timeout=10 \
+  "$build/$t" "$dir/corpus" -max_total_time="$seconds" -len_control=0 -max_len="$max_len" -timeout=10 -close_fd_mask=1 \
     -print_final_stats=1 -artifact_prefix="$dir/" >"$dir/log" 2>&1
 }
 

@@ -72,21 +72,22 @@ uint32_t CIOCTL_Async(uint16_t node, uint32_t cmd, uint32_t reqLen, const void *
 
 // --------------------------------------------------------------- sockets --
 int SOCK_Socket(int domain, int type, int protocol) {
-    record("SOCK_Socket", {static_cast<uint64_t>(domain), static_cast<uint64_t>(type), static_cast<uint64_t>(protocol)});
+    record("SOCK_Socket",
+           {static_cast<uint64_t>(domain), static_cast<uint64_t>(type), static_cast<uint64_t>(protocol)});
     if (state().sockets.socketResult >= 0) state().socketLog.opened++;
     return state().sockets.socketResult;
 }
 
 int SOCK_Connect(int fd, const void *addr, uint32_t addrLen) {
-    record("SOCK_Connect", {static_cast<uint64_t>(fd), addrLen}, addr, addrLen);
-    state().socketLog.addresses.emplace_back(static_cast<const uint8_t *>(addr), static_cast<const uint8_t *>(addr) + addrLen);
+    state().socketLog.addresses.push_back(
+        record("SOCK_Connect", {static_cast<uint64_t>(fd), addrLen}, addr, addrLen).bytes);
     if (state().sockets.connectResult != 0) errno = ECONNREFUSED;
     return state().sockets.connectResult;
 }
 
 long SOCK_Send(int fd, const void *buf, size_t len, int flags) {
-    record("SOCK_Send", {static_cast<uint64_t>(fd), len, static_cast<uint64_t>(flags)}, buf, len);
-    state().socketLog.sent.emplace_back(static_cast<const uint8_t *>(buf), static_cast<const uint8_t *>(buf) + len);
+    const Call &c = record("SOCK_Send", {static_cast<uint64_t>(fd), len, static_cast<uint64_t>(flags)}, buf, len);
+    state().socketLog.sent.push_back(c.bytes);
     const long r = state().sockets.sendResult;
     if (r == -1) errno = EPIPE;
     return r == -2 ? static_cast<long>(len) : r;
@@ -113,8 +114,8 @@ long SOCK_Recv(int fd, void *buf, size_t len, int flags) {
 }
 
 int SOCK_SetSockOpt(int fd, int level, int option, const void *value, uint32_t len) {
-    record("SOCK_SetSockOpt", {static_cast<uint64_t>(fd), static_cast<uint64_t>(level), static_cast<uint64_t>(option), len},
-           value, len);
+    record("SOCK_SetSockOpt",
+           {static_cast<uint64_t>(fd), static_cast<uint64_t>(level), static_cast<uint64_t>(option), len}, value, len);
     return state().sockets.setOptResult;
 }
 
@@ -125,49 +126,14 @@ int SOCK_Close(int fd) {
 }
 
 // ------------------------------------- topology, interfaces, names, services --
-// Each call is recorded with its numeric arguments (and text argument, if any), then answered by the test's hook
-// when set, else by the default the tests rely on.
-#define FAKE_CALL(Ret, name, params, recArgs, text, hookArgs, ...) \
-    Ret name params {                                             \
-        record(#name, {FAKE_UNPACK recArgs}, nullptr, 0, text);   \
-        if (state().hooks.name) return state().hooks.name hookArgs; \
-        __VA_ARGS__                                               \
-    }
 #define FAKE_UNPACK(...) __VA_ARGS__
-
-FAKE_CALL(uint16_t, DEV_GetSelf, (void), (), nullptr, (), return 1;)
-FAKE_CALL(uint16_t, DEV_GetSystemMaster, (void), (), nullptr, (), return 1;)
-FAKE_CALL(uint32_t, DEV_IsController, (uint16_t node), (node), nullptr, (node), return 0;)
-FAKE_CALL(uint32_t, DEV_GetControllerTeamByLip, (uint16_t lip), (lip), nullptr, (lip), return 0;)
-FAKE_CALL(uint16_t *, DEV_GetAllNodes, (uint32_t *count), (), nullptr, (count), *count = 0; return nullptr;)
-FAKE_CALL(uint32_t, DEV_IsMultiChassis, (void), (), nullptr, (), return 0;)
-FAKE_CALL(uint32_t, DEV_IsMultiCpu, (uint32_t chassis, uint32_t slot), (chassis, slot), nullptr, (chassis, slot),
-          return 0;)
-FAKE_CALL(uint32_t, LIP_GetChassID, (uint16_t node), (node), nullptr, (node), return 0;)
-FAKE_CALL(uint32_t, LIP_GetSlotID, (uint16_t node), (node), nullptr, (node), return 0;)
-FAKE_CALL(uint32_t, LIP_GetCpuID, (uint16_t node), (node), nullptr, (node), return 0;)
-FAKE_CALL(uint32_t, IF_GetDataByIfIndex, (uint32_t ifIndex, uint32_t item, void *buf), (ifIndex, item), nullptr,
-          (ifIndex, item, buf), return 1;)
-FAKE_CALL(uint32_t, IF_GetIfIndexByFullName, (const char *name), (), name, (name), return 0;)
-FAKE_CALL(uint16_t *, IF_GetRelyNodesByIfIndex, (uint32_t ifIndex, uint64_t *count), (ifIndex), nullptr,
-          (ifIndex, count), *count = 0; return nullptr;)
-FAKE_CALL(uint32_t, IF_IsLocalIf, (uint32_t ifIndex), (ifIndex), nullptr, (ifIndex), return 0;)
-FAKE_CALL(uint32_t, IF_IsTempIf, (uint32_t ifIndex), (ifIndex), nullptr, (ifIndex), return 0;)
-FAKE_CALL(uint32_t, IF_IsNodeUp, (uint16_t node), (node), nullptr, (node), return 1;)
-FAKE_CALL(uint32_t, ACL_GetIndexByName, (uint32_t aclType, const char *name), (aclType), name, (aclType, name),
-          return 0;)
-FAKE_CALL(uint32_t, ACL_GetNameByIndex, (uint32_t aclType, uint32_t aclNum, char *name), (aclType, aclNum), nullptr,
-          (aclType, aclNum, name), return 1;)
-FAKE_CALL(uint32_t, APR_GetProtoNameByID, (uint32_t protocol, char *name), (protocol), nullptr, (protocol, name),
-          return 1;)
-FAKE_CALL(uint32_t, APR_GetAppNameByID, (uint32_t appId, char *name), (appId), nullptr, (appId, name), return 1;)
-FAKE_CALL(uint32_t, L3VPN_GetNameByVrfIndex, (uint32_t vrfIndex, uint32_t size, char *name), (vrfIndex, size),
-          nullptr, (vrfIndex, size, name), return 1;)
-FAKE_CALL(uint32_t, SERVICE_GetStatus, (uint16_t node, const char *name, uint32_t reserved, uint32_t *status),
-          (node, reserved), name, (node, name, reserved, status), *status = 2; return 0;)
-FAKE_CALL(uint32_t, SERVICE_Start, (uint16_t node, const char *name, uint32_t reserved1, uint32_t reserved2),
-          (node, reserved1, reserved2), name, (node, name, reserved1, reserved2), return 0;)
-FAKE_CALL(const char *, RC_LoadString, (uint32_t id), (id), nullptr, (id), return "";)
+#define FAKE_CALL(Ret, name, params, recArgs, text, hookArgs, ...)  \
+    Ret name params {                                               \
+        record(#name, {FAKE_UNPACK recArgs}, nullptr, 0, text);     \
+        if (state().hooks.name) return state().hooks.name hookArgs; \
+        __VA_ARGS__                                                 \
+    }
+FAKE_HOOKED_CALLS(FAKE_CALL)
 
 uint32_t CLI_NewHelpInfo(const char *keyword, const char *help, void *helpContext) {
     record("CLI_NewHelpInfo", {reinterpret_cast<uint64_t>(helpContext)}, help, help ? std::strlen(help) : 0, keyword);

@@ -17,7 +17,9 @@ State &state() {
     return s;
 }
 
-std::vector<Call> &calls() { return state().calls; }
+std::vector<Call> &calls() {
+    return state().calls;
+}
 
 size_t count(std::string_view name) {
     size_t n = 0;
@@ -49,12 +51,12 @@ std::vector<std::string> call_names(std::string_view prefix) {
     return names;
 }
 
-Call &record(const char *name, std::initializer_list<uint64_t> args, const void *bytes, size_t len,
-             const char *text) {
+Call &record(const char *name, std::initializer_list<uint64_t> args, const void *bytes, size_t len, const char *text) {
     Call c;
     c.name = name;
     c.args = args;
-    if (bytes != nullptr && len != 0) c.bytes.assign(static_cast<const uint8_t *>(bytes), static_cast<const uint8_t *>(bytes) + len);
+    if (bytes != nullptr && len != 0)
+        c.bytes.assign(static_cast<const uint8_t *>(bytes), static_cast<const uint8_t *>(bytes) + len);
     if (text != nullptr) c.text = text;
     state().calls.push_back(std::move(c));
     return state().calls.back();
@@ -63,29 +65,51 @@ Call &record(const char *name, std::initializer_list<uint64_t> args, const void 
 void script_dump(uint32_t dumpType, std::vector<Pull> pulls) {
     state().dumpScripts[dumpType].push_back(std::deque<Pull>(pulls.begin(), pulls.end()));
 }
-void fail_dump(uint32_t dumpType) { state().failedDumps.insert(dumpType); }
-void fail_dump_on(uint32_t dumpType, uint16_t node) { state().failedNodeDumps.insert({dumpType, node}); }
-int open_dumps() { return static_cast<int>(state().openDumps.size()); }
-Pull chunk(const Bytes &bytes) { return Pull{0x40010009u, bytes}; }
-void overstate_pulls(uint32_t extra) { state().overstate = extra; }
+void fail_dump(uint32_t dumpType) {
+    state().failedDumps.insert(dumpType);
+}
+void fail_dump_on(uint32_t dumpType, uint16_t node) {
+    state().failedNodeDumps.insert({dumpType, node});
+}
+int open_dumps() {
+    return static_cast<int>(state().openDumps.size());
+}
+Pull chunk(const Bytes &bytes) {
+    return Pull{0x40010009u, bytes};
+}
+void overstate_pulls(uint32_t extra) {
+    state().overstate = extra;
+}
 
-void script_control(uint32_t command, Control answer) { state().controls[command].push_back(std::move(answer)); }
+void script_control(uint32_t command, Control answer) {
+    state().controls[command].push_back(std::move(answer));
+}
 
-SocketScript &sockets() { return state().sockets; }
-SocketLog &socket_log() { return state().socketLog; }
+SocketScript &sockets() {
+    return state().sockets;
+}
+SocketLog &socket_log() {
+    return state().socketLog;
+}
 
 Bytes datagram(uint32_t type, const Bytes &payload) {
     return cat({be32(type), be32(static_cast<uint32_t>(payload.size() + 8)), payload});
 }
 
-void reply(uint32_t type, const Bytes &payload) { state().sockets.receives.push_back({1, 0, datagram(type, payload)}); }
-void fail_recv(int err) { state().sockets.receives.push_back({-1, err, {}}); }
+void reply(uint32_t type, const Bytes &payload) {
+    state().sockets.receives.push_back({1, 0, datagram(type, payload)});
+}
+void fail_recv(int err) {
+    state().sockets.receives.push_back({-1, err, {}});
+}
 std::string sent(size_t i) {
     const auto &log = state().socketLog.sent;
     return i < log.size() ? hex(log[i]) : "<nothing sent>";
 }
 
-Hooks &hooks() { return state().hooks; }
+Hooks &hooks() {
+    return state().hooks;
+}
 
 void reset() {
     for (auto &it : state().iterators) delete it;
@@ -93,12 +117,16 @@ void reset() {
     new (&state()) State();
 }
 
-Bytes be16(uint16_t v) { return {static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v)}; }
+Bytes be16(uint16_t v) {
+    return {static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v)};
+}
 Bytes be32(uint32_t v) {
     return {static_cast<uint8_t>(v >> 24), static_cast<uint8_t>(v >> 16), static_cast<uint8_t>(v >> 8),
             static_cast<uint8_t>(v)};
 }
-Bytes be64(uint64_t v) { return cat({be32(static_cast<uint32_t>(v >> 32)), be32(static_cast<uint32_t>(v))}); }
+Bytes be64(uint64_t v) {
+    return cat({be32(static_cast<uint32_t>(v >> 32)), be32(static_cast<uint32_t>(v))});
+}
 Bytes cat(std::initializer_list<Bytes> parts) {
     Bytes out;
     for (const Bytes &p : parts) out.insert(out.end(), p.begin(), p.end());
@@ -115,7 +143,9 @@ std::string hex(const void *p, size_t n) {
     }
     return s;
 }
-std::string hex(const Bytes &b) { return hex(b.data(), b.size()); }
+std::string hex(const Bytes &b) {
+    return hex(b.data(), b.size());
+}
 
 CaptureStdout::CaptureStdout() {
     std::fflush(stdout);
@@ -144,6 +174,8 @@ std::string CaptureStdout::take() {
     return taken_;
 }
 
-CaptureStdout::~CaptureStdout() { take(); }
+CaptureStdout::~CaptureStdout() {
+    take();
+}
 
 }  // namespace fake

@@ -69,16 +69,16 @@ void script_control(uint32_t command, Control answer);
 
 // --------------------------------------------------------------- sockets --
 struct Recv {
-    long ret;    // > 0: deliver `bytes` (cut to the buffer); 0; -1 with err
+    long ret;  // > 0: deliver `bytes` (cut to the buffer); 0; -1 with err
     int err;
     Bytes bytes;
 };
 struct SocketScript {
-    int socketResult = 7;      // descriptor SOCK_Socket returns (or -1)
+    int socketResult = 7;  // descriptor SOCK_Socket returns (or -1)
     int connectResult = 0;
     int setOptResult = 0;
-    long sendResult = -2;      // -2: the whole length
-    std::deque<Recv> receives; // when empty: -1 with ECONNREFUSED
+    long sendResult = -2;       // -2: the whole length
+    std::deque<Recv> receives;  // when empty: -1 with ECONNREFUSED
 };
 SocketScript &sockets();
 struct SocketLog {
@@ -98,29 +98,52 @@ void fail_recv(int err);
 std::string sent(size_t i = 0);
 
 // ------------------------------------------------------------------ hooks --
+// The platform calls a test may answer itself, through the hook of the same
+// name: X(return type, name, parameters, numeric arguments recorded, text
+// argument recorded, arguments handed to the hook, answer without a hook).
+#define FAKE_HOOKED_CALLS(X)                                                                                           \
+    X(uint16_t, DEV_GetSelf, (void), (), nullptr, (), return 1;)                                                       \
+    X(uint16_t, DEV_GetSystemMaster, (void), (), nullptr, (), return 1;)                                               \
+    X(uint32_t, DEV_IsController, (uint16_t node), (node), nullptr, (node), return 0;)                                 \
+    X(uint32_t, DEV_GetControllerTeamByLip, (uint16_t lip), (lip), nullptr, (lip), return 0;)                          \
+    X(uint16_t *, DEV_GetAllNodes, (uint32_t * count), (), nullptr, (count), *count = 0; return nullptr;)              \
+    X(uint32_t, DEV_IsMultiChassis, (void), (), nullptr, (), return 0;)                                                \
+    X(uint32_t, DEV_IsMultiCpu, (uint32_t chassis, uint32_t slot), (chassis, slot), nullptr, (chassis, slot),          \
+      return 0;)                                                                                                       \
+    X(uint32_t, LIP_GetChassID, (uint16_t node), (node), nullptr, (node), return 0;)                                   \
+    X(uint32_t, LIP_GetSlotID, (uint16_t node), (node), nullptr, (node), return 0;)                                    \
+    X(uint32_t, LIP_GetCpuID, (uint16_t node), (node), nullptr, (node), return 0;)                                     \
+    X(uint32_t, IF_GetDataByIfIndex, (uint32_t ifIndex, uint32_t item, void *buf), (ifIndex, item), nullptr,           \
+      (ifIndex, item, buf), return 1;)                                                                                 \
+    X(uint32_t, IF_GetIfIndexByFullName, (const char *name), (), name, (name), return 0;)                              \
+    X(uint16_t *, IF_GetRelyNodesByIfIndex, (uint32_t ifIndex, uint64_t * count), (ifIndex), nullptr,                  \
+      (ifIndex, count), *count = 0;                                                                                    \
+      return nullptr;)                                                                                                 \
+    X(uint32_t, IF_IsLocalIf, (uint32_t ifIndex), (ifIndex), nullptr, (ifIndex), return 0;)                            \
+    X(uint32_t, IF_IsTempIf, (uint32_t ifIndex), (ifIndex), nullptr, (ifIndex), return 0;)                             \
+    X(uint32_t, IF_IsNodeUp, (uint16_t node), (node), nullptr, (node), return 1;)                                      \
+    X(uint32_t, ACL_GetIndexByName, (uint32_t aclType, const char *name), (aclType), name, (aclType, name), return 0;) \
+    X(uint32_t, ACL_GetNameByIndex, (uint32_t aclType, uint32_t aclNum, char *name), (aclType, aclNum), nullptr,       \
+      (aclType, aclNum, name), return 1;)                                                                              \
+    X(uint32_t, APR_GetProtoNameByID, (uint32_t protocol, char *name), (protocol), nullptr, (protocol, name),          \
+      return 1;)                                                                                                       \
+    X(uint32_t, APR_GetAppNameByID, (uint32_t appId, char *name), (appId), nullptr, (appId, name), return 1;)          \
+    X(uint32_t, L3VPN_GetNameByVrfIndex, (uint32_t vrfIndex, uint32_t size, char *name), (vrfIndex, size), nullptr,    \
+      (vrfIndex, size, name), return 1;)                                                                               \
+    X(uint32_t, SERVICE_GetStatus, (uint16_t node, const char *name, uint32_t reserved, uint32_t *status),             \
+      (node, reserved), name, (node, name, reserved, status), *status = 2;                                             \
+      return 0;)                                                                                                       \
+    X(uint32_t, SERVICE_Start, (uint16_t node, const char *name, uint32_t reserved1, uint32_t reserved2),              \
+      (node, reserved1, reserved2), name, (node, name, reserved1, reserved2), return 0;)                               \
+    X(const char *, RC_LoadString, (uint32_t id), (id), nullptr, (id), return "";)
+
 // Set one to answer a call yourself; the call is still recorded.
 struct Hooks {
-    std::function<uint16_t()> DEV_GetSelf;
-    std::function<uint16_t()> DEV_GetSystemMaster;
-    std::function<uint32_t(uint16_t)> DEV_IsController;
-    std::function<uint32_t(uint16_t)> DEV_GetControllerTeamByLip;
-    std::function<uint16_t *(uint32_t *)> DEV_GetAllNodes;
-    std::function<uint32_t()> DEV_IsMultiChassis;
-    std::function<uint32_t(uint32_t, uint32_t)> DEV_IsMultiCpu;
-    std::function<uint32_t(uint16_t)> LIP_GetChassID, LIP_GetSlotID, LIP_GetCpuID;
-    std::function<uint32_t(uint32_t, uint32_t, void *)> IF_GetDataByIfIndex;
-    std::function<uint32_t(const char *)> IF_GetIfIndexByFullName;
-    std::function<uint16_t *(uint32_t, uint64_t *)> IF_GetRelyNodesByIfIndex;
-    std::function<uint32_t(uint32_t)> IF_IsLocalIf, IF_IsTempIf;
-    std::function<uint32_t(uint16_t)> IF_IsNodeUp;
-    std::function<uint32_t(uint32_t, const char *)> ACL_GetIndexByName;
-    std::function<uint32_t(uint32_t, uint32_t, char *)> ACL_GetNameByIndex;
-    std::function<uint32_t(uint32_t, char *)> APR_GetProtoNameByID, APR_GetAppNameByID;
-    std::function<uint32_t(uint32_t, uint32_t, char *)> L3VPN_GetNameByVrfIndex;
-    std::function<uint32_t(uint16_t, const char *, uint32_t, uint32_t *)> SERVICE_GetStatus;
-    std::function<uint32_t(uint16_t, const char *, uint32_t, uint32_t)> SERVICE_Start;
-    std::function<const char *(uint32_t)> RC_LoadString;
-    // Database calls; when unset, the in-memory database answers.
+#define FAKE_HOOK(Ret, name, params, ...) std::function<Ret params> name;
+    FAKE_HOOKED_CALLS(FAKE_HOOK)
+#undef FAKE_HOOK
+    // Database calls; when unset, the in-memory database answers (a batch
+    // moves nothing).
     std::function<uint32_t(const char *, const char *, uint32_t, uint64_t *)> DBM_Open;
     std::function<uint32_t(const char *, const char *, uint64_t *, uint64_t *)> DBM_OpenCfgDB;
     std::function<int32_t(uint64_t, const std::string &key)> DBM_IsKeyExist;
@@ -137,9 +160,9 @@ Hooks &hooks();
 // identified by its handle.  Handles: "name/module" -> 100, 101, ...
 struct DbEntry {
     bool isList = false;
-    Bytes value;                       // binary value
+    Bytes value;  // binary value
     std::vector<DBM_SORTKEY_S> sortKeys;
-    std::vector<Bytes> elements;       // sorted list, in sort-key order
+    std::vector<Bytes> elements;  // sorted list, in sort-key order
 };
 // The entry of key (text without NUL; the key length must have been
 // strlen + 1) in the database of handle; null when absent.
@@ -169,7 +192,7 @@ Bytes be16(uint16_t v);
 Bytes be32(uint32_t v);
 Bytes be64(uint64_t v);
 Bytes cat(std::initializer_list<Bytes> parts);
-std::string hex(const Bytes &b);            // "00 0a ff"
+std::string hex(const Bytes &b);  // "00 0a ff"
 std::string hex(const void *p, size_t n);
 
 }  // namespace fake

@@ -2,8 +2,9 @@
 // Runs a fuzz target without a fuzzing engine: every input named on the
 // command line (a directory stands for every file in it, in name order, so
 // a checked-in corpus replays as a regression test), then a fixed number of
-// seeded random inputs.  With a libFuzzer build the engine's own main takes
-// this one's place.
+// seeded random inputs, with the displays' text sent to /dev/null and the
+// report to standard error.  With a libFuzzer build the engine's own main
+// takes this one's place.
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -50,6 +51,7 @@ int main(int argc, char **argv) {
     unsigned long iterations = 20000;
     unsigned long seed = 1;
     size_t replayed = 0;
+    if (std::freopen("/dev/null", "w", stdout) == nullptr) return 2;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--iterations") == 0 && i + 1 < argc) {
             iterations = std::strtoul(argv[++i], nullptr, 10);
@@ -73,6 +75,6 @@ int main(int argc, char **argv) {
         for (auto &b : buf) b = static_cast<uint8_t>(rng());
         LLVMFuzzerTestOneInput(buf.data(), buf.size());
     }
-    std::printf("fuzz: %zu corpus inputs and %lu random inputs, no fault\n", replayed, iterations);
+    std::fprintf(stderr, "fuzz: %zu corpus inputs and %lu random inputs, no fault\n", replayed, iterations);
     return 0;
 }

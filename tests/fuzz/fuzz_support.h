@@ -1,19 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the fuzz targets share: a reader over the engine's input, dump
-// scripts and chunks read from it, a canary for buffers the library must
-// leave alone, and standard output sent to /dev/null while an input runs,
-// so that the displays' text does not bury the driver's report.
+// scripts and chunks read from it, and a canary for buffers the library
+// must leave alone.  The displays' text is not wanted: the driver sends
+// standard output to /dev/null, scripts/fuzz.sh has libFuzzer close it.
 #ifndef TESTS_FUZZ_FUZZ_SUPPORT_H
 #define TESTS_FUZZ_FUZZ_SUPPORT_H
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
-#include <initializer_list>
 #include <vector>
 
 #include "dpmgmt/channels.h"
@@ -23,6 +17,10 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 
 namespace fuzz {
+
+// The largest chunk a script hands over: every pull buffer of the library
+// (at most 8000 bytes) and more.
+constexpr size_t kMaxChunk = 8192;
 
 // Reads past the end as zero bytes and short takes.
 class Input {
@@ -59,6 +57,22 @@ public:
             for (size_t i = 0; i < len; ++i) out[i] = pattern[i % pattern.size()];
         return out;
     }
+    // A chunk of type-length-value items: a mode byte (a multiple of 4: a
+    // raw body), then up to 8 items, each a selector byte (below 200: the
+    // item is of itemType, else of that type), a u16 length and the value,
+    // which is cut to half the length for every fifth selector.
+    fake::Bytes items(uint16_t itemType) {
+        const uint8_t mode = byte();
+        if (mode % 4 == 0) return body(kMaxChunk);
+        fake::Bytes chunk;
+        for (unsigned i = 0; i <= mode % 8u && !empty(); ++i) {
+            const uint8_t sel = byte();
+            const uint16_t length = u16() % 700;
+            const fake::Bytes value = take(sel % 5 == 0 ? length / 2u : length);
+            chunk = fake::cat({chunk, fake::be16(sel < 200 ? itemType : sel), fake::be16(length), value});
+        }
+        return chunk;
+    }
 
 private:
     const uint8_t *data_;
@@ -66,61 +80,34 @@ private:
     size_t at_ = 0;
 };
 
-class QuietStdout {
-public:
-    QuietStdout() {
-        std::fflush(stdout);
-        saved_ = dup(STDOUT_FILENO);
-        const int devnull = open("/dev/null", O_WRONLY);
-        if (devnull >= 0) {
-            dup2(devnull, STDOUT_FILENO);
-            close(devnull);
-        }
-    }
-    ~QuietStdout() {
-        std::fflush(stdout);
-        if (saved_ >= 0) {
-            dup2(saved_, STDOUT_FILENO);
-            close(saved_);
-        }
-    }
-    QuietStdout(const QuietStdout &) = delete;
-    QuietStdout &operator=(const QuietStdout &) = delete;
-
-private:
-    int saved_ = -1;
-};
-
 // A broken invariant stops the engine at the input that broke it.
 inline void check(bool ok) {
     if (!ok) __builtin_trap();
 }
 
-// The largest chunk a script hands over: every pull buffer of the library
-// (at most 8000 bytes) and more.
-constexpr size_t kMaxChunk = 8192;
-
 // Scripts the kernel's answers to a display that requests the dump types
 // in `dumps` in that order (a type may repeat: one script per request).
-// Each pull is a chunk body (Input::body) and a byte choosing its result:
-// odd is the continuation code, 0xFE ends this dump's script and starts the
-// next one's, any other even value is returned as it is.
-inline void script_dumps(Input &in, std::initializer_list<uint32_t> dumps, size_t maxPulls = 48) {
+// Each pull is a byte choosing its result, then a chunk (Input::body, or
+// Input::items when itemType is not 0): odd is the continuation code, 0xFE
+// ends this dump's script and starts the next one's, any other even value
+// is returned as it is.
+inline void script_dumps(Input &in, const std::vector<uint32_t> &dumps, uint16_t itemType = 0) {
+    constexpr size_t kMaxPulls = 48;
     std::vector<std::vector<fake::Pull>> scripts(1);
     size_t pulls = 0;
-    while (!in.empty() && pulls < maxPulls) {
+    while (!in.empty() && pulls < kMaxPulls) {
         const uint8_t result = in.byte();
         if (result == 0xFE) {
             if (scripts.size() == dumps.size()) break;
             scripts.emplace_back();
             continue;
         }
-        scripts.back().push_back({result & 1 ? DPMGMT_DUMP_CONTINUE : result, in.body(kMaxChunk)});
+        scripts.back().push_back(
+            {result & 1 ? DPMGMT_DUMP_CONTINUE : result, itemType != 0 ? in.items(itemType) : in.body(kMaxChunk)});
         ++pulls;
     }
-    size_t i = 0;
-    for (const uint32_t type : dumps)
-        fake::script_dump(type, i < scripts.size() ? scripts[i++] : std::vector<fake::Pull>{});
+    for (size_t i = 0; i < dumps.size(); ++i)
+        fake::script_dump(dumps[i], i < scripts.size() ? scripts[i] : std::vector<fake::Pull>{});
 }
 
 // A buffer of the size a caller hands the library, with guard bytes behind
@@ -135,7 +122,6 @@ public:
     T *as() {
         return reinterpret_cast<T *>(bytes_.data());
     }
-    size_t size() const { return size_; }
     // No byte of [from, to) changed.
     bool untouched(size_t from, size_t to) const {
         return std::all_of(bytes_.begin() + static_cast<long>(from), bytes_.begin() + static_cast<long>(to),

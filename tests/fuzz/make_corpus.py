@@ -43,62 +43,62 @@ def record(size, seed):
 CONT, END = 1, 0  # pull result bytes: the continuation code, or an end
 
 
-def session_display():
+def dump_walk():
     seeds = {}
+    arg = lambda v: be32(v >> 32) + be32(v)  # the eight bytes of arguments
     # display selector, record size, records per batch
     tables = [(0, 172, 46), (1, 140, 57), (2, 172, 46), (3, 76, 105), (4, 432, 18), (5, 208, 38), (6, 172, 46)]
     for sel, size, batch in tables:
         two = record(size, 1) + record(size, 2)
-        seeds[f"table{sel}-short"] = bytes([sel, 0]) + bytes([CONT]) + raw_body(two)
-        seeds[f"table{sel}-full"] = (bytes([sel | 0x80, 0]) + bytes([CONT]) + pattern_body(size * batch, record(size, 3))
+        seeds[f"table{sel}-short"] = bytes([sel, 0]) + arg(0) + bytes([CONT]) + raw_body(two)
+        seeds[f"table{sel}-full"] = (bytes([sel, 0]) + arg(1) + bytes([CONT]) + pattern_body(size * batch, record(size, 3))
                                      + bytes([CONT]) + raw_body(record(size, 4)) + bytes([END]) + raw_body(b""))
     aging = be32(2) + record(20, 1) + record(20, 2)
-    seeds["aging"] = bytes([7, 0, CONT]) + raw_body(aging) + bytes([END]) + raw_body(b"")
-    seeds["history"] = bytes([8, 0, 0]) + be16(720) + bytes([12]) + be16(8640) + bytes([CONT]) + pattern_body(666 * 12, record(12, 5)) + bytes([CONT]) + raw_body(record(12, 6) * 54)
-    seeds["history-averages"] = bytes([9, 0]) + b"".join(bytes([CONT]) + raw_body(record(12, k) * 10) + bytes([0xFE]) for k in range(3))
-    seeds["top-three-nodes"] = bytes([10, 0, 2]) + b"".join(bytes([CONT]) + pattern_body(333 * 24, record(24, k)) + bytes([CONT]) + raw_body(record(24, k + 1)) + bytes([0xFE]) for k in range(3))
-    seeds["hot-backup"] = bytes([11, 0, CONT]) + raw_body(be32(17)) + bytes([0xFE, CONT]) + raw_body(record(32, 1)) + bytes([0xFE, CONT]) + raw_body(record(32, 2))
-    seeds["overstated"] = bytes([0, 0x11, CONT]) + raw_body(record(172, 9) * 3)
+    seeds["aging"] = bytes([7, 0]) + arg(0) + bytes([CONT]) + raw_body(aging) + bytes([END]) + raw_body(b"")
+    # period 0, 720 samples of 12 bytes, a buffer of 8640 bytes
+    seeds["history"] = bytes([8, 0]) + arg(8640 << 32 | 12 << 24 | 720 << 8) + bytes([CONT]) + pattern_body(666 * 12, record(12, 5)) + bytes([CONT]) + raw_body(record(12, 6) * 54)
+    seeds["history-averages"] = bytes([9, 0]) + arg(0) + b"".join(bytes([CONT]) + raw_body(record(12, k) * 10) + bytes([0xFE]) for k in range(3))
+    seeds["top-three-nodes"] = bytes([10, 0]) + arg(2) + b"".join(bytes([CONT]) + pattern_body(333 * 24, record(24, k)) + bytes([CONT]) + raw_body(record(24, k + 1)) + bytes([0xFE]) for k in range(3))
+    seeds["hot-backup"] = bytes([11, 0]) + arg(0) + bytes([CONT]) + raw_body(be32(17)) + bytes([0xFE, CONT]) + raw_body(record(32, 1)) + bytes([0xFE, CONT]) + raw_body(record(32, 2))
+    seeds["overstated"] = bytes([0, 0x11]) + arg(0) + bytes([CONT]) + raw_body(record(172, 9) * 3)
+    seeds["stat-nodes"] = bytes([12, 0]) + arg(0) + bytes([CONT]) + raw_body(record(80, 1) + record(80, 2)) + bytes([END]) + raw_body(b"")
+    seeds["stat-nodes-full"] = bytes([12, 0]) + arg(1) + bytes([CONT]) + pattern_body(8000, record(80, 3)) + bytes([CONT]) + raw_body(record(80, 4)) + bytes([END]) + raw_body(b"")
+    # Call tables: a chunk of items is a mode byte (1 + mode % 8 items), then
+    # per item a selector (below 200: the display's type), a length, a value.
+    items = lambda mode, *its: bytes([CONT, mode]) + b"".join(bytes([sel]) + be16(n) + record(n, n) for sel, n in its)
+    end = bytes([END, 0]) + be16(0)
+    for sel in range(13, 18):
+        seeds[f"calls{sel}"] = bytes([sel, 0]) + arg(0) + items(1, (0, 84), (0, 84)) + end
+    seeds["calls14-verbose"] = bytes([14, 0]) + arg(0) + items(1, (0, 384), (0, 472)) + end
+    seeds["calls13-two-chunks"] = bytes([13, 0]) + arg(0) + items(2, (0, 84), (0, 84), (0, 84)) + items(1, (0, 84), (0, 84)) + end
+    seeds["calls13-other-type"] = bytes([13, 0]) + arg(0) + items(1, (0, 84), (201, 8)) + end
     return seeds
 
 
-def connlmt_policy():
-    rule = lambda rid: be32(0) + be32(3000 + rid) + b"acl".ljust(64, b"\0") + be32(0) + be16(1) + be16(rid) + be32(10) + be32(20) + be32(30) + be32(1)
-    head = lambda count, pid=1: be32(0) + be16(pid) + b"\0\0" + be32(count) + be32(0)
-    return {
-        "policy": bytes([0]) + head(2) + rule(1) + rule(2),
-        "policy-bogus-count": bytes([0]) + head(0xFFFF),
-        "next-policy-none": bytes([1]) + head(0, 0xFFFF),
-        "policy-info": bytes([2]) + be16(144 + 96 * 2) + head(2) + bytes(128) + rule(1) + rule(2),
-        "next-policy-info": bytes([3]) + head(1) + bytes(128) + rule(7),
-        "apply-list": bytes([4]) + be32(3) + be32(11) + be32(12) + be32(13),
-        "apply-list-bogus": bytes([4]) + be32(5000) + be32(11),
-        "rule": bytes([5]) + bytes(8) + be32(1) + bytes(4) + rule(4),
-        "stat-nodes": bytes([6, 0, 0, 1]) + raw_body(record(80, 1) + record(80, 2)) + bytes([0]) + raw_body(b""),
-        "stat-nodes-full": bytes([6, 1, 0, 1]) + pattern_body(8000, record(80, 3)) + bytes([1]) + raw_body(record(80, 4)) + bytes([8]) + raw_body(b""),
-    }
-
-
-def sqa_walk():
-    def items(itype_sel, length, n):
-        return bytes([n]) + b"".join(bytes([itype_sel]) + be16(length) + record(length, k) for k in range(n))
-    # chunks byte, then per chunk: mode (1 + items - 1), items
-    return {
-        "brief": bytes([0]) + bytes([1]) + b"".join(bytes([0]) + be16(84) + record(84, k) for k in range(2)),
-        "verbose-sip": bytes([1]) + bytes([0]) + bytes([0]) + be16(384) + record(384, 3) + bytes([0]) + bytes([0]) + be16(472) + record(472, 4),
-        "two-chunks": bytes([1]) + bytes([2]) + b"".join(bytes([0]) + be16(84) + record(84, k) for k in range(3)) + bytes([1]) + b"".join(bytes([0]) + be16(84) + record(84, k) for k in range(2)),
-        "other-type": bytes([0]) + bytes([1]) + bytes([0]) + be16(84) + record(84, 1) + bytes([201]) + be16(8) + bytes(8),
-    }
-
-
 def record_query():
-    service_sizes = [68, 76, 4, 8, 4, 12, 76, 12, 648, 2912, 2884, 2, 2, 2, 4, 8, 2, 4, 4, 4, 4, 4, 20, 2, 8, 4, 4, 4, 12, 8, 8, 16, 4]
+    # None: a connection-limit policy query, seeded below
+    service_sizes = [68, 76, 4, 8, 4, 12, 76, 12, 648, 2912, 2884, 2, 2, 2, 4, 8, 2, 4, 4, 4, 4, 4, 20, 2, 8, 4, 4, 4,
+                     None, None, None, None, None, None, 12, 8, 8, 16, 4]
     dump_sizes = [512, 68, 48, 80, 16, 928, 836, 8, 8, 32, 4, 16]
     control_sizes = [8, 8, 56, 56, 56, 56]
     seeds = {}
     for i, size in enumerate(service_sizes):
         arg = 0xFFFF if i in (8, 9, 10) else 1
-        seeds[f"service{i:02d}"] = bytes([i, 0]) + be16(arg) + be32(7) + record(size, i)
+        if size is not None:
+            seeds[f"service{i:02d}"] = bytes([i, 0]) + be16(arg) + be32(7) + record(size, i)
+    rule = lambda rid: be32(0) + be32(3000 + rid) + b"acl".ljust(64, b"\0") + be32(0) + be16(1) + be16(rid) + be32(10) + be32(20) + be32(30) + be32(1)
+    head = lambda count, pid=1: be32(0) + be16(pid) + b"\0\0" + be32(count) + be32(0)
+    policy = lambda i, arg, payload: bytes([i, 0]) + be16(arg) + be32(35) + payload
+    seeds["policy"] = policy(28, 0, head(2) + rule(1) + rule(2))
+    seeds["policy-bogus-count"] = policy(28, 0, head(0xFFFF))
+    seeds["policy-count-over"] = policy(28, 0, head(258))  # one rule more than the record holds
+    seeds["policy-info-count-over"] = policy(30, 144 + 96 * 2, head(3))
+    seeds["next-policy-none"] = policy(29, 0, head(0, 0xFFFF))
+    seeds["policy-info"] = policy(30, 144 + 96 * 2, head(2) + bytes(128) + rule(1) + rule(2))
+    seeds["next-policy-info"] = policy(31, 0, head(1) + bytes(128) + rule(7))
+    seeds["apply-list"] = policy(32, 0, be32(3) + be32(11) + be32(12) + be32(13))
+    seeds["apply-list-bogus"] = policy(32, 0, be32(5000) + be32(11))
+    seeds["rule"] = policy(33, 0, bytes(8) + be32(1) + bytes(4) + rule(4))
     seeds["service-error-reply"] = bytes([0, 1, 0, 0]) + be32(0xFFFFFFFF) + be32(8)
     seeds["service-short-length"] = bytes([4, 1, 0, 0]) + be32(1) + be32(12) + b"\0\0\0"
     base = len(service_sizes)
@@ -143,9 +143,7 @@ def store_values():
 
 
 TARGETS = {
-    "session_display_fuzz": session_display,
-    "connlmt_policy_fuzz": connlmt_policy,
-    "sqa_walk_fuzz": sqa_walk,
+    "dump_walk_fuzz": dump_walk,
     "record_query_fuzz": record_query,
     "msg_framing_fuzz": msg_framing,
     "store_values_fuzz": store_values,

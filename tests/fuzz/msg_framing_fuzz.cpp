@@ -43,24 +43,15 @@ void general_check(fuzz::Input &in) {
 
 // One scripted receive; datagrams go in with or without a true header.
 fake::Recv receive(fuzz::Input &in) {
-    switch (in.byte() % 7) {
-        case 0:
-            return {1, 0, in.body(fuzz::kMaxChunk)};
-        case 1: {
-            const uint32_t type = in.byte() & 1 ? 0xFFFFFFFFu : in.u32();
-            return {1, 0, fake::datagram(type, in.body(fuzz::kMaxChunk))};
-        }
-        case 2:
-            return {0, 0, {}};
-        case 3:
-            return {-1, EAGAIN, {}};
-        case 4:
-            return {-1, EINTR, {}};
-        case 5:
-            return {-1, ECONNRESET, {}};
-        default:
-            return {-1, ETIMEDOUT, {}};
+    static const int kErrors[] = {EAGAIN, EINTR, ECONNRESET, ETIMEDOUT};
+    const uint8_t kind = in.byte() % 7;
+    if (kind == 0) return {1, 0, in.body(fuzz::kMaxChunk)};
+    if (kind == 1) {
+        const uint32_t type = in.byte() & 1 ? 0xFFFFFFFFu : in.u32();
+        return {1, 0, fake::datagram(type, in.body(fuzz::kMaxChunk))};
     }
+    if (kind == 2) return {0, 0, {}};
+    return {-1, kErrors[kind - 3], {}};
 }
 
 }  // namespace
@@ -107,23 +98,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
 
     fuzz::Canary reply(replyMax);
     uint32_t rc;
-    {
-        const fuzz::QuietStdout quiet;
-        switch (op) {
-            case 1:
-                rc = SESSION_MSG_RecvMsg(7, replyMax, reply.data());
-                break;
-            case 2:
-                rc = SESSION_MSG_RecvMsg_DontWait(7, replyMax, reply.data());
-                break;
-            case 3:
-                rc = SESSION_MSG_SendRecvMsg(3184, 9, 4, "abcd", replyMax, reply.data());
-                break;
-            default:
-                rc = SESSION_MSG_SendRecvMsg_DontWait(3184, 9, 4, "abcd", replyMax, reply.data());
-                break;
-        }
-    }
+    if (op == 1)
+        rc = SESSION_MSG_RecvMsg(7, replyMax, reply.data());
+    else if (op == 2)
+        rc = SESSION_MSG_RecvMsg_DontWait(7, replyMax, reply.data());
+    else if (op == 3)
+        rc = SESSION_MSG_SendRecvMsg(3184, 9, 4, "abcd", replyMax, reply.data());
+    else
+        rc = SESSION_MSG_SendRecvMsg_DontWait(3184, 9, 4, "abcd", replyMax, reply.data());
     fuzz::check(rc == (expectOk ? 0u : kFailed));
     if (expectOk) {
         fuzz::check(std::memcmp(reply.data(), taken->bytes.data() + 8, n - 8) == 0);

@@ -9,6 +9,7 @@
 // write past the caller's record, report more rules than it has room for,
 // or hand back a description of another policy.
 #include <cstring>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -27,22 +28,13 @@ void serve_value(fuzz::Input &in) {
     const uint8_t how = in.byte();
     g_exists = how & 1 ? 1 : (how & 2 ? 0x10001 : static_cast<int32_t>(how) - 4);
     g_value = in.body(512);
-    // Mostly the truth; sometimes more than the buffer, nothing or an error.
-    switch ((how >> 2) % 4) {
-        case 0:
-            g_claimed = -1;
-            break;  // replaced by the truth below
-        case 1:
-            g_claimed = static_cast<int32_t>(g_value.size());
-            break;
-        case 2:
-            g_claimed = static_cast<int32_t>(in.u16());
-            break;
-        default:
-            g_claimed = -static_cast<int32_t>(in.byte());
-            break;
-    }
-    const bool truth = (how >> 2) % 4 == 0;
+    // Mostly the truth; sometimes as much as the value, more than the
+    // buffer, or an error.
+    const uint8_t claim = (how >> 2) % 4;
+    if (claim == 1) g_claimed = static_cast<int32_t>(g_value.size());
+    if (claim == 2) g_claimed = static_cast<int32_t>(in.u16());
+    if (claim == 3) g_claimed = -static_cast<int32_t>(in.byte());
+    const bool truth = claim == 0;
     fake::hooks().DBM_IsKeyExist = [](uint64_t, const std::string &) { return g_exists; };
     fake::hooks().DBM_GetBinary = [truth](uint64_t, const std::string &, uint32_t size, void *buf) {
         const size_t n = std::min<size_t>(size, g_value.size());
@@ -117,22 +109,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (size < 1) return 0;
     fake::reset();
     fuzz::Input in(data, size);
-    switch (in.byte() % 5) {
-        case 0:
-            policy_rules(in);
-            break;
-        case 1:
-            description(in);
-            break;
-        case 2:
-            applied(in);
-            break;
-        case 3:
-            settings<SQA_SIP_DBVALUE_S>(in, SQA_DB_GetSipDBValue, SQA_DB_GetSipValue);
-            break;
-        default:
-            settings<SQA_H323_DBVALUE_S>(in, SQA_DB_GetH323DBValue, SQA_DB_GetH323Value);
-            break;
-    }
+    static void (*const kReaders[])(fuzz::Input &) = {
+        policy_rules,
+        description,
+        applied,
+        [](fuzz::Input &i) { settings<SQA_SIP_DBVALUE_S>(i, SQA_DB_GetSipDBValue, SQA_DB_GetSipValue); },
+        [](fuzz::Input &i) { settings<SQA_H323_DBVALUE_S>(i, SQA_DB_GetH323DBValue, SQA_DB_GetH323Value); },
+    };
+    kReaders[in.byte() % std::size(kReaders)](in);
     return 0;
 }

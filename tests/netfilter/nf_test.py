@@ -2,71 +2,25 @@
 # SPDX-License-Identifier: Apache-2.0
 """dpservice --data-plane netfilter against a real connection-tracking table.
 
-Each case runs inside a private network namespace made for it (unshare -n,
-plus -m where it bind-mounts over a setting), so the host's own table is
-never touched.  Usage: nf_test.py BUILD_DIR CASE.  Exit status 77 = skipped.
+Each case runs inside a private network namespace made for it (nfns.py),
+so the host's own table is never touched.  Usage: nf_test.py BUILD_DIR CASE.
 """
-import ctypes
 import os
 import re
 import shutil
-import signal
 import socket
 import struct
-import subprocess
 import sys
-import tempfile
 import time
 
-SKIP = 77
-WAIT = 10.0          # seconds any single wait may take
-HELPER = 'dpmgmt-nf-traffic'
+sys.dont_write_bytecode = True  # nothing written into the source tree
+from nfns import WAIT, Service, check, end_process, main, run, skip, wait_for  # noqa: E402
 
 
-def die_with_parent():
-    """Children end with the test even when it is killed."""
-    ctypes.CDLL(None, use_errno=True).prctl(1, signal.SIGTERM)  # PR_SET_PDEATHSIG
-
-
-def skip(why):
-    print('SKIP: ' + why)
-    sys.exit(SKIP)
-
-
-def wait_for(pred, what, limit=WAIT):
-    end = time.monotonic() + limit
-    while time.monotonic() < end:
-        if pred():
-            return
-        time.sleep(0.05)
-    raise AssertionError('timed out waiting for ' + what)
-
-
-def check(cond, what):
-    if not cond:
-        raise AssertionError(what)
-
-
-def run(args, ok=True, input=None, **kw):
-    # Bytes, decoded here: the displays' CR LF line ends must survive.
-    r = subprocess.run(args, capture_output=True, timeout=30, input=input.encode() if input else None, **kw)
-    r.stdout, r.stderr = r.stdout.decode(), r.stderr.decode()
-    if ok and r.returncode != 0:
-        raise AssertionError('%s failed (%d): %s%s' % (' '.join(args), r.returncode, r.stdout, r.stderr))
-    return r
-
-
-class Namespace:
+class Namespace(Service):
     """The inside of the namespace: a tracking rule, dpservice, helpers."""
 
-    def __init__(self, build):
-        self.build = build
-        self.rundir = tempfile.mkdtemp(prefix='dpmgmt-nf-')
-        self.env = dict(os.environ, DPMGMT_RUNDIR=self.rundir, DPMGMT_PROFILE='host')
-        self.children = []
-        self.sockets = []
-
-    def __enter__(self):
+    def prepare(self):
         run(['ip', 'link', 'set', 'lo', 'up'])
         # Any rule that uses ct makes the namespace track connections.
         run(['nft', '-f', '-'], input='''table inet t {
@@ -75,43 +29,6 @@ class Namespace:
 ''')
         if not os.path.exists('/proc/sys/net/netfilter/nf_conntrack_max'):
             skip('the kernel has no connection tracking')
-        return self
-
-    def start_service(self, expect_ok=True):
-        err = open(os.path.join(self.rundir, 'dpservice.err'), 'w')
-        pidfile = os.path.join(self.rundir, 'dpservice.pid')
-        p = subprocess.Popen([os.path.join(self.build, 'dpservice'), '--data-plane', 'netfilter',
-                              '--pidfile', pidfile], env=self.env, stderr=err, preexec_fn=die_with_parent)
-        self.children.append(p)
-        if p.poll() is not None or 'no netfilter data plane' in self.service_log():
-            p.wait(timeout=WAIT)
-            if 'no netfilter data plane' in self.service_log():
-                skip('dpservice was built without libnetfilter-conntrack-dev')
-        if expect_ok:
-            wait_for(lambda: os.path.exists(pidfile) or p.poll() is not None, 'dpservice to start')
-            check(p.poll() is None, 'dpservice exited: ' + self.service_log())
-        return p
-
-    def service_log(self):
-        with open(os.path.join(self.rundir, 'dpservice.err')) as f:
-            return f.read()
-
-    def dpmgmt(self, *args, ok=True):
-        return run([os.path.join(self.build, 'dpmgmt')] + list(args), ok=ok, env=self.env)
-
-    def __exit__(self, *exc):
-        for s in self.sockets:
-            s.close()
-        for p in self.children:
-            if p.poll() is None:
-                p.send_signal(signal.SIGTERM)
-                try:
-                    p.wait(timeout=WAIT)
-                except subprocess.TimeoutExpired:
-                    p.kill()
-                    p.wait()
-        shutil.rmtree(self.rundir, ignore_errors=True)
-        return False
 
     # ------------------------------------------------------------ traffic --
     def tcp(self, n, family=socket.AF_INET, host='127.0.0.1', port=5555):
@@ -124,7 +41,6 @@ class Namespace:
             c = socket.create_connection((host, port), timeout=WAIT)
             a, _ = srv.accept()
             self.sockets += [c, a]
-        return srv
 
     def ping(self, ident):
         """One ICMP echo on loopback; the kernel answers it."""
@@ -165,10 +81,8 @@ def conntrack_entries():
         if len(words) < 4:
             continue
         proto = words[0].upper()
-        kv = [w.split('=', 1) for w in words if '=' in w]
-        first = {}
-        for k, v in kv:
-            first.setdefault(k, v)
+        # The first value of each key: the original direction's.
+        first = dict(reversed([w.split('=', 1) for w in words if '=' in w]))
         if proto == 'TCP':
             state = 'TCP_' + words[3]
         elif proto == 'UDP':
@@ -208,7 +122,7 @@ def count_of(proto=None):
 
 def case_traffic(ns):
     ns.start_service()
-    check('accounting switched on, timestamps switched on' in ns.service_log(), 'no switch-on line: ' + ns.service_log())
+    check('accounting switched on, timestamps switched on' in ns.log(), 'no switch-on line: ' + ns.log())
     ns.tcp(20)
     ns.tcp(3, socket.AF_INET6, '::1', 6666)
     ns.udp(5, 5353, answered=True)
@@ -259,7 +173,7 @@ def case_settings(ns):
     # The table maximum is read-only in a namespace; a file bound over it
     # stands in for the writable one the host's first namespace has.
     r = ns.dpmgmt('session', 'limit', '5000', ok=False)
-    check(r.returncode != 0 and 'read-only in this network namespace' in ns.service_log(),
+    check(r.returncode != 0 and 'read-only in this network namespace' in ns.log(),
           'a read-only table maximum was not refused: ' + r.stdout + r.stderr)
     stand_in = os.path.join(ns.rundir, 'nf_conntrack_max')
     with open(stand_in, 'w') as f:
@@ -342,17 +256,12 @@ def case_started_by_dpmgmt(ns):
     the namespace's table."""
     ns.env['DPMGMT_SERVICE'] = os.path.join(ns.build, 'dpservice')
     ns.tcp(2)
-    pidfile = os.path.join(ns.rundir, 'dpservice.pid')
     try:
         out = ns.dpmgmt('display', 'session', 'table').stdout
         check(total_found(out) == count_of() == 2, 'the started service does not serve the namespace:\n' + out)
     finally:
-        if os.path.exists(pidfile):
-            with open(pidfile) as f:
-                pid = int(f.read())
-            os.kill(pid, signal.SIGTERM)
-            wait_for(lambda: not os.path.exists('/proc/%d' % pid) or
-                     open('/proc/%d/stat' % pid).read().split()[2] == 'Z', 'the started service to stop')
+        if os.path.exists(ns.pidfile):
+            end_process(ns.service_pid())
 
 
 def case_profile(ns):
@@ -388,30 +297,5 @@ CASES = {'traffic': case_traffic, 'settings': case_settings, 'reset': case_reset
          'started_by_dpmgmt': case_started_by_dpmgmt, 'profile': case_profile}
 
 
-def main():
-    if len(sys.argv) == 4 and sys.argv[1] == '--inside':
-        build, case = sys.argv[2], sys.argv[3]
-        with Namespace(build) as ns:
-            CASES[case](ns)
-        print('ok: ' + case)
-        return 0
-    if len(sys.argv) != 3 or sys.argv[2] not in CASES:
-        print('usage: nf_test.py BUILD_DIR (%s)' % '|'.join(CASES), file=sys.stderr)
-        return 2
-    build, case = sys.argv[1], sys.argv[2]
-    if os.geteuid() != 0:
-        skip('needs root to make a network namespace and change its connection tracking')
-    for tool in ('unshare', 'ip', 'nft', 'conntrack'):
-        if shutil.which(tool) is None:
-            skip(tool + ' is missing (scripts/deps.sh installs it)')
-    if run(['unshare', '-n', '-m', 'true'], ok=False).returncode != 0:
-        skip('cannot make a network namespace here')
-    # The namespace ends with the process that made it; -m keeps the
-    # bind mount of the settings case private too.
-    r = subprocess.run(['unshare', '-n', '-m', '--propagation', 'private', sys.executable, os.path.abspath(__file__),
-                        '--inside', build, case], timeout=120)
-    return r.returncode
-
-
 if __name__ == '__main__':
-    sys.exit(main())
+    sys.exit(main(__file__, CASES, Namespace, ('conntrack',)))

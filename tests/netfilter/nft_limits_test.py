@@ -2,25 +2,22 @@
 # SPDX-License-Identifier: Apache-2.0
 """Connection limits enforced by nftables (dpservice --data-plane netfilter).
 
-Each case runs in a private network namespace made for it (unshare -n -m):
-the server side, with dpservice, and a client namespace joined to it by a
-veth pair (ip netns, removed at the end).  Usage: nft_limits_test.py
-BUILD_DIR CASE.  Exit status 77 = skipped.
+Each case runs in a private network namespace made for it (nfns.py): the
+server side, with dpservice, and a client namespace joined to it by a veth
+pair (ip netns, named only inside the case's mount namespace).  Usage:
+nft_limits_test.py BUILD_DIR CASE.
 """
 import json
 import os
 import re
-import shutil
 import signal
 import socket
-import struct
 import subprocess
 import sys
-import tempfile
-import time
 
-SKIP = 77
-WAIT = 10.0
+sys.dont_write_bytecode = True  # nothing written into the source tree
+from nfns import WAIT, Service, check, end_process, main, run, skip, wait_for  # noqa: E402
+
 PORT = 7000
 CLIENT_NS = 'dpmgmt-nft-client'
 SRV4, CLI4, CLI4B = '10.9.0.1', '10.9.0.2', '10.9.0.3'
@@ -76,33 +73,6 @@ for line in sys.stdin:
 '''
 
 
-def skip(why):
-    print('SKIP: ' + why)
-    sys.exit(SKIP)
-
-
-def check(cond, what):
-    if not cond:
-        raise AssertionError(what)
-
-
-def wait_for(pred, what, limit=WAIT):
-    end = time.monotonic() + limit
-    while time.monotonic() < end:
-        if pred():
-            return
-        time.sleep(0.05)
-    raise AssertionError('timed out waiting for ' + what)
-
-
-def run(args, ok=True, input=None, **kw):
-    r = subprocess.run(args, capture_output=True, timeout=30, input=input.encode() if input else None, **kw)
-    r.stdout, r.stderr = r.stdout.decode(), r.stderr.decode()
-    if ok and r.returncode != 0:
-        raise AssertionError('%s failed (%d): %s%s' % (' '.join(args), r.returncode, r.stdout, r.stderr))
-    return r
-
-
 def ruleset():
     """The table as nft lists it, handles, counts and set elements left
     out, in an order of its own (a set made again lists last)."""
@@ -123,19 +93,16 @@ def ruleset():
     return sorted(out)
 
 
-class Setup:
+class Setup(Service):
     def __init__(self, build):
-        self.build = build
-        self.rundir = tempfile.mkdtemp(prefix='dpmgmt-nft-')
+        super().__init__(build)
         self.profile = os.path.join(self.rundir, 'profile.ini')
         with open(self.profile, 'w') as f:
             f.write(PROFILE)
-        self.env = dict(os.environ, DPMGMT_RUNDIR=self.rundir, DPMGMT_PROFILE=self.profile)
-        self.children = []
-        self.servers = []
+        self.env['DPMGMT_PROFILE'] = self.profile
         self.client = None
 
-    def __enter__(self):
+    def prepare(self):
         run(['ip', 'link', 'set', 'lo', 'up'])
         # The client namespace is named on a tmpfs of this mount namespace:
         # nothing of it shows outside, whatever happens to the test.
@@ -143,14 +110,13 @@ class Setup:
         run(['mount', '-t', 'tmpfs', 'dpmgmt-nft', '/run/netns'])
         run(['ip', 'netns', 'add', CLIENT_NS])
         run(['ip', 'link', 'add', 'nft-srv', 'type', 'veth', 'peer', 'name', 'nft-cli', 'netns', CLIENT_NS])
-        for a in (SRV4 + '/24', SRV6 + '/64'):
-            run(['ip', 'addr', 'add', a, 'dev', 'nft-srv', 'nodad'] if ':' in a else ['ip', 'addr', 'add', a, 'dev', 'nft-srv'])
-        run(['ip', 'link', 'set', 'nft-srv', 'up'])
         inside = ['ip', 'netns', 'exec', CLIENT_NS]
-        for a in (CLI4 + '/24', CLI4B + '/24'):
-            run(inside + ['ip', 'addr', 'add', a, 'dev', 'nft-cli'])
-        for a in (CLI6 + '/64', CLI6B + '/64'):
-            run(inside + ['ip', 'addr', 'add', a, 'dev', 'nft-cli', 'nodad'])
+        # IPv6 addresses without duplicate detection: usable at once.
+        for where, dev, addrs in (([], 'nft-srv', (SRV4 + '/24', SRV6 + '/64')),
+                                  (inside, 'nft-cli', (CLI4 + '/24', CLI4B + '/24', CLI6 + '/64', CLI6B + '/64'))):
+            for a in addrs:
+                run(where + ['ip', 'addr', 'add', a, 'dev', dev] + (['nodad'] if ':' in a else []))
+        run(['ip', 'link', 'set', 'nft-srv', 'up'])
         run(inside + ['ip', 'link', 'set', 'nft-cli', 'up'])
         run(inside + ['ip', 'link', 'set', 'lo', 'up'])
         for fam, host in ((socket.AF_INET, '0.0.0.0'), (socket.AF_INET6, '::')):
@@ -161,57 +127,27 @@ class Setup:
                     s.setsockopt(socket.IPPROTO_IPV6, socket.IPV6_V6ONLY, 1)
                 s.bind((host, port))
                 s.listen(64)
-                self.servers.append(s)
+                self.sockets.append(s)
         self.client = subprocess.Popen(inside + [sys.executable, '-c', CLIENT], stdin=subprocess.PIPE,
                                        stdout=subprocess.PIPE, text=True)
-        return self
 
     def __exit__(self, *exc):
         if self.client:
             self.client.stdin.close()
             self.client.wait(timeout=WAIT)
-        for p in self.children:
-            if p.poll() is None:
-                p.send_signal(signal.SIGTERM)
-                try:
-                    p.wait(timeout=WAIT)
-                except subprocess.TimeoutExpired:
-                    p.kill()
-                    p.wait()
-        for s in self.servers:
-            s.close()
         run(['ip', 'netns', 'del', CLIENT_NS], ok=False)
-        shutil.rmtree(self.rundir, ignore_errors=True)
-        return False
+        return super().__exit__(*exc)
 
     def ask(self, line):
         self.client.stdin.write(line + '\n')
         self.client.stdin.flush()
         return self.client.stdout.readline().strip()
 
-    def connect(self, src, dst, port=PORT):
-        return self.ask('open %s %s %d' % (src, dst, port))
-
     def start_service(self, *extra):
-        err = open(os.path.join(self.rundir, 'dpservice.err'), 'a')
-        pidfile = os.path.join(self.rundir, 'dpservice.pid')
-        if os.path.exists(pidfile):
-            os.unlink(pidfile)
-        p = subprocess.Popen([os.path.join(self.build, 'dpservice'), '--data-plane', 'netfilter', '--pidfile', pidfile]
-                             + list(extra), env=self.env, stderr=err)
-        self.children.append(p)
-        wait_for(lambda: os.path.exists(pidfile) or p.poll() is not None, 'dpservice to start')
-        check(p.poll() is None, 'dpservice exited: ' + self.log())
+        p = super().start_service(*extra)
         if 'connection limits enforced' not in self.log():
             skip('dpservice was built without the connection-limit enforcement (rapidjson-dev missing)')
         return p
-
-    def log(self):
-        with open(os.path.join(self.rundir, 'dpservice.err')) as f:
-            return f.read()
-
-    def dpmgmt(self, *args, ok=True):
-        return run([os.path.join(self.build, 'dpmgmt')] + list(args), ok=ok, env=self.env)
 
     def policy(self, *rule, apply=('interface', 'nft-srv'), ipv6=False):
         fam = ['ipv6'] if ipv6 else []
@@ -228,7 +164,7 @@ def nodes(text):
 
 
 def opened(s, src, dst, n, port=PORT):
-    return [s.connect(src, dst, port) for _ in range(n)]
+    return [s.ask('open %s %s %d' % (src, dst, port)) for _ in range(n)]
 
 
 # ---------------------------------------------------------------- cases ----
@@ -334,20 +270,13 @@ def case_restart(s):
     """kill -9 and a restart through dpmgmt: enforced again without a step;
     a stop removes the table, --keep-rules leaves it."""
     s.env['DPMGMT_SERVICE'] = os.path.join(s.build, 'dpservice')
-    pidfile = os.path.join(s.rundir, 'dpservice.pid')
     s.policy('acl', '3000', 'amount', '2', '1', 'per-source')
-    check(os.path.exists(pidfile), 'dpmgmt did not start the service')
-    with open(pidfile) as f:
-        pid = int(f.read())
-    os.kill(pid, signal.SIGKILL)
-    wait_for(lambda: not os.path.exists('/proc/%d' % pid) or open('/proc/%d/stat' % pid).read().split()[2] == 'Z',
-             'the service to die')
+    check(os.path.exists(s.pidfile), 'dpmgmt did not start the service')
+    end_process(s.service_pid(), signal.SIGKILL)
     run(['nft', 'delete', 'table', 'inet', 'dpmgmt'])
     s.dpmgmt('display', 'connection-limit', 'policy')  # starts the service, which replays the store
     check(opened(s, CLI4, SRV4, 3) == ['ok', 'ok', 'refused'], 'the limit is not enforced after the restart')
-    with open(pidfile) as f:
-        pid = int(f.read())
-    os.kill(pid, signal.SIGTERM)
+    os.kill(s.service_pid(), signal.SIGTERM)
     wait_for(lambda: ruleset() is None, 'the table to go with the service')
     has_set = lambda: any(json.loads(i).get('set', {}).get('name') == 'v4_p1_r1' for i in ruleset() or [])
     p = s.start_service('--keep-rules')
@@ -366,28 +295,5 @@ CASES = {'per_source': case_per_source, 'keys': case_keys, 'ipv6': case_ipv6, 'g
          'delete_rule': case_delete_rule, 'restart': case_restart}
 
 
-def main():
-    if len(sys.argv) == 4 and sys.argv[1] == '--inside':
-        with Setup(sys.argv[2]) as s:
-            CASES[sys.argv[3]](s)
-        print('ok: ' + sys.argv[3])
-        return 0
-    if len(sys.argv) != 3 or sys.argv[2] not in CASES:
-        print('usage: nft_limits_test.py BUILD_DIR (%s)' % '|'.join(CASES), file=sys.stderr)
-        return 2
-    if os.geteuid() != 0:
-        skip('needs root to make network namespaces and change their nftables')
-    for tool in ('unshare', 'ip', 'nft'):
-        if shutil.which(tool) is None:
-            skip(tool + ' is missing (scripts/deps.sh installs it)')
-    if run(['unshare', '-n', '-m', 'true'], ok=False).returncode != 0:
-        skip('cannot make a network namespace here')
-    # Both namespaces end with the process that made them: the client's is
-    # named in the private mount namespace of this one.
-    r = subprocess.run(['unshare', '-n', '-m', '--propagation', 'private', sys.executable, os.path.abspath(__file__),
-                        '--inside', sys.argv[1], sys.argv[2]], timeout=120)
-    return r.returncode
-
-
 if __name__ == '__main__':
-    sys.exit(main())
+    sys.exit(main(__file__, CASES, Setup, ()))
