@@ -52,34 +52,33 @@ TEST(ConnlmtKernel, PerSourceNodesAddUpToTheSelectedSessions) {
         std::map<Source, uint32_t> expected;
         for (size_t at = 0; at < table.size(); at += kSessionSize) {
             const uint8_t *s = &table[at];
-            if (ifIndex != 0 && be32(s + 144) != ifIndex) continue;
+            if (ifIndex != 0 && get_be32(s + 144) != ifIndex) continue;
             if (acl == 3000 ? !(s[1] == 6 && s[4] == 10) : s[1] != 17) continue;
             Source src{};
             std::memcpy(std::get<0>(src).data(), s + 4, 4);
-            std::get<1>(src) = s[2] == 0 ? be16(s + 44) : 0;
+            std::get<1>(src) = s[2] == 0 ? get_be16(s + 44) : 0;
             std::memcpy(std::get<2>(src).data(), s + 96, 16);
             ++expected[src];
         }
         ASSERT_FALSE(expected.empty());
 
-        Bytes key(60);
-        put32(&key[0], uint32_t(policy));
+        const Bytes key = dptest::be32(uint32_t(policy)) + Bytes(56);
         const Bytes nodes = records(self, 0x14000b, key, kNodeSize, 8000);
         std::map<Source, uint32_t> got;
         for (size_t at = 0; at < nodes.size(); at += kNodeSize) {
             const uint8_t *n = &nodes[at];
             Source src{};
             std::memcpy(std::get<0>(src).data(), n, 4);
-            std::get<1>(src) = be16(n + 32);
+            std::get<1>(src) = get_be16(n + 32);
             std::memcpy(std::get<2>(src).data(), n + 36, 16);
-            got[src] = be32(n + 72);
-            EXPECT_EQ(be32(n + 16), 0u) << "no destination in a per-source node";
-            EXPECT_EQ(be16(n + 56), 5u);
-            EXPECT_EQ(be32(n + 60), acl);
-            EXPECT_EQ(be32(n + 64), upper);
-            EXPECT_EQ(be32(n + 68), lower);
-            EXPECT_EQ(be16(n + 58), be32(n + 72) >= upper ? 2 : 1) << "deny from the upper threshold";
-            ++flags[be16(n + 58)];
+            got[src] = get_be32(n + 72);
+            EXPECT_EQ(get_be32(n + 16), 0u) << "no destination in a per-source node";
+            EXPECT_EQ(get_be16(n + 56), 5u);
+            EXPECT_EQ(get_be32(n + 60), acl);
+            EXPECT_EQ(get_be32(n + 64), upper);
+            EXPECT_EQ(get_be32(n + 68), lower);
+            EXPECT_EQ(get_be16(n + 58), get_be32(n + 72) >= upper ? 2 : 1) << "deny from the upper threshold";
+            ++flags[get_be16(n + 58)];
         }
         EXPECT_EQ(nodes.size() / kNodeSize, got.size()) << "one node per source";
         EXPECT_EQ(got, expected);

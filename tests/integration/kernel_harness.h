@@ -5,6 +5,7 @@
 #ifndef DPTEST_KERNEL_HARNESS_H
 #define DPTEST_KERNEL_HARNESS_H
 
+#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -16,25 +17,18 @@
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
 #include "kernel_wire.h"
 #include "platform/dump.h"
-#include "support/test_env.h"
+#include "support/service_process.h"
 
 namespace kerneltest {
 
 constexpr uint32_t kContinue = 0x40010009u;
-using Bytes = std::vector<uint8_t>;
-
-inline uint16_t be16(const uint8_t *p) { return static_cast<uint16_t>(p[0] << 8 | p[1]); }
-inline uint32_t be32(const uint8_t *p) { return static_cast<uint32_t>(be16(p)) << 16 | be16(p + 2); }
-inline uint64_t be64(const uint8_t *p) { return static_cast<uint64_t>(be32(p)) << 32 | be32(p + 4); }
-inline void put16(uint8_t *p, uint16_t v) { p[0] = static_cast<uint8_t>(v >> 8), p[1] = static_cast<uint8_t>(v); }
-inline void put32(uint8_t *p, uint32_t v) {
-    put16(p, static_cast<uint16_t>(v >> 16));
-    put16(p + 2, static_cast<uint16_t>(v));
-}
+using dptest::Bytes;
+using dptest::get_be16;
+using dptest::get_be32;
+using dptest::get_be64;
+using dptest::operator+;
 
 struct Pull {
     uint32_t rc;
@@ -96,10 +90,7 @@ inline Bytes single(uint16_t node, uint32_t type, const Bytes &key, uint32_t siz
 
 // The session dump key (88 bytes) selecting a family and protocol.
 inline Bytes session_key(uint8_t family = 0, uint16_t protocol = 0) {
-    Bytes k(88);
-    k[80] = family;
-    put16(&k[64], protocol);
-    return k;
+    return Bytes(64) + dptest::be16(protocol) + Bytes(14) + Bytes{family} + Bytes(7);
 }
 
 // The number of dump cursors the service holds; nothing when it cannot be

@@ -6,11 +6,9 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -19,16 +17,13 @@
 #include <functional>
 #include <sstream>
 #include <string>
-#include <utility>
 
 #include "dpsim.h"
 #include "platform/dbm.h"
 #include "platform/service.h"
 #include "platform/socket.h"
 #include "platform/wait.h"
-#include "support/test_env.h"
-
-extern char **environ;
+#include "support/child_process.h"
 
 namespace {
 
@@ -130,42 +125,16 @@ TEST_F(RunDirectoryTest, ForeignOpenOrMissingRunDirectoriesAreRefused) {
     }
 }
 
-// dpservice in a run directory: its exit status and what it said on
-// standard error (bounded: killed after 10 s).
-std::pair<int, std::string> run_service(const std::string &rundir) {
-    int err[2];
-    if (::pipe2(err, O_CLOEXEC) != 0) return {-1, ""};
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, err[1], 2);
-    ScopedEnv run("DPMGMT_RUNDIR", rundir.c_str());
-    char *argv[] = {const_cast<char *>(DPSERVICE_PATH), nullptr};
-    pid_t pid = -1;
-    const int rc = posix_spawn(&pid, DPSERVICE_PATH, &actions, nullptr, argv, environ);
-    posix_spawn_file_actions_destroy(&actions);
-    ::close(err[1]);
-    int status = -1;
-    if (rc == 0 && !dptest::wait_until([&] { return ::waitpid(pid, &status, WNOHANG) == pid; })) {
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, &status, 0);
-    }
-    std::string text;
-    char buf[512];
-    ssize_t n;
-    while ((n = ::read(err[0], buf, sizeof buf)) > 0) text.append(buf, static_cast<size_t>(n));
-    ::close(err[0]);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, text};
-}
-
 // The service refuses such a directory itself, in one line, and leaves it
 // as it found it.
 TEST_F(RunDirectoryTest, ServiceRefusesARunDirectoryOpenToOthers) {
     const std::string dir = base_.path() + "/open";
     ASSERT_EQ(::mkdir(dir.c_str(), 0700), 0);
     ::chmod(dir.c_str(), 0777);
-    const auto [status, err] = run_service(dir);
-    EXPECT_EQ(status, 1);
-    EXPECT_EQ(err, "dpservice: run directory " + dir + " is open to other users (mode 0777)\n");
+    ScopedEnv run("DPMGMT_RUNDIR", dir.c_str());
+    const dptest::CliResult r = dptest::run_program(DPSERVICE_PATH, {}, 10);
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.err, "dpservice: run directory " + dir + " is open to other users (mode 0777)\n");
     EXPECT_EQ(::access((dir + "/svc-3184.sock").c_str(), F_OK), -1);
 }
 
