@@ -95,18 +95,6 @@ std::string capture_stdout(std::function<void()> fn) {
 
 // ------------------------------------------------------------ SvcClient ----
 
-Bytes be16(uint16_t v) {
-    return {static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v)};
-}
-Bytes be32(uint32_t v) {
-    return be16(static_cast<uint16_t>(v >> 16)) + be16(static_cast<uint16_t>(v));
-}
-
-Bytes operator+(Bytes a, const Bytes &b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
 SvcClient::SvcClient(const std::string &rundir) : path_(rundir + "/svc-3184.sock") {
     fd_ = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (fd_ < 0) fail("socket");

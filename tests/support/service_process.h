@@ -85,23 +85,6 @@ std::string capture_stdout(std::function<void()> fn);
 
 // ------------------------------------------------- raw session service ----
 
-using Bytes = std::vector<uint8_t>;
-
-// Network-order pieces of a payload: be32(7) + be16(1) + Bytes(2, 0)
-// (bring the operator in with `using dptest::operator+;`).
-Bytes be16(uint16_t v);
-Bytes be32(uint32_t v);
-Bytes operator+(Bytes a, const Bytes &b);
-inline uint16_t get_be16(const uint8_t *p) {
-    return static_cast<uint16_t>(p[0] << 8 | p[1]);
-}
-inline uint32_t get_be32(const uint8_t *p) {
-    return static_cast<uint32_t>(get_be16(p)) << 16 | get_be16(p + 2);
-}
-inline uint64_t get_be64(const uint8_t *p) {
-    return static_cast<uint64_t>(get_be32(p)) << 32 | get_be32(p + 4);
-}
-
 // A datagram socket of its own (autobound, so the service can answer),
 // talking to <rundir>/svc-3184.sock.
 class SvcClient {
