@@ -32,67 +32,30 @@ constexpr uint32_t kNotExist = 0x40010005u;
 constexpr uint32_t kMore = 0x40010009u;
 constexpr uint8_t kCanary = 0xA5;  // survives every byte swap, so a failed call must leave it exactly
 
-// What a call ends with, by the reply validation of its channel.
-enum class Expect {
-    Command,     // service: 0 on a bare header (the cleared result word), else the general failure
-    NotExist,    // service: a bare header reads as "no such entry"
-    Refused,     // service: always the general failure (the caller's record holds no believable count)
-    Value,       // a value, not a result: 0 whatever came back
-    Void,        // no result; it must merely come back
-    Table,       // kernel: no entry shown, nothing printed
-    Opened,      // kernel: the general failure when the dump cannot be opened, else 0
-    Single,      // kernel: the general failure: never exactly one record
-    PullResult,  // kernel: what the pull answered when the record came short
-    StatNodes,   // kernel: the result of the pull that ended the walk
-    Control,     // kernel control call: its result passed through
-    Zero,        // always 0
+constexpr int64_t F = kFailed, N = -1;  // N: no result
+
+// What a call ends with, by the reply validation of its channel: the result
+// under each behaviour, in the order of Hostility (Silent, Short, Empty,
+// Oversized, WrongLength, Garbage, MoreWithNothing); and whether a failed
+// call of the kind prints nothing.
+enum Expect { Command, NotExist, Refused, Value, Void, Table, Opened, Single, PullResult, StatNodes, Control, Zero };
+const struct {
+    int64_t result[7];
+    bool quiet;
+} kExpect[] = {
+    {{F, F, F, F, F, F, 0}, true},          // service: 0 on a bare header (the cleared result word)
+    {{F, F, F, F, F, F, kNotExist}, true},  // service: a bare header reads as "no such entry"
+    {{F, F, F, F, F, F, F}, true},          // service: the caller's record holds no believable count
+    {{0, 0, 0, 0, 0, 0, 0}, false},         // a value, not a result: 0 whatever came back
+    {{N, N, N, N, N, N, N}, false},         // no result; it must merely come back
+    {{0, 0, 0, 0, 0, 0, 0}, true},          // kernel table: no entry shown, nothing printed ever
+    {{F, 0, F, 0, 0, 0, 0}, true},          // kernel: fails only when the dump cannot be opened
+    {{F, F, F, F, F, F, F}, true},          // kernel: never exactly one record
+    {{F, kMore, F, F, F, F, kMore}, true},  // kernel: what the pull answered when the record came short
+    {{F, 0, F, F, F, F, F}, false},         // kernel: the pull that ended the walk (a short chunk, then the end)
+    {{F, 0, F, F, F, F, kMore}, true},      // kernel control call: its result passed through
+    {{0, 0, 0, 0, 0, 0, 0}, false},         // always 0
 };
-
-bool dump_opens(Hostility h) {
-    return h != Hostility::Silent && h != Hostility::Empty;
-}
-
-// The result each kind of call must end with; -1 when it has none.
-int64_t expected(Expect e, Hostility h) {
-    const bool bare = h == Hostility::MoreWithNothing;
-    switch (e) {
-        case Expect::Command:
-            return bare ? 0 : kFailed;
-        case Expect::NotExist:
-            return bare ? kNotExist : kFailed;
-        case Expect::Refused:
-            return kFailed;
-        case Expect::Value:
-            return 0;
-        case Expect::Void:
-            return -1;
-        case Expect::Table:
-            return 0;
-        case Expect::Opened:
-            return dump_opens(h) ? 0 : kFailed;
-        case Expect::Single:
-            return kFailed;
-        case Expect::PullResult:
-            return h == Hostility::Short || bare ? kMore : kFailed;
-        // The short chunk comes with "more", then the kernel ends the dump.
-        case Expect::StatNodes:
-            return h == Hostility::Short ? 0 : kFailed;
-        case Expect::Control:
-            return h == Hostility::Short ? 0 : bare ? kMore : kFailed;
-        case Expect::Zero:
-            return 0;
-    }
-    return -1;
-}
-
-// A failed call of these kinds prints nothing (the tables print nothing
-// without entries, whatever happened).
-bool quiet(Expect e, uint32_t rc) {
-    if (e == Expect::Table) return true;
-    if (rc == 0) return false;
-    return e == Expect::Command || e == Expect::NotExist || e == Expect::Refused || e == Expect::Opened ||
-           e == Expect::Single || e == Expect::PullResult || e == Expect::Control;
-}
 
 struct Call {
     const char *name;
@@ -108,7 +71,7 @@ T *as(uint8_t *p) {
 
 // A call named by its own text, `r` the caller's record.
 #define CALL(expect, recordSize, ...) \
-    Call(#__VA_ARGS__, Expect::expect, recordSize, [](uint8_t *r) -> uint32_t { return (void)r, __VA_ARGS__; })
+    Call(#__VA_ARGS__, expect, recordSize, [](uint8_t *r) -> uint32_t { return (void)r, __VA_ARGS__; })
 
 // Inputs of the commands: plausible, and never changed by them.
 const SESSION_AGING_S kAging{};
@@ -258,7 +221,7 @@ const Call kKernelCalls[] = {
     CALL(Zero, 0, SESSION_GetAgingqueueState(1)),
     // The samples asked for exceed nothing: 0 and no sample, or the failure
     // (count untouched) when the dump cannot be opened.
-    {"SESSION_GetHisStatics", Expect::Opened, 4,
+    {"SESSION_GetHisStatics", Opened, 4,
      [](uint8_t *r) {
          const SESSION_HISQUERY_S query{0, 720, 12, {0, 0}};
          uint32_t count = 0xA5A5A5A5u;
@@ -268,7 +231,7 @@ const Call kKernelCalls[] = {
          return rc;
      }},
     // Returns the sum of the averages: no sample, no average.
-    {"SESSION_HisCom_GetStatics", Expect::Zero, 0,
+    {"SESSION_HisCom_GetStatics", Zero, 0,
      [](uint8_t *) {
          SESSION_HISAVG_S averages{};
          SESSION_HisCom_GetStatics(1, &averages);
@@ -277,7 +240,7 @@ const Call kKernelCalls[] = {
          return sum;
      }},
     // Returns the samples collected from two nodes.
-    {"Session_GetTopStatTick", Expect::Zero, 0,
+    {"Session_GetTopStatTick", Zero, 0,
      [](uint8_t *) {
          uint32_t count = 0xA5A5A5A5u;
          const uint32_t rc = Session_GetTopStatTick(2, kNodes, &count, g_samples);
@@ -333,17 +296,18 @@ protected:
             PLAT_ClearFault();
             uint32_t rc = 0;
             const std::string out = dptest::capture_stdout([&] { rc = c.run(record.data()); });
-            const int64_t want = expected(c.expect, GetParam());
+            const int64_t want = kExpect[c.expect].result[static_cast<int>(GetParam())];
             if (want >= 0) {
                 EXPECT_EQ(rc, static_cast<uint32_t>(want));
             }
-            if (rc != 0 && c.recordSize != 0 && (throughService || c.expect == Expect::Control)) {
+            if (rc != 0 && c.recordSize != 0 && (throughService || c.expect == Control)) {
                 EXPECT_TRUE(std::all_of(record.begin(), record.end(), [](uint8_t b) { return b == kCanary; }))
                     << "the failed call wrote into its record";
             }
             // Never past the record, whatever it did.
             EXPECT_TRUE(std::all_of(record.end() - 16, record.end(), [](uint8_t b) { return b == kCanary; }));
-            if (quiet(c.expect, rc)) {
+            // A failed call prints nothing; a table prints nothing without entries.
+            if ((rc != 0 || c.expect == Table) && kExpect[c.expect].quiet) {
                 EXPECT_EQ(out, "");
             }
             // Silence ends at the bound, not before, and the fault names the
@@ -356,7 +320,7 @@ protected:
                 EXPECT_EQ(f.endpoint, peer.rundir() + (throughService ? "/svc-3184.sock" : "/kernel.sock"));
                 EXPECT_GE(f.waitedMs, 30u);
             } else if (GetParam() == Hostility::Silent) {
-                EXPECT_EQ(c.expect, Expect::Void) << "no time-out recorded";
+                EXPECT_EQ(c.expect, Void) << "no time-out recorded";
             }
             // Every socket of the call is closed once it returns; the peer
             // lets go of a dump's connection as soon as it sees it closed.

@@ -87,6 +87,10 @@ TEST_F(ServiceProtocol, WhatIsSetIsWhatTheQueryAnswers) {
         {54, be32(2) + be32(5000), 0, 56, be32(2), 0, be32(5000)},
         {54, be32(16) + be32(1), kFailed, 56, be32(3), 0, be32(0)},
         // call quality analysis; deleting the view restores the initial settings
+        {71, be16(1), 0, 84, sip, 0, be32(0) + be16(1) + tail},
+        {71, be16(2), kFailed, 84, sip, 0, be32(0) + be16(1) + tail},
+        {79, Bytes{192, 168, 1, 0, 10, 0, 0, 1} + be16(24) + Bytes(2), 0, 86, be32(1) + Bytes(10) + tail, 0,
+         be32(1) + Bytes{192, 168, 1, 0, 10, 0, 0, 1} + be16(24) + tail},
         {72, be16(5070), 0, 85, sip, 0, be32(0) + be16(5070) + tail},
         {82, remark(2, 1, 7), 0, 83, remark(2, 0, 0), 0, remark(2, 1, 7)},
         {80, be16(0), 0, 85, sip, 0, be32(0) + be16(5060) + tail},
