@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Whom the runtime trusts: run directories of another user or open to
-// others are refused, files are never reached through planted links, the
-// configuration database is private, and a data directory is never made
-// where its parent is missing.
+// others are refused, files are never reached through planted links, only
+// a socket that answers is a running service, the configuration database
+// is private, and a data directory is never made where its parent is
+// missing.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -70,6 +71,12 @@ int connect_service(int &err) {
     return rc;
 }
 
+uint32_t status() {
+    uint32_t st = 99;
+    EXPECT_EQ(SERVICE_GetStatus(1, "SESSION", 0, &st), 0u);
+    return st;
+}
+
 class RunDirectoryTest : public ::testing::Test {
 protected:
     void SetUp() override { PLAT_ClearFault(); }
@@ -78,7 +85,8 @@ protected:
 };
 
 // Every refusal names the directory, says why in one line, and reaches
-// neither the socket nor the service manager's start.
+// neither the socket nor the service manager's start; dpservice itself
+// refuses the directory in one line and leaves it as it found it.
 TEST_F(RunDirectoryTest, ForeignOpenOrMissingRunDirectoriesAreRefused) {
     struct Case {
         const char *name;
@@ -119,23 +127,15 @@ TEST_F(RunDirectoryTest, ForeignOpenOrMissingRunDirectoriesAreRefused) {
         EXPECT_EQ(f.line.find('\n'), std::string::npos);
         EXPECT_NE(SERVICE_Start(1, "SESSION", 0, 0), 0u);
         EXPECT_EQ(take_fault().kind, c.kind);
+        const dptest::CliResult r = dptest::run_program(DPSERVICE_PATH, {}, 10);
+        EXPECT_EQ(r.status, 1);
+        EXPECT_EQ(r.err.rfind("dpservice: ", 0), 0u) << r.err;
+        EXPECT_EQ(r.err.find(dir + c.why + "\n"), r.err.size() - dir.size() - std::strlen(c.why) - 1) << r.err;
+        EXPECT_EQ(::access((dir + "/svc-3184.sock").c_str(), F_OK), -1);
         if (c.err == ENOENT) {
             EXPECT_EQ(::access(dir.substr(0, dir.rfind('/')).c_str(), F_OK), -1) << "parent made";
         }
     }
-}
-
-// The service refuses such a directory itself, in one line, and leaves it
-// as it found it.
-TEST_F(RunDirectoryTest, ServiceRefusesARunDirectoryOpenToOthers) {
-    const std::string dir = base_.path() + "/open";
-    ASSERT_EQ(::mkdir(dir.c_str(), 0700), 0);
-    ::chmod(dir.c_str(), 0777);
-    ScopedEnv run("DPMGMT_RUNDIR", dir.c_str());
-    const dptest::CliResult r = dptest::run_program(DPSERVICE_PATH, {}, 10);
-    EXPECT_EQ(r.status, 1);
-    EXPECT_EQ(r.err, "dpservice: run directory " + dir + " is open to other users (mode 0777)\n");
-    EXPECT_EQ(::access((dir + "/svc-3184.sock").c_str(), F_OK), -1);
 }
 
 // Another local user made the default-looking directory first, with a link
@@ -157,9 +157,7 @@ TEST_F(RunDirectoryTest, SquattedRunDirectoryIsNeitherWrittenNorBelieved) {
 
     ScopedEnv run("DPMGMT_RUNDIR", dir.c_str());
     ScopedEnv service("DPMGMT_SERVICE", DPSERVICE_PATH);
-    uint32_t status = 99;
-    EXPECT_EQ(SERVICE_GetStatus(1, "SESSION", 0, &status), 0u);
-    EXPECT_EQ(status, 0u) << "a fake service counts as ours";
+    EXPECT_EQ(status(), 0u) << "a fake service counts as ours";
     EXPECT_NE(SERVICE_Start(1, "SESSION", 0, 0), 0u);
     int err = 0;
     EXPECT_EQ(connect_service(err), -1);
@@ -175,7 +173,8 @@ TEST_F(RunDirectoryTest, SquattedRunDirectoryIsNeitherWrittenNorBelieved) {
 
 // In a directory of our own, a planted link where the pid file's temporary
 // goes is replaced, not followed; one where the log goes stops the start.
-// What the service makes is for the user alone.
+// What the service makes is for the user alone; a second start leaves the
+// running service alone.
 TEST_F(RunDirectoryTest, PlantedLinksInOurOwnDirectoryAreNotFollowed) {
     const std::string victim = base_.path() + "/victim";
     write_file(victim, "secret\n", 0600);
@@ -197,8 +196,26 @@ TEST_F(RunDirectoryTest, PlantedLinksInOurOwnDirectoryAreNotFollowed) {
     for (const char *file : {"/dpservice.pid", "/dpservice.log", "/svc-3184.sock", "/kernel.sock"})
         EXPECT_EQ(mode_of(run.path() + file), 0600u) << file;
     EXPECT_EQ(::access((run.path() + "/dpservice.pid.tmp").c_str(), F_OK), -1);
+    EXPECT_EQ(status(), SERVICE_STATUS_RUNNING);
+    EXPECT_EQ(SERVICE_Start(1, "SESSION", 0, 0), 0u) << "what runs is left running";
     ASSERT_EQ(::kill(pid, SIGTERM), 0);
+    EXPECT_TRUE(dptest::wait_until([] { return status() == 0; }));
     EXPECT_TRUE(dptest::wait_until([pid] { return ::kill(pid, 0) != 0; }));
+}
+
+// Running means the service socket answers: a socket file whose service is
+// gone does not count, and only the session service is known.
+TEST_F(RunDirectoryTest, RunningMeansTheServiceSocketAnswers) {
+    TempDir run;
+    ScopedEnv runEnv("DPMGMT_RUNDIR", run.path().c_str());
+    EXPECT_EQ(status(), 0u);
+    const int fd = dptest::bind_unix(SOCK_DGRAM, run.path() + "/svc-3184.sock");
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(status(), SERVICE_STATUS_RUNNING);
+    ::close(fd);
+    EXPECT_EQ(status(), 0u);
+    uint32_t st = 0;
+    EXPECT_NE(SERVICE_GetStatus(1, "ROUTING", 0, &st), 0u);
 }
 
 // A socket in our directory that another user made is not our service,
