@@ -1,62 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
 // The message client over real datagram sockets of the stand-in platform,
-// against a small service thread on a temporary run directory.
+// against no service and a service thread that takes its time.
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstring>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "dpmgmt/channels.h"
+#include "support/hostile_peer.h"
 #include "support/service_process.h"
-#include "support/test_env.h"
 
 namespace {
 
-// A datagram service on <rundir>/svc-3184.sock that answers one request
-// after a delay with a reply of the request's type carrying a zero result.
-class OneShotService {
-public:
-    OneShotService(const std::string &rundir, std::chrono::milliseconds delay) : path_(rundir + "/svc-3184.sock") {
-        fd_ = dptest::bind_unix(SOCK_DGRAM, path_);
-        EXPECT_GE(fd_, 0);
-        thread_ = std::thread([this, delay] {
-            uint8_t buf[256];
-            sockaddr_un peer{};
-            socklen_t peerLen = sizeof peer;
-            const ssize_t n = recvfrom(fd_, buf, sizeof buf, 0, reinterpret_cast<sockaddr *>(&peer), &peerLen);
-            if (n <= 0) return;
-            std::this_thread::sleep_for(delay);  // the service's own work, not a synchronisation
-            const uint8_t reply[12] = {buf[0], buf[1], buf[2], buf[3], 0, 0, 0, 12, 0, 0, 0, 0};
-            sendto(fd_, reply, sizeof reply, 0, reinterpret_cast<sockaddr *>(&peer), peerLen);
-        });
-    }
-    ~OneShotService() {
-        shutdown(fd_, SHUT_RDWR);  // wakes a receive that never got a request
-        if (thread_.joinable()) thread_.join();
-        close(fd_);
-        unlink(path_.c_str());
-    }
+using dptest::operator+;
 
-private:
-    std::string path_;
-    int fd_ = -1;
-    std::thread thread_;
-};
+// A session service that answers every request after `delay` (the
+// service's own work, not a synchronisation) with a zero result.
+dptest::ServiceScript answers_after(std::chrono::milliseconds delay) {
+    return [delay](const dptest::Bytes &request) {
+        std::this_thread::sleep_for(delay);
+        return dptest::Bytes(request.begin(), request.begin() + 4) + dptest::be32(12) + dptest::be32(0);
+    };
+}
 
-class ChannelExchange : public ::testing::Test {
-protected:
-    dptest::TempDir dir_;
-    dptest::ScopedEnv run_{"DPMGMT_RUNDIR", dir_.path().c_str()};
-    const std::string &rundir_ = dir_.path();
-};
-
-TEST_F(ChannelExchange, NoServiceFailsWithoutLeakingDescriptors) {
+TEST(ChannelExchange, NoServiceFailsWithoutLeakingDescriptors) {
+    dptest::TempDir dir;
+    dptest::ScopedEnv run("DPMGMT_RUNDIR", dir.path().c_str());
     const int before = dptest::open_fd_count();
     uint8_t reply[4];
     for (int i = 0; i < 1000; ++i)
@@ -66,10 +36,10 @@ TEST_F(ChannelExchange, NoServiceFailsWithoutLeakingDescriptors) {
 
 // The patient receive shows a dot a second while the service works, and
 // nothing when it answers at once.
-TEST_F(ChannelExchange, PatientReceiveShowsProgressOnlyWhileTheServiceWorks) {
+TEST(ChannelExchange, PatientReceiveShowsProgressOnlyWhileTheServiceWorks) {
     for (const int delayMs : {3200, 0}) {
         SCOPED_TRACE("answer after " + std::to_string(delayMs) + " ms");
-        OneShotService svc(rundir_, std::chrono::milliseconds(delayMs));
+        dptest::HostilePeer svc(dptest::Hostility::Silent, nullptr, answers_after(std::chrono::milliseconds(delayMs)));
         uint32_t rc = 1;
         const std::string out = dptest::capture_stdout([&] {
             uint8_t reply[4];

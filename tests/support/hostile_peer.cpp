@@ -24,10 +24,6 @@ constexpr uint8_t kGarbage = 0xA5;
 constexpr size_t kOversizedDatagram = 65000;
 constexpr size_t kServiceBuffer = 1 << 17;
 
-void put_be32(Bytes &b, uint32_t v) {
-    for (int shift = 24; shift >= 0; shift -= 8) b.push_back(static_cast<uint8_t>(v >> shift));
-}
-
 int bound_socket(int type, const std::string &path) {
     const int fd = bind_unix(type, path);
     if (fd < 0) throw std::runtime_error("bind " + path + ": " + std::strerror(errno));
@@ -36,34 +32,17 @@ int bound_socket(int type, const std::string &path) {
 
 // The datagram the service answers every request with; none when silent.
 bool service_reply(Hostility how, Bytes &out) {
-    out.clear();
-    switch (how) {
-        case Hostility::Silent:
-            return false;
-        case Hostility::Short:
-            out = {0, 0, 0, 1, 0};
-            break;
-        case Hostility::Empty:
-            break;
-        case Hostility::Oversized:
-            put_be32(out, 1);
-            put_be32(out, kOversizedDatagram);
-            out.resize(kOversizedDatagram, 0);
-            break;
-        case Hostility::WrongLength:  // 12 bytes that claim 13
-            put_be32(out, 1);
-            put_be32(out, 13);
-            put_be32(out, 0);
-            break;
-        case Hostility::Garbage:
-            out.assign(23, kGarbage);
-            break;
-        case Hostility::MoreWithNothing:
-            put_be32(out, 1);
-            put_be32(out, 8);
-            break;
-    }
-    return true;
+    const Bytes replies[] = {
+        {},                                                                  // Silent
+        {0, 0, 0, 1, 0},                                                     // Short
+        {},                                                                  // Empty
+        be32(1) + be32(kOversizedDatagram) + Bytes(kOversizedDatagram - 8),  // Oversized
+        be32(1) + be32(13) + be32(0),                                        // WrongLength: 12 claim 13
+        Bytes(23, kGarbage),                                                 // Garbage
+        be32(1) + be32(8),                                                   // MoreWithNothing
+    };
+    out = replies[static_cast<size_t>(how)];
+    return how != Hostility::Silent;
 }
 
 // One kernel connection: what has arrived of the current frame, and how
@@ -150,9 +129,10 @@ const char *hostility_name(Hostility how) {
     return i < std::size(kNames) ? kNames[i] : "?";
 }
 
-HostilePeer::HostilePeer(Hostility how, KernelScript script)
+HostilePeer::HostilePeer(Hostility how, KernelScript script, ServiceScript service)
     : how_(how),
       script_(std::move(script)),
+      serviceScript_(std::move(service)),
       rundirEnv_("DPMGMT_RUNDIR", dir_.path().c_str()),
       datadirEnv_("DPMGMT_DATADIR", dir_.path().c_str()) {
     if (dir_.path().empty()) throw std::runtime_error("no temporary run directory");
@@ -191,7 +171,8 @@ void HostilePeer::serve() {
                                          reinterpret_cast<sockaddr *>(&from), &fromLen);
             if (n >= 0) {
                 ++serviceRequests_;
-                if (service_reply(how_, out))
+                if (serviceScript_) out = serviceScript_(Bytes(dgram.begin(), dgram.begin() + n));
+                if (serviceScript_ || service_reply(how_, out))
                     (void)::sendto(service_, out.data(), out.size(), MSG_NOSIGNAL, reinterpret_cast<sockaddr *>(&from),
                                    fromLen);
             }
