@@ -234,6 +234,11 @@ TEST_F(Cli, HelpCompletionAndPrefixesFollowTheSyntax) {
 TEST_F(Cli, LinesRunInOrderAndTheFirstFailureStopsTheBatch) {
     const std::string limits = "display session limit\n";
     const std::string settings = "display session settings\n";
+    const std::string bogus =
+        "dpmgmt: line 2: unknown word 'bogus'; expected connection-limit, reset, display, recover, hot-backup, "
+        "session or sqa\n";
+    const std::string number = "a number from 0 to 4294967295\n";
+    const std::string remark = "dpmgmt: line 1: no remark 7 7\ndpmgmt: line 2: unexpected '2'\n";
     struct Case {
         std::string text;
         std::vector<std::string> options;
@@ -241,33 +246,11 @@ TEST_F(Cli, LinesRunInOrderAndTheFirstFailureStopsTheBatch) {
         std::string err;        // the whole of standard error
         bool limits, settings;  // which displays ran
     } cases[] = {
-        {limits + "bogus\n" + settings,
-         {},
-         1,
-         "dpmgmt: line 2: unknown word 'bogus'; expected connection-limit, reset, display, recover, hot-backup, "
-         "session or sqa\n",
-         true,
-         false},
-        {limits + "bogus\n" + settings,
-         {"--keep-going"},
-         1,
-         "dpmgmt: line 2: unknown word 'bogus'; expected connection-limit, reset, display, recover, hot-backup, "
-         "session or sqa\n",
-         true,
-         true},
+        {limits + "bogus\n" + settings, {}, 1, bogus, true, false},
+        {limits + "bogus\n" + settings, {"--keep-going"}, 1, bogus, true, true},
         {"# a comment\n\n   \n" + limits + "quit\nbogus\n", {}, 0, "", true, false},
-        {"session limit x\r\n" + limits,
-         {"-k"},
-         1,
-         "dpmgmt: line 1: bad limit 'x': a number from 0 to 4294967295\n",
-         true,
-         false},
-        {"display sqa remark 7 7\nsession rate 1 2\n" + settings,
-         {"-k"},
-         2,
-         "dpmgmt: line 1: no remark 7 7\ndpmgmt: line 2: unexpected '2'\n",
-         false,
-         true},
+        {"session limit x\r\n" + limits, {"-k"}, 1, "dpmgmt: line 1: bad limit 'x': " + number, true, false},
+        {"display sqa remark 7 7\nsession rate 1 2\n" + settings, {"-k"}, 2, remark, false, true},
         {settings + "exit\n" + limits, {}, 0, "", false, true},
     };
     for (const Case &c : cases) {
