@@ -173,8 +173,8 @@ TEST_F(Cli, HelpCompletionAndPrefixesFollowTheSyntax) {
         std::vector<std::string> words;
         std::string shown, absent;
     } help[] = {
-        {{"?"}, "  recover ", "unknown"},
-        {{"?"}, "  connection-limit policy [ipv6] ID", "unknown"},
+        {{"?"}, "  recover ", "  syn "},
+        {{"?"}, "  connection-limit policy [ipv6] ID", "  default "},
         {{"display", "session", "?"}, "  display session table [ipv4|ipv6] [verbose]", "connection-limit"},
         {{"display", "session", "ag?"}, "display session aging-time ", "display session table"},
         {{"session", "aging-time", "state", "?"}, "  syn ", "  sip "},
