@@ -126,9 +126,9 @@ inline CliResult run_program(const std::string &path, const std::vector<std::str
             std::vector<char *> argv{const_cast<char *>(path.c_str())};
             for (const std::string &a : args) argv.push_back(const_cast<char *>(a.c_str()));
             argv.push_back(nullptr);
-            ::dup2(::open("/dev/null", O_RDONLY), 0);
-            ::dup2(::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
-            ::dup2(::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
+            ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), 0);
+            ::dup2(::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), 1);
+            ::dup2(::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), 2);
             ::execv(path.c_str(), argv.data());
             return 127;
         });
