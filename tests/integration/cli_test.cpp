@@ -75,24 +75,6 @@ protected:
     dptest::TempDir dir;
 };
 
-TEST_F(Cli, TableCountEqualsStatisticsTotalUnderEveryFilter) {
-    const std::vector<std::vector<std::string>> filters = {{}, {"ipv4"}, {"ipv6"}, {"ipv4", "protocol", "17"}};
-    std::vector<unsigned long> shown;
-    for (const auto &filter : filters) {
-        std::vector<std::string> table{"display", "session", "table"}, stats{"display", "session", "statistics"};
-        table.insert(table.end(), filter.begin(), filter.end());
-        stats.insert(stats.end(), filter.begin(), filter.end());
-        const std::string t = ok(table), s = ok(stats);
-        const auto found = number_after(t, "Total sessions found: (\\d+)\r\n$");
-        const auto counted = number_after(s, "Current sessions: (\\d+)\r\n");
-        ASSERT_TRUE(found && counted) << t.substr(t.size() > 200 ? t.size() - 200 : 0) << s;
-        EXPECT_EQ(*found, *counted) << joined(filter);
-        shown.push_back(*found);
-    }
-    EXPECT_EQ(shown[0], 200u) << "the local node holds the sessions it was given";
-    EXPECT_EQ(shown[1] + shown[2], shown[0]);
-}
-
 // Each refusal: its status, exactly one short line on standard error naming
 // what was wrong, nothing on standard output, and nothing changed.
 TEST_F(Cli, RefusalsChangeNothingAndRecoveryReplaysTheRest) {
