@@ -111,7 +111,6 @@ TEST_F(Cli, RefusalsChangeNothingAndRecoveryReplaysTheRest) {
          "GigabitEthernet2/0/2, Route-Aggregation1, Vlan-interface10, Virtual-Access1 or Virtual-Access2\n"},
         {{"display", "connection-limit", "statistics", "policy", "4"}, 2, "no IPv4 policy 4"},
         {{"display", "connection-limit", "policy", "4"}, 2, "no IPv4 policy 4"},
-        {{"display", "sqa", "sip", "call", "verbose", "call-id", "nosuch"}, 2, "no SIP call with call ID 'nosuch'"},
         {{"display", "session", "table", "slot", "9"}, 2, "no slot 9; the device has slot 1 or 2"},
         {{"display", "session", "table", "source-ip", huge}, 1, "'" + std::string(64, 'x') + "...'"},
         {{"sqa", "sip", "filter", "10.0.0.1", "2001:db8::1", "1"}, 1, "an IPv4 address"},
