@@ -2,29 +2,124 @@
 // The kernel tables of a real dpservice, pulled through the platform's dump
 // client as the library pulls them: chunk bounds for every dump type, the
 // seeded model, agreement between tables and statistics, key selection,
-// resets, large tables, and cursors that end with their dumps.
+// resets, cursors that end with their dumps, and the connection-limit
+// statistic nodes of a rule configured through the library.
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cstring>
+#include <map>
 #include <optional>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "dpmgmt/channels.h"
-#include "kernel_harness.h"
+#include "dpmgmt/connlmt.h"
+#include "kernel_wire.h"
+#include "platform/dev.h"
+#include "platform/dump.h"
 #include "support/service_process.h"
-#include "support/test_env.h"
 
 namespace {
 
-using namespace kerneltest;
+constexpr uint32_t kContinue = 0x40010009u;
+using dptest::Bytes;
+using dptest::get_be16;
+using dptest::get_be32;
+using dptest::get_be64;
+using dptest::operator+;
+
+struct Pull {
+    uint32_t rc;
+    Bytes chunk;
+};
+
+// Opens a dump and pulls until a result other than the continuation code
+// (at most maxPulls times) into a buffer of bufLen bytes, failing the test
+// on any byte written past it; then terminates the dump.  Nothing when the
+// dump does not open.
+std::optional<std::vector<Pull>> walk(uint16_t node, uint32_t type, const Bytes &key, uint32_t bufLen,
+                                      size_t maxPulls = 100000) {
+    const uint32_t h = DUMP_Request(node, type, key.empty() ? nullptr : key.data(), static_cast<uint32_t>(key.size()));
+    if (h == DUMP_INVALID_HANDLE) return std::nullopt;
+    std::vector<Pull> pulls;
+    Bytes buf(bufLen + 16, 0xEE);
+    for (size_t i = 0; i < maxPulls; ++i) {
+        uint32_t got = 0;
+        const uint32_t rc = DUMP_Pull(h, bufLen, buf.data(), &got);
+        EXPECT_LE(got, bufLen);
+        EXPECT_EQ(buf[bufLen], 0xEE) << "written past the buffer, dump " << std::hex << type;
+        pulls.push_back(Pull{rc, Bytes(buf.begin(), buf.begin() + std::min(got, bufLen))});
+        if (rc != kContinue) break;
+    }
+    DUMP_Terminate(h);
+    return pulls;
+}
+
+// Every record of a multi-record dump, checking the kernel's contract on
+// each chunk: whole records only, the continuation code with each chunk and
+// an empty one with the code that ends the walk.
+Bytes records(uint16_t node, uint32_t type, const Bytes &key, uint32_t recSize, uint32_t bufLen,
+              std::vector<uint32_t> *chunks = nullptr) {
+    const auto pulls = walk(node, type, key, bufLen);
+    EXPECT_TRUE(pulls.has_value()) << "dump " << std::hex << type << " not served";
+    Bytes out;
+    for (const Pull &p : pulls.value_or(std::vector<Pull>{})) {
+        if (p.rc != kContinue) {
+            EXPECT_EQ(p.rc, 0u);
+            EXPECT_TRUE(p.chunk.empty());
+            break;
+        }
+        EXPECT_EQ(p.chunk.size() % recSize, 0u) << "partial record in dump " << std::hex << type;
+        if (chunks != nullptr) chunks->push_back(static_cast<uint32_t>(p.chunk.size()));
+        out.insert(out.end(), p.chunk.begin(), p.chunk.end());
+    }
+    return out;
+}
+
+size_t count(uint16_t node, uint32_t type, const Bytes &key, uint32_t recSize) {
+    return records(node, type, key, recSize, 8000).size() / recSize;
+}
+
+// A single-record dump: the record, or nothing.
+Bytes single(uint16_t node, uint32_t type, const Bytes &key, uint32_t size) {
+    const auto pulls = walk(node, type, key, size, 1);
+    return pulls ? pulls->front().chunk : Bytes{};
+}
+
+// The session dump key (88 bytes) selecting a family and protocol.
+Bytes session_key(uint8_t family = 0, uint16_t protocol = 0) {
+    return Bytes(64) + dptest::be16(protocol) + Bytes(14) + Bytes{family} + Bytes(7);
+}
+
+// The number of dump cursors the service holds; nothing when it cannot be
+// asked.
+std::optional<uint32_t> open_cursors(const std::string &rundir) {
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const sockaddr_un addr = dptest::unix_address(rundir + "/kernel.sock");
+    std::optional<uint32_t> n;
+    uint32_t frame[3] = {dpsim::kOpCursorCount, 0, 0};
+    const timeval tv{5, 0};
+    ::setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+    if (::connect(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) == 0 && ::send(fd, frame, 8, 0) == 8 &&
+        ::recv(fd, frame, sizeof frame, MSG_WAITALL) == sizeof frame && frame[1] == 4)
+        n = frame[2];
+    ::close(fd);
+    return n;
+}
 
 constexpr uint16_t kNode = 1;  // the built-in profile's own node
 constexpr uint16_t kPeer = 2;
 constexpr uint32_t kCalls = 50;
 
-Bytes stat_record(uint16_t node = kNode) { return single(node, 0x140003, Bytes(4), 512); }
+Bytes stat_record(uint16_t node = kNode) {
+    return single(node, 0x140003, Bytes(4), 512);
+}
 
 Bytes call_key(uint32_t len, const std::string &id) {
     Bytes k(len);
@@ -41,7 +136,7 @@ std::optional<uint32_t> active_calls(uint32_t command) {  // from a call statist
     uint8_t reply[128];
     uint32_t len = 0;
     if (CIOCTL(kNode, command, 0, nullptr, sizeof reply, reply, &len) != 0 || len != 56) return std::nullopt;
-    return static_cast<uint32_t>(be64(reply + 8));
+    return static_cast<uint32_t>(get_be64(reply + 8));
 }
 
 // Resets sessions through the session service as the operator's command
@@ -80,13 +175,18 @@ TEST_F(KernelTables, ChunksHoldWholeRecordsWithinAnyBuffer) {
         uint32_t buffer;    // as the library pulls
         uint32_t perChunk;  // the kernel's own limit of records per chunk
     } tables[] = {
-        {0x140001, session_key(), 172, 0, 7912, 46},       {0x140024, session_key(), 432, 0, 7776, 18},
-        {0x140006, Bytes(64), 140, 0, 7980, 57},           {0x140014, session_key(), 172, 0, 7912, 46},
-        {0x140002, Bytes(1), 76, 0, 7980, 105},            {0x140025, Bytes(44), 208, 0, 7904, 38},
+        {0x140001, session_key(), 172, 0, 7912, 46},
+        {0x140024, session_key(), 432, 0, 7776, 18},
+        {0x140006, Bytes(64), 140, 0, 7980, 57},
+        {0x140014, session_key(), 172, 0, 7912, 46},
+        {0x140002, Bytes(1), 76, 0, 7980, 105},
+        {0x140025, Bytes(44), 208, 0, 7904, 38},
         {0x140017, {0, 0, 0, 0, 0, 0, 2, 0xD0, 0, 12, 0, 0}, 12, 0, 8640, 666},
         {0x14001a, {0, 0, 4, 0, 0, 0, 0, 24}, 24, 0, 49152, 333},
-        {0x14001b, {}, 88, 27, 8000, 90},                  {0x14001c, Bytes(65), 388, 28, 8000, 20},
-        {0x14001f, Bytes(84), 88, 31, 8000, 90},           {0x140020, Bytes(84), 476, 32, 8000, 16},
+        {0x14001b, {}, 88, 27, 8000, 90},
+        {0x14001c, Bytes(65), 388, 28, 8000, 20},
+        {0x14001f, Bytes(84), 88, 31, 8000, 90},
+        {0x140020, Bytes(84), 476, 32, 8000, 16},
         {0x140021, Bytes(84), 476, 33, 8000, 16},
     };
     for (const auto &t : tables) {
@@ -97,8 +197,8 @@ TEST_F(KernelTables, ChunksHoldWholeRecordsWithinAnyBuffer) {
         for (size_t i = 0; i + 1 < chunks.size(); ++i) EXPECT_EQ(chunks[i], t.perChunk * t.recSize) << "chunk " << i;
         EXPECT_LE(chunks.back(), t.perChunk * t.recSize);
         for (size_t at = 0; t.itemType != 0 && at < full.size(); at += t.recSize) {
-            ASSERT_EQ(be16(&full[at]), t.itemType);
-            ASSERT_EQ(be16(&full[at + 2]), t.recSize - 4);
+            ASSERT_EQ(get_be16(&full[at]), t.itemType);
+            ASSERT_EQ(get_be16(&full[at + 2]), t.recSize - 4);
         }
         if (t.itemType != 0) {
             EXPECT_EQ(full.size() / t.recSize, kCalls);
@@ -128,15 +228,15 @@ TEST_F(KernelTables, StatisticsAgreeWithTheTables) {
         v6 += r[0] != 2;
         established += r[164] == kEstablished[r[165]];
     }
-    EXPECT_EQ(be32(&stat[0]), sessions.size() / 172);
-    EXPECT_EQ(be32(&stat[4]), v6);
+    EXPECT_EQ(get_be32(&stat[0]), sessions.size() / 172);
+    EXPECT_EQ(get_be32(&stat[4]), v6);
     for (int g = 0; g < 8; ++g) {
         uint32_t total = 0;
         for (int s = 0; s < 10; ++s) {
-            EXPECT_EQ(be32(&stat[8 + 40 * g + 4 * s]), perState[g][s]) << g << "/" << s;
+            EXPECT_EQ(get_be32(&stat[8 + 40 * g + 4 * s]), perState[g][s]) << g << "/" << s;
             total += perState[g][s];
         }
-        EXPECT_EQ(be32(&stat[328 + 4 * g]), total);
+        EXPECT_EQ(get_be32(&stat[328 + 4 * g]), total);
     }
     EXPECT_EQ(count(kNode, 0x140024, session_key(), 432), sessions.size() / 172);
     EXPECT_EQ(count(kNode, 0x140006, Bytes(64), 140), established);
@@ -165,6 +265,23 @@ TEST_F(KernelTables, VerboseKeySelectsItsCall) {
     }
 }
 
+// Terminate releases a cursor the walk left open, and its connection.
+TEST_F(KernelTables, TerminateReleasesCursors) {
+    const int fds = dptest::open_fd_count();
+    Bytes b(7912);
+    uint32_t got = 0;
+    std::vector<uint32_t> handles;
+    for (int i = 0; i < 3; ++i) {
+        handles.push_back(DUMP_Request(kNode, 0x140001, session_key().data(), 88));
+        ASSERT_NE(handles.back(), DUMP_INVALID_HANDLE);
+        EXPECT_EQ(DUMP_Pull(handles.back(), 7912, b.data(), &got), kContinue);
+    }
+    EXPECT_EQ(open_cursors(service_->rundir()), std::optional<uint32_t>(3));
+    for (const uint32_t h : handles) DUMP_Terminate(h);
+    EXPECT_TRUE(dptest::wait_until([&] { return open_cursors(service_->rundir()) == 0u; }));
+    EXPECT_EQ(dptest::open_fd_count(), fds);
+}
+
 // ------------------------------------------------------------- processes ----
 
 TEST(KernelModel, SameSeedSameTablesOtherSeedOthers) {
@@ -182,8 +299,8 @@ TEST(KernelModel, SameSeedSameTablesOtherSeedOthers) {
 }
 
 TEST(KernelModel, FortySixSessionsTakeTwoPullsFortySevenTwoChunks) {
-    for (const auto &[sessions, expected] : {std::pair{"46", std::vector<uint32_t>{7912}},
-                                             std::pair{"47", std::vector<uint32_t>{7912, 172}}}) {
+    for (const auto &[sessions, expected] :
+         {std::pair{"46", std::vector<uint32_t>{7912}}, std::pair{"47", std::vector<uint32_t>{7912, 172}}}) {
         dptest::ServiceProcess s({"--sessions", sessions});
         const auto pulls = walk(kNode, 0x140001, session_key(), 7912);
         ASSERT_TRUE(pulls.has_value());
@@ -205,68 +322,85 @@ TEST(KernelModel, ResetsLowerTablesAndStatisticsTogether) {
     EXPECT_EQ(count(kNode, 0x140001, session_key(2, 6), 172), 0u);
     EXPECT_EQ(count(kNode, 0x140024, session_key(), 432), before - tcp4);
     EXPECT_LT(count(kNode, 0x140002, {0}, 76), relations) << "relations go with their sessions";
-    EXPECT_EQ(be32(stat_record().data()), before - tcp4);
+    EXPECT_EQ(get_be32(stat_record().data()), before - tcp4);
     EXPECT_EQ(count(kPeer, 0x140001, session_key(2, 6), 172), 0u) << "scope 0 is every node";
 
     reset(s, 20, 0, 0);
     EXPECT_EQ(count(kNode, 0x140001, session_key(), 172), 0u);
     EXPECT_EQ(count(kNode, 0x140006, Bytes(64), 140), 0u);
     const Bytes stat = stat_record();
-    EXPECT_EQ(be32(&stat[0]), 0u);
-    for (int g = 0; g < 8; ++g) EXPECT_EQ(be32(&stat[328 + 4 * g]), 0u);
+    EXPECT_EQ(get_be32(&stat[0]), 0u);
+    for (int g = 0; g < 8; ++g) EXPECT_EQ(get_be32(&stat[328 + 4 * g]), 0u);
 }
 
-// A million sessions and 100,000 calls per node: tables are made as they
-// are pulled, so a few chunks come at once.
-TEST(KernelModel, LargeTablesStream) {
-    dptest::ServiceProcess s({"--sessions", "1000000", "--calls", "100000"});
-    EXPECT_EQ(be32(stat_record().data()), 1000000u);
-    EXPECT_EQ(active_calls(0x480062), 100000u);
-    for (const auto &[type, key, buffer, chunk] : {std::tuple{0x140001u, session_key(), 7912u, 7912u},
-                                                   std::tuple{0x14001bu, Bytes{}, 8000u, 90u * 88}}) {
-        const uint32_t h = DUMP_Request(kNode, type, key.empty() ? nullptr : key.data(), uint32_t(key.size()));
-        ASSERT_NE(h, DUMP_INVALID_HANDLE);
-        Bytes b(buffer);
-        for (int i = 0; i < 5; ++i) {
-            uint32_t got = 0;
-            EXPECT_EQ(DUMP_Pull(h, buffer, b.data(), &got), kContinue);
-            EXPECT_EQ(got, chunk);
+// ------------------------------------------------------ connection limits ----
+
+constexpr uint32_t kNodeSize = 80;
+constexpr uint32_t kSessionSize = 172;
+
+// A source: address, VPN, DS-Lite peer.
+using Source = std::tuple<std::array<uint8_t, 4>, uint16_t, std::array<uint8_t, 16>>;
+
+// For each policy (one applied at an interface instead of globally): the
+// nodes of a per-source rule are exactly the sources of the sessions its
+// ACL selects, each with its own count and the rule's values.
+TEST(ConnlmtKernel, PerSourceNodesAddUpToTheSelectedSessions) {
+    dptest::ServiceProcess service({"--seed", "5", "--sessions", "400"});
+    const uint16_t self = DEV_GetSelf();
+    const uint32_t upper = 2, lower = 1;
+    const Bytes table = records(self, 0x140001, session_key(2), kSessionSize, 46 * kSessionSize);
+    std::map<uint16_t, int> flags;
+    // ACL 3000 of the built-in profile is TCP from 10.0.0.0/8, 3001 any UDP.
+    for (const auto &[policy, acl, ifIndex] : {std::tuple{1, 3000u, 0u}, {2, 3001u, 0u}, {3, 3000u, 1u}}) {
+        SCOPED_TRACE("policy " + std::to_string(policy));
+        CONNLMT_RULE_S r = {};
+        r.uiAclMode = 2;  // by number
+        r.uiAclNum = acl;
+        r.usPolicyId = uint16_t(policy);
+        r.usRuleId = 5;
+        r.auiLimitData[0] = upper;
+        r.auiLimitData[1] = lower;
+        r.auiLimitData[2] = 1;  // per source
+        r.uiAclType = 1;
+        ASSERT_EQ(CONNLMT_ipc_AddPolicy(uint16_t(policy), 0), 0u);
+        ASSERT_EQ(CONNLMT_ipc_AddRule(&r), 0u);
+        ASSERT_EQ(CONNLMT_ipc_ApplyPolicy(ifIndex, uint16_t(policy), 0), 0u);
+
+        std::map<Source, uint32_t> expected;
+        for (size_t at = 0; at < table.size(); at += kSessionSize) {
+            const uint8_t *s = &table[at];
+            if (ifIndex != 0 && get_be32(s + 144) != ifIndex) continue;
+            if (acl == 3000 ? !(s[1] == 6 && s[4] == 10) : s[1] != 17) continue;
+            Source src{};
+            std::memcpy(std::get<0>(src).data(), s + 4, 4);
+            std::get<1>(src) = s[2] == 0 ? get_be16(s + 44) : 0;
+            std::memcpy(std::get<2>(src).data(), s + 96, 16);
+            ++expected[src];
         }
-        DUMP_Terminate(h);
-    }
-}
+        ASSERT_FALSE(expected.empty());
 
-// Terminate releases a cursor the walk left open; a service killed
-// mid-dump ends the walk, and nothing opens or leaks afterwards.
-TEST(KernelModel, TerminateReleasesCursorsAndAKilledServiceEndsTheWalk) {
-    dptest::ServiceProcess s({"--sessions", "500"});
-    const int fds = dptest::open_fd_count();
-    Bytes b(7912);
-    uint32_t got = 0;
-    std::vector<uint32_t> handles;
-    for (int i = 0; i < 3; ++i) {
-        handles.push_back(DUMP_Request(kNode, 0x140001, session_key().data(), 88));
-        ASSERT_NE(handles.back(), DUMP_INVALID_HANDLE);
-        EXPECT_EQ(DUMP_Pull(handles.back(), 7912, b.data(), &got), kContinue);
+        const Bytes key = dptest::be32(uint32_t(policy)) + Bytes(56);
+        const Bytes nodes = records(self, 0x14000b, key, kNodeSize, 8000);
+        std::map<Source, uint32_t> got;
+        for (size_t at = 0; at < nodes.size(); at += kNodeSize) {
+            const uint8_t *n = &nodes[at];
+            Source src{};
+            std::memcpy(std::get<0>(src).data(), n, 4);
+            std::get<1>(src) = get_be16(n + 32);
+            std::memcpy(std::get<2>(src).data(), n + 36, 16);
+            got[src] = get_be32(n + 72);
+            EXPECT_EQ(get_be32(n + 16), 0u) << "no destination in a per-source node";
+            EXPECT_EQ(get_be16(n + 56), 5u);
+            EXPECT_EQ(get_be32(n + 60), acl);
+            EXPECT_EQ(get_be32(n + 64), upper);
+            EXPECT_EQ(get_be32(n + 68), lower);
+            EXPECT_EQ(get_be16(n + 58), get_be32(n + 72) >= upper ? 2 : 1) << "deny from the upper threshold";
+            ++flags[get_be16(n + 58)];
+        }
+        EXPECT_EQ(nodes.size() / kNodeSize, got.size()) << "one node per source";
+        EXPECT_EQ(got, expected);
     }
-    EXPECT_EQ(open_cursors(s.rundir()), std::optional<uint32_t>(3));
-    for (const uint32_t h : handles) DUMP_Terminate(h);
-    EXPECT_TRUE(dptest::wait_until([&] { return open_cursors(s.rundir()) == 0u; }));
-    EXPECT_EQ(dptest::open_fd_count(), fds);
-
-    const uint32_t h = DUMP_Request(kNode, 0x140001, session_key().data(), 88);
-    ASSERT_NE(h, DUMP_INVALID_HANDLE);
-    EXPECT_EQ(DUMP_Pull(h, 7912, b.data(), &got), kContinue);
-    s.kill9();
-    got = 99;
-    EXPECT_NE(DUMP_Pull(h, 7912, b.data(), &got), kContinue);
-    EXPECT_EQ(got, 0u);
-    DUMP_Terminate(h);
-    EXPECT_EQ(DUMP_Request(kNode, 0x140001, session_key().data(), 88), DUMP_INVALID_HANDLE);
-    uint32_t len = 99;
-    EXPECT_EQ(CIOCTL(kNode, 0x480062, 0, nullptr, 8, b.data(), &len), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(len, 0u);
-    EXPECT_EQ(dptest::open_fd_count(), fds);
+    EXPECT_TRUE(flags[1] > 0 && flags[2] > 0) << "both flags seen";
 }
 
 }  // namespace

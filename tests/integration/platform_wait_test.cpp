@@ -1,20 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
-// Bounded waits against a real dpservice: a stopped service times out
-// within the bound, a killed one ends the patient reset and the dump it
-// was serving, each with the fault that names the socket.
-#include <fcntl.h>
+// The waits of the message client and the dump client: against no service,
+// a service that takes its time (the patient receive's progress), a real
+// dpservice stopped (the receives end at the bounds) or killed (the patient
+// reset and the dump it was serving end, with the fault that names the
+// socket).
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <functional>
-#include <future>
-#include <stdexcept>
+#include <cstdio>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "dpmgmt/channels.h"
@@ -22,12 +21,14 @@
 #include "platform/dump.h"
 #include "platform/socket.h"
 #include "platform/wait.h"
+#include "support/hostile_peer.h"
 #include "support/service_process.h"
 #include "support/test_env.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using dptest::operator+;
 
 constexpr uint32_t kSessionDump = 0x140001;
 
@@ -53,192 +54,105 @@ int64_t ms_since(Clock::time_point t) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - t).count();
 }
 
-// A platform socket connected to the session service.
-int service_socket() {
+const uint8_t kStatRequest[] = {0, 0, 0, 0x31, 0, 0, 0, 0x0A, 0, 1};
+
+// A platform socket connected to the session service, with a receive time-out of its own (microseconds, as the
+// platform's 16-byte little-endian time value; none when 0), the request
+// already sent.
+int sent_with_receive_timeout(uint32_t us) {
     const int fd = SOCK_Socket(PLAT_AF_SERVICE, PLAT_SOCK_DGRAM, 0);
     const uint8_t addr[PLAT_SOCKADDR_SIZE] = {PLAT_SOCKADDR_SIZE, PLAT_AF_SERVICE, 0x0C, 0x70};
     EXPECT_EQ(SOCK_Connect(fd, addr, sizeof addr), 0);
-    return fd;
-}
-
-const uint8_t kStatRequest[] = {0, 0, 0, 0x31, 0, 0, 0, 0x0A, 0, 1};
-
-// A service socket with a receive time-out of its own (microseconds, as the
-// platform's 16-byte little-endian time value), the request already sent.
-int sent_with_receive_timeout(uint32_t us) {
-    const int fd = service_socket();
     const uint8_t timeout[16] = {0, 0, 0, 0, 0, 0, 0, 0, uint8_t(us), uint8_t(us >> 8), uint8_t(us >> 16)};
-    EXPECT_EQ(SOCK_SetSockOpt(fd, PLAT_SOL_SOCKET, PLAT_SO_RCVTIMEO, timeout, sizeof timeout), 0);
+    if (us != 0) {
+        EXPECT_EQ(SOCK_SetSockOpt(fd, PLAT_SOL_SOCKET, PLAT_SO_RCVTIMEO, timeout, sizeof timeout), 0);
+    }
     EXPECT_EQ(SOCK_Send(fd, kStatRequest, sizeof kStatRequest, 0), static_cast<long>(sizeof kStatRequest));
     return fd;
 }
 
-TEST(PlatformWait, StoppedServiceTimesOutWithinTheExchangeBound) {
+// A plain receive ends at the exchange bound.  On a socket with a receive
+// time-out of its own each time-out says EAGAIN, and the patient bound,
+// counted from the send, ends them with ETIMEDOUT.  Without bounds the
+// receives are the system's own, and nothing is recorded.
+TEST(PlatformWait, ReceivesOfAStoppedServiceEndAtTheBounds) {
     dptest::ServiceProcess svc;
-    const std::string rundir = svc.rundir();
-    constexpr uint32_t kBoundMs = 300;
-    struct Case {
-        const char *name;
-        std::function<bool()> fails;  // true when the call failed
-        const char *socket;
-    };
-    const Case cases[] = {
-        {"receive",
-         [] {
-             const int fd = service_socket();
-             uint8_t buf[64];
-             const bool sent = SOCK_Send(fd, kStatRequest, sizeof kStatRequest, 0) == sizeof kStatRequest;
-             const long n = SOCK_Recv(fd, buf, sizeof buf, 0);
-             const int err = errno;
-             SOCK_Close(fd);
-             EXPECT_TRUE(sent);
-             EXPECT_EQ(err, ETIMEDOUT);
-             return n == -1;
-         },
-         "/svc-3184.sock"},
-        {"library exchange",
-         [] {
-             uint8_t reply[4];
-             return SESSION_MSG_SendRecvMsg(3184, 49, 2, kStatRequest + 8, sizeof reply, reply) != DPMGMT_OK;
-         },
-         "/svc-3184.sock"},
-        {"dump request",
-         [] { return DUMP_Request(1, kSessionDump, std::vector<uint8_t>(88).data(), 88) == DUMP_INVALID_HANDLE; },
-         "/kernel.sock"},
-        {"control call",
-         [] {
-             uint8_t reply[16];
-             uint32_t len = 0;
-             return CIOCTL(1, 1, 0, nullptr, sizeof reply, reply, &len) != 0;
-         },
-         "/kernel.sock"},
-    };
     dptest::Stopped stopped(svc.pid());
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.name);
-        Bounds bounds(kBoundMs, 0);
+    const struct {
+        uint32_t exchangeMs, patientMs, timeoutUs;
+        size_t fewest, most;  // receives that fail
+        int last;             // the errno of the last
+        int64_t tookMs;       // at least
+        uint32_t fault;
+    } cases[] = {
+        {300, 0, 0, 1, 1, ETIMEDOUT, 290, PLAT_FAULT_TIMEOUT},
+        {50, 450, 100000, 4, 6, ETIMEDOUT, 440, PLAT_FAULT_TIMEOUT},
+        {0, 0, 50000, 4, 4, EAGAIN, 190, PLAT_FAULT_NONE},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(testing::Message() << "bounds " << c.exchangeMs << "/" << c.patientMs);
+        Bounds bounds(c.exchangeMs, c.patientMs);
+        const int fd = sent_with_receive_timeout(c.timeoutUs);
         const auto start = Clock::now();
-        EXPECT_TRUE(c.fails());
-        const int64_t took = ms_since(start);
-        EXPECT_GE(took, kBoundMs - 10);
-        EXPECT_LT(took, kBoundMs + 3000) << "not bounded";
-        const PLAT_FAULT_S f = fault();
-        EXPECT_EQ(f.kind, PLAT_FAULT_TIMEOUT);
-        EXPECT_EQ(f.sysErrno, ETIMEDOUT);
-        EXPECT_EQ(std::string(f.endpoint), rundir + c.socket);
-        EXPECT_GE(f.waitedMs, kBoundMs - 10);
-    }
-}
-
-// On a socket with its own receive time-out, each time-out still says
-// EAGAIN; the patient bound, counted from the send, says ETIMEDOUT.
-TEST(PlatformWait, PatientBoundEndsTheTimedReceivesOfAStoppedService) {
-    dptest::ServiceProcess svc;
-    dptest::Stopped stopped(svc.pid());
-    Bounds bounds(50, 450);
-    const int fd = sent_with_receive_timeout(100000);
-    const auto start = Clock::now();
-    std::vector<int> errors;
-    uint8_t buf[64];
-    while (errors.size() < 100 && SOCK_Recv(fd, buf, sizeof buf, 0) == -1) {
-        errors.push_back(errno);
-        if (errno != EAGAIN) break;
-    }
-    SOCK_Close(fd);
-    ASSERT_FALSE(errors.empty());
-    EXPECT_EQ(errors.back(), ETIMEDOUT);
-    EXPECT_GE(errors.size(), 4u) << "each 100 ms time-out is an EAGAIN of its own";
-    EXPECT_LE(errors.size(), 6u);
-    EXPECT_EQ(std::count(errors.begin(), errors.end(), EAGAIN), static_cast<long>(errors.size()) - 1);
-    EXPECT_GE(ms_since(start), 440);
-    EXPECT_EQ(fault().kind, PLAT_FAULT_TIMEOUT);
-}
-
-// Without bounds a receive is the system's own: time-outs say EAGAIN as
-// often as they come, and nothing is recorded.
-TEST(PlatformWait, UnboundedReceivesKeepTheSystemsBehaviour) {
-    dptest::ServiceProcess svc;
-    dptest::Stopped stopped(svc.pid());
-    Bounds none(0, 0);
-    const int fd = sent_with_receive_timeout(50000);
-    uint8_t buf[64];
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(SOCK_Recv(fd, buf, sizeof buf, 0), -1);
-        EXPECT_EQ(errno, EAGAIN);
-    }
-    SOCK_Close(fd);
-    EXPECT_EQ(fault().kind, PLAT_FAULT_NONE);
-}
-
-// Standard output into a pipe for one scope, so that the test can see the
-// patient receive's dots as they come.
-class StdoutPipe {
-public:
-    StdoutPipe() {
-        std::fflush(stdout);
-        if (::pipe2(fds_, O_CLOEXEC) != 0) throw std::runtime_error("pipe");
-        saved_ = ::dup(1);
-        ::dup2(fds_[1], 1);
-    }
-    ~StdoutPipe() {
-        std::fflush(stdout);
-        ::dup2(saved_, 1);
-        ::close(saved_);
-        ::close(fds_[0]);
-        ::close(fds_[1]);
-    }
-    // What arrived until `until` holds or 20 s passed.
-    std::string read_until(const std::function<bool(const std::string &)> &until) {
-        const auto end = Clock::now() + std::chrono::seconds(20);
-        while (!until(text_) && Clock::now() < end) {
-            pollfd pfd{fds_[0], POLLIN, 0};
-            if (::poll(&pfd, 1, 50) <= 0) continue;
-            char buf[256];
-            const ssize_t n = ::read(fds_[0], buf, sizeof buf);
-            if (n > 0) text_.append(buf, static_cast<size_t>(n));
+        std::vector<int> errors;
+        uint8_t buf[64];
+        while (errors.size() < c.most && SOCK_Recv(fd, buf, sizeof buf, 0) == -1) {
+            errors.push_back(errno);
+            if (errno != EAGAIN) break;
         }
-        return text_;
+        SOCK_Close(fd);
+        const int64_t took = ms_since(start);
+        ASSERT_GE(errors.size(), c.fewest);
+        EXPECT_EQ(errors.back(), c.last);
+        EXPECT_EQ(std::count(errors.begin(), errors.end(), EAGAIN),
+                  static_cast<long>(errors.size()) - (c.last != EAGAIN));
+        EXPECT_GE(took, c.tookMs);
+        EXPECT_LT(took, c.tookMs + 3000) << "not bounded";
+        const PLAT_FAULT_S f = fault();
+        EXPECT_EQ(f.kind, c.fault);
+        if (c.fault != PLAT_FAULT_NONE) {
+            EXPECT_EQ(f.sysErrno, ETIMEDOUT);
+            EXPECT_EQ(std::string(f.endpoint), svc.rundir() + "/svc-3184.sock");
+        }
     }
-
-private:
-    int fds_[2] = {-1, -1};
-    int saved_ = -1;
-    std::string text_;
-};
+}
 
 // The service is killed while the reset waits on it: the patient loop,
 // which only goes on while receives time out, ends with the dots it showed.
+// The reset runs in a child writing to the pipe: its first dot says when to
+// kill the service, and it reports its result and fault after the dots.
 TEST(PlatformWait, KilledServiceEndsThePatientReset) {
     dptest::ServiceProcess svc({"--sessions", "300000"});  // a reset that takes seconds
     Bounds bounds(2000, 15000);  // a patient bound past the test's own wait: a miss fails, never hangs
-    const std::string socket = svc.rundir() + "/svc-3184.sock";
-    StdoutPipe out;
-    auto reset = std::async(std::launch::async, [] {
+    dptest::Child reset([](int fd) {
+        ::dup2(fd, 1);
         const SESSION_TABLEKEY_S key{};
         const uint32_t rc = SESSION_ResetSession(0, &key);
-        std::fflush(stdout);
-        return rc;
+        PLAT_FAULT_S f{};
+        PLAT_GetFault(&f);
+        std::printf("|%d %u %d %s\n", rc != DPMGMT_OK, f.kind, f.sysErrno, f.endpoint);
+        return std::fflush(stdout);
     });
-    out.read_until([](const std::string &s) { return s.find('.') != std::string::npos; });
+    std::string text;
+    for (char c = 0; c != '.' && reset.read_exact(&c, 1);) text += c;
     svc.kill9();
-    ASSERT_EQ(reset.wait_for(std::chrono::seconds(10)), std::future_status::ready) << "the reset waits for ever";
-    EXPECT_NE(reset.get(), DPMGMT_OK);
-    const std::string text = out.read_until([](const std::string &s) { return s.find("Done.") != std::string::npos; });
+    ASSERT_EQ(reset.wait_exit(std::chrono::seconds(10)), 0) << "the reset waits for ever";
+    const std::vector<uint8_t> rest = reset.drain();
+    text.append(rest.begin(), rest.end());
     EXPECT_EQ(text.rfind("Resetting session.", 0), 0u) << text;
-    EXPECT_EQ(text.substr(text.size() - 7), "Done.\r\n");
-    const PLAT_FAULT_S f = fault();
-    EXPECT_EQ(f.kind, PLAT_FAULT_GONE);
-    EXPECT_EQ(f.sysErrno, ECONNRESET);
-    EXPECT_EQ(std::string(f.endpoint), socket);
+    const std::string done = "Done.\r\n|1 " + std::to_string(PLAT_FAULT_GONE) + " " + std::to_string(ECONNRESET) + " ";
+    EXPECT_EQ(text.substr(text.find("Done.")), done + svc.rundir() + "/svc-3184.sock\n") << text;
 }
 
-// A dump cut in the middle: the next pull fails and says the kernel went
-// away, with or without a bound.
+// A dump cut in the middle: the next pull fails, returns nothing and says
+// the kernel went away, with or without a bound; nothing opens or leaks
+// afterwards.
 TEST(PlatformWait, KernelKilledMidDumpRecordsThatItWentAway) {
     for (const uint32_t bound : {0u, 2000u}) {
         SCOPED_TRACE("bound " + std::to_string(bound));
         dptest::ServiceProcess svc({"--sessions", "5000"});
         Bounds bounds(bound, 0);
+        const int fds = dptest::open_fd_count();
         std::vector<uint8_t> key(88);
         const uint32_t h = DUMP_Request(1, kSessionDump, key.data(), 88);
         ASSERT_NE(h, DUMP_INVALID_HANDLE);
@@ -246,15 +160,66 @@ TEST(PlatformWait, KernelKilledMidDumpRecordsThatItWentAway) {
         uint32_t got = 0;
         ASSERT_EQ(DUMP_Pull(h, 7912, buf.data(), &got), DUMP_CONTINUE);
         ASSERT_GT(got, 0u);
-        svc.kill9();
+        ::kill(svc.pid(), SIGKILL);  // reaped at the end, so that its pipe stays in the count
         uint32_t rc = DUMP_CONTINUE;
         for (int i = 0; i < 1000 && rc == DUMP_CONTINUE; ++i) rc = DUMP_Pull(h, 7912, buf.data(), &got);
+        EXPECT_EQ(got, 0u);
         DUMP_Terminate(h);
         EXPECT_NE(rc, DUMP_CONTINUE);
         EXPECT_NE(rc, 0u) << "a cut dump looks complete";
         const PLAT_FAULT_S f = fault();
         EXPECT_EQ(f.kind, PLAT_FAULT_GONE);
         EXPECT_EQ(std::string(f.endpoint), svc.rundir() + "/kernel.sock");
+        EXPECT_EQ(DUMP_Request(1, kSessionDump, key.data(), 88), DUMP_INVALID_HANDLE);
+        uint32_t len = 99;
+        EXPECT_EQ(CIOCTL(1, 0x480062, 0, nullptr, 8, buf.data(), &len), DPMGMT_ERR_FAILED);
+        EXPECT_EQ(len, 0u);
+        EXPECT_EQ(dptest::open_fd_count(), fds);
+    }
+}
+
+// A session service that answers every request after `delay` (the
+// service's own work, not a synchronisation) with a zero result.
+dptest::ServiceScript answers_after(std::chrono::milliseconds delay) {
+    return [delay](const dptest::Bytes &request) {
+        std::this_thread::sleep_for(delay);
+        return dptest::Bytes(request.begin(), request.begin() + 4) + dptest::be32(12) + dptest::be32(0);
+    };
+}
+
+TEST(ChannelExchange, NoServiceFailsWithoutLeakingDescriptors) {
+    dptest::TempDir dir;
+    dptest::ScopedEnv run("DPMGMT_RUNDIR", dir.path().c_str());
+    const int before = dptest::open_fd_count();
+    uint8_t reply[4];
+    for (int i = 0; i < 1000; ++i)
+        ASSERT_EQ(SESSION_MSG_SendRecvMsg(3184, 49, 0, nullptr, sizeof reply, reply), DPMGMT_ERR_FAILED);
+    EXPECT_EQ(dptest::open_fd_count(), before);
+}
+
+// The patient receive shows a dot a second while the service works, and
+// nothing when it answers at once.
+TEST(ChannelExchange, PatientReceiveShowsProgressOnlyWhileTheServiceWorks) {
+    for (const int delayMs : {3200, 0}) {
+        SCOPED_TRACE("answer after " + std::to_string(delayMs) + " ms");
+        dptest::HostilePeer svc(dptest::Hostility::Silent, nullptr, answers_after(std::chrono::milliseconds(delayMs)));
+        uint32_t rc = 1;
+        const std::string out = dptest::capture_stdout([&] {
+            uint8_t reply[4];
+            rc = SESSION_MSG_SendRecvMsg_DontWait(3184, 20, 0, nullptr, sizeof reply, reply);
+        });
+        EXPECT_EQ(rc, DPMGMT_OK);
+        if (delayMs == 0) {
+            EXPECT_EQ(out, "");
+            continue;
+        }
+        ASSERT_EQ(out.rfind("Resetting session", 0), 0u) << out;
+        ASSERT_GE(out.size(), 17u + 7);
+        const std::string dots = out.substr(17, out.size() - 17 - 7);
+        EXPECT_GE(dots.size(), 2u);
+        EXPECT_LE(dots.size(), 5u);  // about three; a loaded machine may wake late
+        EXPECT_EQ(dots.find_first_not_of('.'), std::string::npos) << out;
+        EXPECT_EQ(out.substr(out.size() - 7), "Done.\r\n");
     }
 }
 

@@ -1,17 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 // The configuration database: sorted lists, moves between the two
-// configuration databases, and durability across a killed writer.
+// configuration databases, and durability across killed writers and moves.
+#include "platform/dbm.h"
+
 #include <arpa/inet.h>
+#include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
 #include <cstring>
+#include <random>
 #include <string>
 #include <vector>
 
-#include <gtest/gtest.h>
-
-#include "platform/dbm.h"
 #include "support/child_process.h"
 
 namespace {
@@ -28,7 +29,9 @@ std::vector<uint8_t> u32_host(uint32_t v) {
     std::memcpy(e.data(), &v, 4);
     return e;
 }
-std::vector<uint8_t> u32_net(uint32_t v) { return u32_host(htonl(v)); }
+std::vector<uint8_t> u32_net(uint32_t v) {
+    return u32_host(htonl(v));
+}
 
 class DbmTest : public ::testing::Test {
 protected:
@@ -141,6 +144,47 @@ TEST_F(DbmTest, MoveBetweenTheTwoConfigurationDatabases) {
     ASSERT_EQ(DBM_Move(unused, "list", 5, used), 0);
     EXPECT_EQ(walk(used, "list", 4), (Elems{u32_host(42)}));
     EXPECT_LT(DBM_Len(unused, "list", 5), 0);
+}
+
+// A move killed at any point leaves the key in exactly one of the two
+// configuration databases, whole.
+TEST_F(DbmTest, MovesKilledAtRandomLeaveExactlyOneCopy) {
+    const char key[] = "applied-GigabitEthernet1/0/1";
+    const uint32_t value = 0x01000300u;
+    uint64_t h[2] = {DBM_INVALID_HANDLE, DBM_INVALID_HANDLE};
+    // Opened and closed around each child: no connection crosses a fork.
+    const auto open_both = [&h] {
+        return DBM_OpenCfgDB("eConnlmt", "pConnlmt", "connlmt", 0, &kDesc, &h[0], &h[1], 1) == 0;
+    };
+    ASSERT_TRUE(open_both());
+    ASSERT_EQ(DBM_SetBinary(h[0], key, sizeof key, 0, 4, &value, 3), 0);
+    DBM_Close(h[0]);
+    DBM_Close(h[1]);
+    std::mt19937 rng(20240611);
+    for (int round = 0; round < 20; ++round) {
+        SCOPED_TRACE("round " + std::to_string(round));
+        {
+            dptest::Child mover([&](int fd) {
+                if (!open_both()) return 1;
+                for (const uint8_t tick = 1;;) {
+                    DBM_Move(h[0], key, sizeof key, h[1]);
+                    if (!dptest::write_all(fd, &tick, 1)) return 2;
+                    DBM_Move(h[1], key, sizeof key, h[0]);
+                    if (!dptest::write_all(fd, &tick, 1)) return 2;
+                }
+            });
+            std::vector<uint8_t> ticks(1 + rng() % 40);
+            ASSERT_TRUE(mover.read_exact(ticks.data(), ticks.size()));
+        }  // killed here, wherever it is
+        ASSERT_TRUE(open_both());
+        uint32_t got[2] = {0, 0};
+        const bool inFirst = DBM_GetBinary(h[0], key, sizeof key, 0, 4, &got[0]) == 4;
+        const bool inSecond = DBM_GetBinary(h[1], key, sizeof key, 0, 4, &got[1]) == 4;
+        DBM_Close(h[0]);
+        DBM_Close(h[1]);
+        ASSERT_NE(inFirst, inSecond) << "in the first database: " << inFirst << ", in the second: " << inSecond;
+        EXPECT_EQ(got[inFirst ? 0 : 1], value);
+    }
 }
 
 // A writer killed at a random point loses nothing it acknowledged and leaves

@@ -2,25 +2,20 @@
 // What the platform reports when a peer fails it: a kernel that answers
 // "more" with nothing for ever, a service binary that cannot be started.
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <string>
-#include <thread>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "kernel_wire.h"
 #include "platform/dump.h"
 #include "platform/service.h"
 #include "platform/wait.h"
-#include "support/test_env.h"
+#include "support/hostile_peer.h"
 
 namespace {
 
@@ -34,92 +29,28 @@ struct Answer {
     uint32_t chunk;  // bytes of chunk
 };
 
-// A kernel side on <dir>/kernel.sock that opens every dump and answers
-// the pulls from a script, then "more" with an empty chunk for ever; one
-// pull at a time, or in batches when it offers them.
-class ScriptedKernel {
-public:
-    ScriptedKernel(const std::string &dir, std::vector<Answer> script, bool batched)
-        : script_(std::move(script)), batched_(batched) {
-        listener_ = dptest::bind_unix(SOCK_STREAM, dir + "/kernel.sock");
-        if (listener_ < 0) ADD_FAILURE() << "cannot serve " << dir << "/kernel.sock: " << std::strerror(errno);
-        thread_ = std::thread([this] { serve(); });
-    }
-    ~ScriptedKernel() {
-        stop_ = true;
-        thread_.join();
-        ::close(listener_);
-    }
-    int pulls() const { return pulls_; }
-
-private:
-    bool wait_readable(int fd) {
-        pollfd pfd{fd, POLLIN, 0};
-        while (!stop_)
-            if (::poll(&pfd, 1, 20) > 0) return true;
-        return false;
-    }
-    bool read_exact(int fd, void *buf, size_t n) {
-        auto *p = static_cast<uint8_t *>(buf);
-        while (n > 0) {
-            if (!wait_readable(fd)) return false;
-            const ssize_t got = ::recv(fd, p, n, 0);
-            if (got <= 0) return false;
-            p += got;
-            n -= static_cast<size_t>(got);
+// A kernel side that opens every dump and answers the pulls from a script,
+// then "more" with an empty chunk for ever; one pull at a time, or in
+// batches when it offers them.  Counts the pulls it answers.
+dptest::KernelScript scripted(const std::vector<Answer> &script, bool batched, std::atomic<int> &pulls) {
+    using dptest::host32;
+    using dptest::operator+;
+    return [&script, batched, &pulls](uint32_t op, const dptest::Bytes &payload, dptest::Bytes &reply) {
+        dptest::Bytes body;
+        uint32_t most = op == dpsim::kOpDumpPull ? 1 : 0;
+        if (op == dpsim::kOpDumpRequest) body = host32(0) + (batched ? host32(dpsim::kFeatureBatchedPulls) : body);
+        if (op == dpsim::kOpDumpPullBatch) std::memcpy(&most, payload.data() + 4, 4);
+        for (uint32_t i = 0; i < most; ++i) {
+            const size_t next = static_cast<size_t>(pulls++);
+            const Answer a = next < script.size() ? script[next] : Answer{DUMP_CONTINUE, 0};
+            const dptest::Bytes length = op == dpsim::kOpDumpPullBatch ? host32(a.chunk) : dptest::Bytes{};
+            body = body + host32(a.code) + length + dptest::Bytes(a.chunk, 0x5A);
+            if (a.code != DUMP_CONTINUE) break;
         }
+        reply = dptest::kernel_frame(op, body);
         return true;
-    }
-    void serve() {
-        while (wait_readable(listener_)) {
-            const int fd = ::accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-            dpsim::FrameHeader h{};
-            std::vector<uint8_t> payload;
-            size_t next = 0;
-            while (read_exact(fd, &h, sizeof h)) {
-                payload.resize(h.length);
-                if (!read_exact(fd, payload.data(), h.length)) break;
-                std::vector<uint8_t> reply(8);
-                auto put = [&reply](uint32_t v) {
-                    reply.insert(reply.end(), reinterpret_cast<uint8_t *>(&v), reinterpret_cast<uint8_t *>(&v) + 4);
-                };
-                auto answer = [&] {
-                    ++pulls_;
-                    return next < script_.size() ? script_[next++] : Answer{DUMP_CONTINUE, 0};
-                };
-                if (h.op == dpsim::kOpDumpRequest) {
-                    put(0);  // opened
-                    if (batched_) put(dpsim::kFeatureBatchedPulls);
-                } else if (h.op == dpsim::kOpDumpPull) {
-                    const Answer a = answer();
-                    put(a.code);
-                    reply.resize(reply.size() + a.chunk, 0x5A);
-                } else if (h.op == dpsim::kOpDumpPullBatch) {
-                    uint32_t most = 0;
-                    std::memcpy(&most, payload.data() + 4, 4);
-                    for (uint32_t i = 0; i < most; ++i) {
-                        const Answer a = answer();
-                        put(a.code);
-                        put(a.chunk);
-                        reply.resize(reply.size() + a.chunk, 0x5A);
-                        if (a.code != DUMP_CONTINUE) break;
-                    }
-                }
-                const dpsim::FrameHeader rh{h.op, static_cast<uint32_t>(reply.size() - 8)};
-                std::memcpy(reply.data(), &rh, 8);
-                if (::send(fd, reply.data(), reply.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(reply.size())) break;
-            }
-            ::close(fd);
-        }
-    }
-
-    std::vector<Answer> script_;
-    bool batched_;
-    int listener_ = -1;
-    std::atomic<bool> stop_{false};
-    std::atomic<int> pulls_{0};
-    std::thread thread_;
-};
+    };
+}
 
 class PeerFaultTest : public ::testing::Test {
 protected:
@@ -168,28 +99,30 @@ TEST_F(PeerFaultTest, KernelAnsweringMoreWithNothingEndsThePull) {
         {"with a chunk larger than asked", {{DUMP_CONTINUE, 8}, {DUMP_CONTINUE, 65}}, 2, kFailed, PLAT_FAULT_GONE},
     };
     for (const bool batched : {false, true})
-    for (const Case &c : cases) {
-        SCOPED_TRACE(std::string(c.name) + (batched ? ", batched" : ", one at a time"));
-        {
-            ScriptedKernel kernel(dir_.path(), c.script, batched);
-            const std::vector<uint32_t> results = walk();
-            EXPECT_EQ(results.size(), c.pulls);
-            EXPECT_EQ(results.back(), c.last);
+        for (const Case &c : cases) {
+            SCOPED_TRACE(std::string(c.name) + (batched ? ", batched" : ", one at a time"));
+            std::atomic<int> pulls{0};
+            std::string socket;
+            {
+                dptest::HostilePeer kernel(dptest::Hostility::Silent, scripted(c.script, batched, pulls));
+                socket = kernel.rundir() + "/kernel.sock";
+                const std::vector<uint32_t> results = walk();
+                EXPECT_EQ(results.size(), c.pulls);
+                EXPECT_EQ(results.back(), c.last);
+            }
             // Batches may have asked ahead; one at a time, exactly.
             if (batched) {
-                EXPECT_GE(kernel.pulls(), static_cast<int>(c.pulls));
+                EXPECT_GE(pulls, static_cast<int>(c.pulls));
             } else {
-                EXPECT_EQ(kernel.pulls(), static_cast<int>(c.pulls));
+                EXPECT_EQ(pulls, static_cast<int>(c.pulls));
             }
+            PLAT_FAULT_S f{};
+            EXPECT_EQ(PLAT_GetFault(&f), c.fault);
+            if (c.fault != PLAT_FAULT_NONE) {
+                EXPECT_EQ(std::string(f.endpoint), socket);
+            }
+            PLAT_ClearFault();
         }
-        PLAT_FAULT_S f{};
-        EXPECT_EQ(PLAT_GetFault(&f), c.fault);
-        if (c.fault != PLAT_FAULT_NONE) {
-            EXPECT_EQ(std::string(f.endpoint), dir_.path() + "/kernel.sock");
-        }
-        PLAT_ClearFault();
-        ::unlink((dir_.path() + "/kernel.sock").c_str());
-    }
 }
 
 TEST_F(PeerFaultTest, ServiceThatCannotStartIsReportedWithItsBinary) {

@@ -19,19 +19,10 @@ namespace dptest {
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
 constexpr uint32_t kMore = 0x40010009u;  // the dump continuation code
 constexpr uint8_t kGarbage = 0xA5;
 constexpr size_t kOversizedDatagram = 65000;
 constexpr size_t kServiceBuffer = 1 << 17;
-
-void put32(Bytes &b, uint32_t v) {
-    b.insert(b.end(), reinterpret_cast<uint8_t *>(&v), reinterpret_cast<uint8_t *>(&v) + 4);
-}
-void put_be32(Bytes &b, uint32_t v) {
-    for (int shift = 24; shift >= 0; shift -= 8) b.push_back(static_cast<uint8_t>(v >> shift));
-}
 
 int bound_socket(int type, const std::string &path) {
     const int fd = bind_unix(type, path);
@@ -41,34 +32,17 @@ int bound_socket(int type, const std::string &path) {
 
 // The datagram the service answers every request with; none when silent.
 bool service_reply(Hostility how, Bytes &out) {
-    out.clear();
-    switch (how) {
-        case Hostility::Silent:
-            return false;
-        case Hostility::Short:
-            out = {0, 0, 0, 1, 0};
-            break;
-        case Hostility::Empty:
-            break;
-        case Hostility::Oversized:
-            put_be32(out, 1);
-            put_be32(out, kOversizedDatagram);
-            out.resize(kOversizedDatagram, 0);
-            break;
-        case Hostility::WrongLength:  // 12 bytes that claim 13
-            put_be32(out, 1);
-            put_be32(out, 13);
-            put_be32(out, 0);
-            break;
-        case Hostility::Garbage:
-            out.assign(23, kGarbage);
-            break;
-        case Hostility::MoreWithNothing:
-            put_be32(out, 1);
-            put_be32(out, 8);
-            break;
-    }
-    return true;
+    const Bytes replies[] = {
+        {},                                                                  // Silent
+        {0, 0, 0, 1, 0},                                                     // Short
+        {},                                                                  // Empty
+        be32(1) + be32(kOversizedDatagram) + Bytes(kOversizedDatagram - 8),  // Oversized
+        be32(1) + be32(13) + be32(0),                                        // WrongLength: 12 claim 13
+        Bytes(23, kGarbage),                                                 // Garbage
+        be32(1) + be32(8),                                                   // MoreWithNothing
+    };
+    out = replies[static_cast<size_t>(how)];
+    return how != Hostility::Silent;
 }
 
 // One kernel connection: what has arrived of the current frame, and how
@@ -81,11 +55,9 @@ struct KernelConn {
 enum class After { Keep, HangUp };
 
 Bytes frame(uint32_t op, uint32_t result, const Bytes &body, uint32_t claimedExtra = 0) {
-    Bytes out;
-    put32(out, op);
-    put32(out, static_cast<uint32_t>(4 + body.size()) + claimedExtra);
-    put32(out, result);
-    out.insert(out.end(), body.begin(), body.end());
+    Bytes out = kernel_frame(op, host32(result) + body);
+    const uint32_t claimed = static_cast<uint32_t>(4 + body.size()) + claimedExtra;
+    std::memcpy(&out[4], &claimed, 4);
     return out;
 }
 
@@ -140,6 +112,16 @@ void send_quietly(int fd, const Bytes &b) {
 
 }  // namespace
 
+Bytes host32(uint32_t v) {
+    return Bytes(reinterpret_cast<uint8_t *>(&v), reinterpret_cast<uint8_t *>(&v) + 4);
+}
+
+Bytes kernel_frame(uint32_t op, const Bytes &payload) {
+    Bytes out = host32(op) + host32(static_cast<uint32_t>(payload.size()));
+    out.insert(out.end(), payload.begin(), payload.end());
+    return out;
+}
+
 const char *hostility_name(Hostility how) {
     static const char *const kNames[] = {"Silent",      "Short",   "Empty",          "Oversized",
                                          "WrongLength", "Garbage", "MoreWithNothing"};
@@ -147,8 +129,12 @@ const char *hostility_name(Hostility how) {
     return i < std::size(kNames) ? kNames[i] : "?";
 }
 
-HostilePeer::HostilePeer(Hostility how)
-    : how_(how), rundirEnv_("DPMGMT_RUNDIR", dir_.path().c_str()), datadirEnv_("DPMGMT_DATADIR", dir_.path().c_str()) {
+HostilePeer::HostilePeer(Hostility how, KernelScript script, ServiceScript service)
+    : how_(how),
+      script_(std::move(script)),
+      serviceScript_(std::move(service)),
+      rundirEnv_("DPMGMT_RUNDIR", dir_.path().c_str()),
+      datadirEnv_("DPMGMT_DATADIR", dir_.path().c_str()) {
     if (dir_.path().empty()) throw std::runtime_error("no temporary run directory");
     service_ = bound_socket(SOCK_DGRAM, dir_.path() + "/svc-3184.sock");
     kernel_ = bound_socket(SOCK_STREAM, dir_.path() + "/kernel.sock");
@@ -185,7 +171,8 @@ void HostilePeer::serve() {
                                          reinterpret_cast<sockaddr *>(&from), &fromLen);
             if (n >= 0) {
                 ++serviceRequests_;
-                if (service_reply(how_, out))
+                if (serviceScript_) out = serviceScript_(Bytes(dgram.begin(), dgram.begin() + n));
+                if (serviceScript_ || service_reply(how_, out))
                     (void)::sendto(service_, out.data(), out.size(), MSG_NOSIGNAL, reinterpret_cast<sockaddr *>(&from),
                                    fromLen);
             }
@@ -212,7 +199,10 @@ void HostilePeer::serve() {
                 }
                 if (conn.in.size() < sizeof h + h.length) break;
                 ++kernelRequests_;
-                const After after = kernel_answer(how_, conn, h.op, conn.in.data() + sizeof h, h.length, out);
+                const uint8_t *payload = conn.in.data() + sizeof h;
+                const After after = !script_ ? kernel_answer(how_, conn, h.op, payload, h.length, out)
+                                    : script_(h.op, Bytes(payload, payload + h.length), out) ? After::Keep
+                                                                                             : After::HangUp;
                 conn.in.erase(conn.in.begin(), conn.in.begin() + static_cast<long>(sizeof h + h.length));
                 if (!out.empty()) send_quietly(fd, out);
                 hangUp = after == After::HangUp;

@@ -24,7 +24,7 @@
 #include <string>
 #include <vector>
 
-#include "support/test_env.h"
+#include "support/child_process.h"
 
 namespace dptest {
 
@@ -35,25 +35,28 @@ namespace dptest {
 // and the command line find the same service), starts dpservice in the
 // foreground with `args`, and returns once it answers on svc-3184.sock.
 // The destructor stops the service (SIGTERM, bounded wait, then SIGKILL),
-// reaps it, removes the directory and restores the two variables.
+// removes the directory and restores the two variables.
 class ServiceProcess {
 public:
-    explicit ServiceProcess(std::vector<std::string> args = {});
-    ~ServiceProcess();
+    explicit ServiceProcess(std::vector<std::string> args = {}) { start(args); }
+    ~ServiceProcess() { stop(); }
     ServiceProcess(const ServiceProcess &) = delete;
     ServiceProcess &operator=(const ServiceProcess &) = delete;
 
-    pid_t pid() const { return pid_; }  // -1 while stopped
+    pid_t pid() const { return child_ ? child_->pid() : -1; }  // -1 while stopped
     const std::string &rundir() const { return dir_.path(); }
 
     // SIGKILL and reap: the socket files stay behind, as after a crash.
-    void kill9();
-    // SIGTERM, bounded wait (SIGKILL after 10 s) and reap.  Returns the
-    // wait status, or -1 when the service was not running.
+    void kill9() { child_.reset(); }
+    // SIGTERM, bounded wait (SIGKILL after 10 s) and reap: the exit code,
+    // or -1 when the service was not running.
     int stop();
     // Stops the service if it runs, starts it again on the same run
     // directory with `args`, and waits until it answers.
-    void restart(std::vector<std::string> args = {});
+    void restart(std::vector<std::string> args = {}) {
+        stop();
+        start(args);
+    }
 
 private:
     void start(const std::vector<std::string> &args);
@@ -61,26 +64,16 @@ private:
     TempDir dir_;
     ScopedEnv rundirEnv_{"DPMGMT_RUNDIR", dir_.path().c_str()};
     ScopedEnv datadirEnv_{"DPMGMT_DATADIR", dir_.path().c_str()};
-    pid_t pid_ = -1;
+    std::optional<Child> child_;
 };
-
-// The result of a program run to its end.
-struct CliResult {
-    int status = -1;        // exit code; 128 + signal number when killed by a signal
-    bool timedOut = false;  // killed because it outlived its time
-    std::string out;        // standard output, byte for byte
-    std::string err;        // standard error, byte for byte
-};
-
-// Runs `path` with `args` (standard input /dev/null), capturing both
-// output streams; killed with SIGKILL after timeoutSec seconds.
-CliResult run_program(const std::string &path, const std::vector<std::string> &args, int timeoutSec = 30);
 
 // Runs the dpmgmt command line with `args`.
 CliResult run_cli(std::vector<std::string> args, int timeoutSec = 30);
 
 // The newlines in a text.
-inline size_t lines_of(const std::string &text) { return static_cast<size_t>(std::count(text.begin(), text.end(), '\n')); }
+inline size_t lines_of(const std::string &text) {
+    return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+}
 
 // The number the pattern's first group matches in text; nothing without a match.
 std::optional<unsigned long> number_after(const std::string &text, const std::string &pattern);
@@ -92,17 +85,6 @@ std::string capture_stdout(std::function<void()> fn);
 
 // ------------------------------------------------- raw session service ----
 
-using Bytes = std::vector<uint8_t>;
-
-// Network-order pieces of a payload: be32(7) + be16(1) + Bytes(2, 0)
-// (bring the operator in with `using dptest::operator+;`).
-Bytes be16(uint16_t v);
-Bytes be32(uint32_t v);
-Bytes operator+(Bytes a, const Bytes &b);
-uint16_t get_be16(const Bytes &b, size_t off);
-uint32_t get_be32(const Bytes &b, size_t off);
-uint64_t get_be64(const Bytes &b, size_t off);
-
 // A datagram socket of its own (autobound, so the service can answer),
 // talking to <rundir>/svc-3184.sock.
 class SvcClient {
@@ -112,13 +94,6 @@ public:
     SvcClient(const SvcClient &) = delete;
     SvcClient &operator=(const SvcClient &) = delete;
 
-    int fd() const { return fd_; }
-    const std::string &service_path() const { return path_; }
-
-    // Sends the bytes as one datagram; false when the send fails.
-    bool send_raw(const Bytes &datagram);
-    // The next datagram, or nothing after timeoutMs.
-    std::optional<Bytes> receive(int timeoutMs = 5000);
     // Sends header (type, 8 + payload length) + payload and returns the
     // whole reply datagram, or nothing after timeoutMs.
     std::optional<Bytes> exchange(uint32_t type, const Bytes &payload = {}, int timeoutMs = 5000);
@@ -130,9 +105,6 @@ private:
     int fd_ = -1;
     std::string path_;
 };
-
-// The error reply: type 0xFFFFFFFF, length 8.
-const Bytes &error_reply();
 
 }  // namespace dptest
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Header-only helpers shared by the platform and integration tests: a
 // fresh temporary directory, environment variables set for one scope,
-// bounded polling, a descriptor count, a file's text, a bound Unix socket
-// and a process held stopped.
+// bounded polling, a descriptor count, a file's text, a bound Unix socket,
+// a process held stopped and network-order bytes.
 #ifndef DPTEST_TEST_ENV_H
 #define DPTEST_TEST_ENV_H
 
@@ -23,13 +23,15 @@
 #include <iterator>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace dptest {
 
 inline void remove_tree(const std::string &path) {
     if (!path.empty())
-        ::nftw(path.c_str(), [](const char *p, const struct stat *, int, FTW *) { return ::remove(p); }, 16,
-               FTW_DEPTH | FTW_PHYS);
+        ::nftw(
+            path.c_str(), [](const char *p, const struct stat *, int, FTW *) { return ::remove(p); }, 16,
+            FTW_DEPTH | FTW_PHYS);
 }
 
 // A directory under /tmp, removed with everything in it at the end.
@@ -53,14 +55,18 @@ class ScopedEnv {
 public:
     ScopedEnv(const char *name, const char *value) : name_(name) {
         if (const char *old = std::getenv(name)) old_ = old;
-        if (value != nullptr) ::setenv(name, value, 1);
-        else ::unsetenv(name);
+        if (value != nullptr)
+            ::setenv(name, value, 1);
+        else
+            ::unsetenv(name);
     }
     ScopedEnv(const ScopedEnv &) = delete;
     ScopedEnv &operator=(const ScopedEnv &) = delete;
     ~ScopedEnv() {
-        if (old_) ::setenv(name_.c_str(), old_->c_str(), 1);
-        else ::unsetenv(name_.c_str());
+        if (old_)
+            ::setenv(name_.c_str(), old_->c_str(), 1);
+        else
+            ::unsetenv(name_.c_str());
     }
 
 private:
@@ -129,6 +135,30 @@ public:
 private:
     pid_t pid_;
 };
+
+using Bytes = std::vector<uint8_t>;
+
+// Pieces of a payload: be32(7) + be16(1) + Bytes(2, 0) (bring the operator
+// in with `using dptest::operator+;`); and the numbers read back in place.
+inline Bytes operator+(Bytes a, const Bytes &b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+inline Bytes be16(uint16_t v) {
+    return {static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v)};
+}
+inline Bytes be32(uint32_t v) {
+    return be16(static_cast<uint16_t>(v >> 16)) + be16(static_cast<uint16_t>(v));
+}
+inline uint16_t get_be16(const uint8_t *p) {
+    return static_cast<uint16_t>(p[0] << 8 | p[1]);
+}
+inline uint32_t get_be32(const uint8_t *p) {
+    return static_cast<uint32_t>(get_be16(p)) << 16 | get_be16(p + 2);
+}
+inline uint64_t get_be64(const uint8_t *p) {
+    return static_cast<uint64_t>(get_be32(p)) << 32 | get_be32(p + 4);
+}
 
 }  // namespace dptest
 
