@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // A connection-tracking entry as the session tables show it: the
-// conversion of the kernel's entries (read straight from the netlink
-// messages) and expectations (libnetfilter_conntrack's objects) to the
-// session model's Session and Relation, and the kernel-detail records written from them.
+// conversion of the kernel's entries and expectations, read straight from
+// its netlink messages, to the session model's Session and Relation, and
+// the kernel-detail records written from them.
 //
 // Mapping (docs/data-planes.md lists it in full):
 //   protocol class  TCP 6, UDP 17, ICMP 1, ICMPv6 58, UDP-Lite 136, SCTP
