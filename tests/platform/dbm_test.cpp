@@ -92,7 +92,7 @@ TEST_F(DbmTest, ListsOrderByNumericValueForBothKeyTypes) {
     }
 }
 
-TEST_F(DbmTest, EqualSortKeyReplacesProbeRemovesAndEmptyListsIterate) {
+TEST_F(DbmTest, EqualSortKeyReplacesAndProbeRemoves) {
     const uint64_t h = open("gTest");
     // A 96-byte rule ordered by the u16 at 78.
     const DBM_SORTKEY_S sk = {78, 2, DBM_KEYTYPE_UINT_HOST, 0};
@@ -111,17 +111,6 @@ TEST_F(DbmTest, EqualSortKeyReplacesProbeRemovesAndEmptyListsIterate) {
     EXPECT_EQ(walk(h, "policy-5", 96), (Elems{rule(3, 0xBB)}));
     // An element too short to hold its sort key is refused.
     EXPECT_LT(DBM_InsertSortList(h, "policy-5", 9, 40, rule(9, 0).data(), 0), 0);
-
-    // An iterator over the emptied list ends at once, and stays ended.
-    EXPECT_EQ(DBM_RemoveSortList(h, "policy-5", 9, 96, rule(3, 0x00).data()), 0);
-    EXPECT_EQ(DBM_Len(h, "policy-5", 9), 0);
-    void *it = nullptr;
-    uint8_t buf[96];
-    EXPECT_EQ(DBM_GetNextSortList(h, "policy-5", 9, &it, 0, 0, 96, buf), 0);
-    EXPECT_EQ(DBM_GetNextSortList(h, "policy-5", 9, &it, 0, 0, 96, buf), 0);
-    DBM_FreeIterator(it);
-    void *none = nullptr;
-    EXPECT_LT(DBM_GetNextSortList(h, "missing", 8, &none, 0, 0, 96, buf), 0);
 }
 
 TEST_F(DbmTest, MoveBetweenTheTwoConfigurationDatabases) {
