@@ -47,7 +47,6 @@ TEST(CliService, AStoppedServiceIsGivenUpOnWithinTheBound) {
         {{"session", "limit", "7000"}, "svc-3184.sock", false},
         {{"reset", "session", "protocol", "udp"}, ".sock", false},
         {{"display", "session", "table"}, "kernel.sock", true},
-        {{"display", "connection-limit", "statistics"}, "kernel.sock", false},
     };
     for (const Case &c : cases) {
         std::vector<std::string> args = {"--timeout", "1", "--reset-timeout", "2"};

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -98,18 +97,15 @@ TEST_F(Cli, RefusalsChangeNothingAndRecoveryReplaysTheRest) {
         std::string mention;
     } cases[] = {
         {{"connection-limit", "policy", "33"}, 1, "from 1 to 32"},
-        {{"connection-limit", "policy", "3", "rule", "257", "acl", "3000", "amount", "1", "1"}, 1, "from 1 to 256"},
         {{"connection-limit", "policy", "3", "rule", "5", "acl", "3100", "amount", "10", "5"}, 2, "no IPv4 ACL 3100"},
         {{"connection-limit", "policy", "3", "rule", "5", "acl", "3000", "amount", "10", "11"}, 1, "from 0 to 10"},
         {{"connection-limit", "policy", "3", "rule", "9", "delete"}, 2, "has no rule 9"},
         {{"connection-limit", "policy", "3", "description", "clear\x1b[2J"}, 1, "control character 0x1b"},
-        {{"connection-limit", "policy", "3", "description", "a\tb"}, 1, "control character 0x09"},
         {{"connection-limit", "policy", "4", "delete"}, 2, "no IPv4 policy 4"},
         {{"connection-limit", "apply", "policy", "3", "interface", "Ethernet9"},
          2,
          "no interface 'Ethernet9'; the device has GigabitEthernet1/0/1, GigabitEthernet1/0/2, GigabitEthernet2/0/1, "
          "GigabitEthernet2/0/2, Route-Aggregation1, Vlan-interface10, Virtual-Access1 or Virtual-Access2\n"},
-        {{"display", "connection-limit", "statistics", "policy", "4"}, 2, "no IPv4 policy 4"},
         {{"display", "connection-limit", "policy", "4"}, 2, "no IPv4 policy 4"},
         {{"display", "session", "table", "slot", "9"}, 2, "no slot 9; the device has slot 1 or 2"},
         {{"display", "session", "table", "source-ip", huge}, 1, "'" + std::string(64, 'x') + "...'"},
@@ -176,19 +172,14 @@ TEST_F(Cli, HelpCompletionAndPrefixesFollowTheSyntax) {
         std::string absent;                // never among them
     } cases[] = {
         {"dis sess ta", {"table"}, "statistics"},
-        {"display session st", {"statistics"}, "table"},
         {"display session table protocol tc", {"tcp"}, "udp"},
-        {"display session table ver", {"verbose"}, "ipv4"},
         {"session aging-time state ", {"syn", "tcp-est"}, "sip"},
-        {"session aging-time application s", {"sip", "sqlnet"}, "ftp"},
         {"connection-limit apply policy 3 interface gi",
          {"GigabitEthernet2/0/1", "GigabitEthernet1/0/1"},
          "Vlan-interface10"},
         {"connection-limit policy 3 rule 1 acl ", {"3000", "name"}, "3100"},
         {"connection-limit policy ipv6 3 rule 1 acl ", {"3100"}, "3000"},
-        {"sqa remark 1 2 dscp af4", {"af41", "af42", "af43"}, "af31"},
         {"display session table | ", {"include", "exclude", "count"}, "table"},
-        {"session limit ", {"selector"}, "rate"},
     };
     for (const Case &c : cases) {
         const dptest::CliResult r = dptest::run_cli({"--complete", c.line});
@@ -209,7 +200,6 @@ TEST_F(Cli, HelpCompletionAndPrefixesFollowTheSyntax) {
     const std::string usage = ok({"--help"});
     for (const char *line : {"  2  not found", "  3  the service or the kernel failed", "  DPMGMT_DATADIR"})
         EXPECT_NE(usage.find(line), std::string::npos) << line;
-    EXPECT_TRUE(std::regex_match(ok({"--version"}), std::regex("dpmgmt [0-9]+\\.[0-9]+\\.[0-9]+\n")));
 }
 
 TEST_F(Cli, LinesRunInOrderAndTheFirstFailureStopsTheBatch) {

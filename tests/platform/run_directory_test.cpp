@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // Whom the runtime trusts: run directories of another user or open to
 // others are refused, files are never reached through planted links, only
-// a socket that answers is a running service, the configuration database
-// is private, and a data directory is never made where its parent is
-// missing.
+// a socket that answers is a running service, and the configuration
+// database is private.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -102,8 +101,6 @@ TEST_F(RunDirectoryTest, ForeignOpenOrMissingRunDirectoriesAreRefused) {
          PLAT_FAULT_UNTRUSTED, EPERM, " belongs to uid 65534, not 0"},
         {"open to all", false, [](const std::string &d) { ::mkdir(d.c_str(), 0700), ::chmod(d.c_str(), 0777); },
          PLAT_FAULT_UNTRUSTED, EPERM, " is open to other users (mode 0777)"},
-        {"open to the group", false, [](const std::string &d) { ::mkdir(d.c_str(), 0700), ::chmod(d.c_str(), 0750); },
-         PLAT_FAULT_UNTRUSTED, EPERM, " is open to other users (mode 0750)"},
         {"a file", false, [](const std::string &d) { write_file(d, "x", 0600); }, PLAT_FAULT_DIRECTORY, ENOTDIR,
          " is not a directory"},
         {"in a missing parent", false, [](const std::string &) {}, PLAT_FAULT_DIRECTORY, ENOENT,
@@ -204,7 +201,7 @@ TEST_F(RunDirectoryTest, PlantedLinksInOurOwnDirectoryAreNotFollowed) {
 }
 
 // Running means the service socket answers: a socket file whose service is
-// gone does not count, and only the session service is known.  A socket in
+// gone does not count.  A socket in
 // our directory that another user made is not our service, for a process
 // that watches its service (bounded, as the command line does).
 TEST_F(RunDirectoryTest, OnlyAnAnsweringSocketOfOurOwnIsTheService) {
@@ -215,8 +212,6 @@ TEST_F(RunDirectoryTest, OnlyAnAnsweringSocketOfOurOwnIsTheService) {
     const int fake = dptest::bind_unix(SOCK_DGRAM, socket);
     ASSERT_GE(fake, 0);
     EXPECT_EQ(status(), SERVICE_STATUS_RUNNING);
-    uint32_t st = 0;
-    EXPECT_NE(SERVICE_GetStatus(1, "ROUTING", 0, &st), 0u);
     if (::geteuid() == 0) {
         EXPECT_EQ(::chown(socket.c_str(), kNobody, kNobody), 0);
         PLAT_SetWaitBounds(5000, 0);
@@ -249,31 +244,6 @@ TEST_F(RunDirectoryTest, DefaultRunDirectoryFollowsThePlatformConventions) {
     }
     ScopedEnv env("XDG_RUNTIME_DIR", nullptr);
     EXPECT_EQ(dpsim::rundir(), fallback);
-}
-
-TEST_F(RunDirectoryTest, DataDirectoryIsRefusedUnlessItCanHoldTheDatabase) {
-    struct Case {
-        const char *name;
-        std::string dir;
-        int err;
-    };
-    write_file(base_.path() + "/file", "x", 0600);
-    const Case cases[] = {
-        {"a file", base_.path() + "/file", ENOTDIR},
-        {"in a missing parent", base_.path() + "/missing/data", ENOENT},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.name);
-        ScopedEnv data("DPMGMT_DATADIR", c.dir.c_str());
-        uint64_t h = DBM_INVALID_HANDLE;
-        EXPECT_NE(DBM_Open("gTest", "testmod", 7, &kDesc, &h, 1), 0u);
-        const Fault f = take_fault();
-        EXPECT_EQ(f.kind, PLAT_FAULT_DIRECTORY);
-        EXPECT_EQ(f.err, c.err);
-        EXPECT_EQ(f.endpoint, c.dir);
-        EXPECT_NE(f.line.find(c.dir), std::string::npos) << f.line;
-    }
-    EXPECT_EQ(::access((base_.path() + "/missing").c_str(), F_OK), -1) << "the missing parent was made";
 }
 
 // The database and its journal are private, even under a permissive mask

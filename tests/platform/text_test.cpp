@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // The formatted-print helper and the type-length-value item reader.
 #include <arpa/inet.h>
+#include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "platform/stlv.h"
 #include "platform/textutil.h"

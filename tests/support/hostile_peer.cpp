@@ -129,10 +129,9 @@ const char *hostility_name(Hostility how) {
     return i < std::size(kNames) ? kNames[i] : "?";
 }
 
-HostilePeer::HostilePeer(Hostility how, KernelScript script, ServiceScript service)
+HostilePeer::HostilePeer(Hostility how, KernelScript script)
     : how_(how),
       script_(std::move(script)),
-      serviceScript_(std::move(service)),
       rundirEnv_("DPMGMT_RUNDIR", dir_.path().c_str()),
       datadirEnv_("DPMGMT_DATADIR", dir_.path().c_str()) {
     if (dir_.path().empty()) throw std::runtime_error("no temporary run directory");
@@ -171,8 +170,7 @@ void HostilePeer::serve() {
                                          reinterpret_cast<sockaddr *>(&from), &fromLen);
             if (n >= 0) {
                 ++serviceRequests_;
-                if (serviceScript_) out = serviceScript_(Bytes(dgram.begin(), dgram.begin() + n));
-                if (serviceScript_ || service_reply(how_, out))
+                if (service_reply(how_, out))
                     (void)::sendto(service_, out.data(), out.size(), MSG_NOSIGNAL, reinterpret_cast<sockaddr *>(&from),
                                    fromLen);
             }

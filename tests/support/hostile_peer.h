@@ -46,16 +46,14 @@ const char *hostility_name(Hostility how);
 // A kernel side of the test's own: the reply frame to a request frame's op
 // and payload (none when empty); false hangs up after it.
 using KernelScript = std::function<bool(uint32_t op, const Bytes &payload, Bytes &reply)>;
-// A session service of the test's own: the reply datagram to a request.
-using ServiceScript = std::function<Bytes(const Bytes &request)>;
 // A frame of the kernel stream (host order, as both ends share a machine).
 Bytes host32(uint32_t v);
 Bytes kernel_frame(uint32_t op, const Bytes &payload);
 
 class HostilePeer {
 public:
-    // With scripts, the kernel side or the service answers by them instead.
-    explicit HostilePeer(Hostility how, KernelScript script = nullptr, ServiceScript service = nullptr);
+    // With a script, the kernel side answers by it instead.
+    explicit HostilePeer(Hostility how, KernelScript script = nullptr);
     ~HostilePeer();
     HostilePeer(const HostilePeer &) = delete;
     HostilePeer &operator=(const HostilePeer &) = delete;
@@ -70,7 +68,6 @@ private:
 
     Hostility how_;
     KernelScript script_;
-    ServiceScript serviceScript_;
     TempDir dir_;
     ScopedEnv rundirEnv_;
     ScopedEnv datadirEnv_;

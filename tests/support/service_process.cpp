@@ -128,11 +128,4 @@ std::optional<Bytes> SvcClient::exchange(uint32_t type, const Bytes &payload, in
     return buf;
 }
 
-std::optional<uint32_t> SvcClient::command(uint32_t type, const Bytes &payload) {
-    const auto reply = exchange(type, payload);
-    if (!reply || reply->size() != 12 || get_be32(reply->data()) != type || get_be32(reply->data() + 4) != 12)
-        return std::nullopt;
-    return get_be32(reply->data() + 8);
-}
-
 }  // namespace dptest

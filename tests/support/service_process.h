@@ -97,9 +97,6 @@ public:
     // Sends header (type, 8 + payload length) + payload and returns the
     // whole reply datagram, or nothing after timeoutMs.
     std::optional<Bytes> exchange(uint32_t type, const Bytes &payload = {}, int timeoutMs = 5000);
-    // The same, for requests whose reply is a u32 result code: the code,
-    // or nothing when the reply is missing or malformed.
-    std::optional<uint32_t> command(uint32_t type, const Bytes &payload);
 
 private:
     int fd_ = -1;

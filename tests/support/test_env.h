@@ -156,9 +156,6 @@ inline uint16_t get_be16(const uint8_t *p) {
 inline uint32_t get_be32(const uint8_t *p) {
     return static_cast<uint32_t>(get_be16(p)) << 16 | get_be16(p + 2);
 }
-inline uint64_t get_be64(const uint8_t *p) {
-    return static_cast<uint64_t>(get_be32(p)) << 32 | get_be32(p + 4);
-}
 
 }  // namespace dptest
 
