@@ -298,13 +298,4 @@ TEST_F(ConnlmtIpc, ApplyListIsConvertedAndBounded) {
     EXPECT_EQ(fake::hex(list->auiIfIndex, 4), "00 00 00 0c");
 }
 
-TEST_F(ConnlmtIpc, NullRecordsAreRefusedWithoutAnExchange) {
-    for (uint32_t rc : {CONNLMT_ipc_GetDebug(nullptr), CONNLMT_ipc_AddRule(nullptr),
-                        CONNLMT_ipc_GetRule(1, 1, 0, nullptr), CONNLMT_ipc_SetDes(nullptr),
-                        CONNLMT_ipc_GetPolicy(1, 0, nullptr), CONNLMT_ipc_GetPolicyInfo(1, 0, 144, nullptr),
-                        CONNLMT_ipc_GetPolicyApplyList(1, 0, nullptr), CONNLMT_ipc_GetPolicyTotalNumber(0, nullptr)})
-        EXPECT_EQ(rc, DPMGMT_ERR_FAILED);
-    EXPECT_EQ(fake::socket_log().opened, 0);
-}
-
 }  // namespace

@@ -9,18 +9,6 @@ using fake::Bytes;
 
 namespace {
 
-// Copied before any test runs (and before the fixture resets them): the
-// globals as the library is loaded.
-const SQA_SIP_DBVALUE_S kLoadedSip = g_stSqaSipDbValue;
-const SQA_H323_DBVALUE_S kLoadedH323 = g_stSqaH323DbValue;
-const uint64_t kLoadedHandle = g_hSqaGlobalCfgHandle;
-
-TEST(SqaStoreGlobals, LoadTimeValues) {
-    EXPECT_EQ(kLoadedHandle, UINT64_MAX);
-    EXPECT_EQ(fake::hex(&kLoadedSip, sizeof kLoadedSip), "c4 13 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00");
-    EXPECT_EQ(fake::hex(&kLoadedH323, sizeof kLoadedH323), "00 00 b8 06 00 00 00 00 00 00 00 00 00 00 00 00");
-}
-
 class SqaStore : public SqaTest {
 protected:
     uint64_t init() {
