@@ -109,8 +109,6 @@ TEST_F(ConnlmtIpc, SingleValueQueries) {
     const Case cases[] = {
         {"GetApplyPolicy(12, 0)", 33, u16([](uint16_t *v) { return CONNLMT_ipc_GetApplyPolicy(12, 0, v); }),
          "00 00 00 00 00 00 00 0c 00 00 00 00", be16(7), 2, 7},
-        {"IsPolicyExist(9, 1)", 34, u16([](uint16_t *v) { return CONNLMT_ipc_IsPolicyExist(9, 1, v); }),
-         "00 00 00 01 00 09 00 00", be16(1), 2, 1},
         // Only bytes 4-5 of the 8-byte reply are the next identifier.
         {"GetNextPolicyID(10, 0)", 37, u16([](uint16_t *v) { return CONNLMT_ipc_GetNextPolicyID(10, 0, v); }),
          "00 00 00 00 00 0a 00 00", Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x0B, 0xFF, 0xFF}, 8, 11},
@@ -196,21 +194,14 @@ protected:
     std::unique_ptr<CONNLMT_POLICYINFO_S> info;
 };
 
-TEST_F(ConnlmtPolicyReply, GetPolicyAndNextUnpackHeadAndRules) {
-    using Fn = uint32_t (*)(uint16_t, uint32_t, CONNLMT_POLICY_S *);
-    const std::pair<uint32_t, Fn> commands[] = {{35, CONNLMT_ipc_GetPolicy}, {36, CONNLMT_ipc_GetNextPolicy}};
-    for (const auto &[type, fn] : commands) {
-        SCOPED_TRACE(type);
-        fake::reset();
-        std::memset(policy.get(), 0xAA, sizeof *policy);
-        reply(type, cat({head(4, 2), two_rules()}));
-        EXPECT_EQ(fn(4, 0, policy.get()), 0u);
-        EXPECT_EQ(sent(), header(type, 8) + " 00 00 00 00 00 04 00 00");
-        EXPECT_EQ(reply_max(), 16u + 257u * 96u);
-        expect_head(*policy, 4, 2);
-        expect_two_rules(policy->astRule);
-        EXPECT_EQ(fake::hex(&policy->astRule[2], 96), fake::hex(Bytes(96, 0xAA)));
-    }
+TEST_F(ConnlmtPolicyReply, GetPolicyUnpacksHeadAndRules) {
+    reply(35, cat({head(4, 2), two_rules()}));
+    EXPECT_EQ(CONNLMT_ipc_GetPolicy(4, 0, policy.get()), 0u);
+    EXPECT_EQ(sent(), header(35, 8) + " 00 00 00 00 00 04 00 00");
+    EXPECT_EQ(reply_max(), 16u + 257u * 96u);
+    expect_head(*policy, 4, 2);
+    expect_two_rules(policy->astRule);
+    EXPECT_EQ(fake::hex(&policy->astRule[2], 96), fake::hex(Bytes(96, 0xAA)));
 }
 
 TEST_F(ConnlmtPolicyReply, NoSuchPolicyAndCountsBeyondTheRecordFail) {

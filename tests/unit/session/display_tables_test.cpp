@@ -107,24 +107,6 @@ TEST_F(SessionTable, Ipv6GreAndDsLitePeer) {
     EXPECT_EQ(fake::count("IF_GetDataByIfIndex"), 1u);
 }
 
-TEST_F(SessionTable, VpnColumnUnknownNamesAndTtl) {
-    // Protocol 200 has no name ("-"), interface 77 none ("N/A").
-    const Session unknown{.init = {.protocol = 200, .vrf = 9}, .if0 = 77, .ttl = 0xFFFFFFFF, .app = 99};
-    const Session vlan{.init = {.flags = 2, .vrf = 100}, .ttl = 0xFFFFFFFE};
-    const std::string out = show_sessions({session_rec(unknown), session_rec(vlan)}, 1);
-    EXPECT_NE(out.find("  VPN instance/VLAN ID/VLL ID: Invalid(9)/-/-\r\n  Protocol: -(200)\r\n" + inbound("N/A")),
-              std::string::npos)
-        << out;
-    EXPECT_NE(out.find("Application: -\r\n" + kStart + "  TTL: -\r\n"), std::string::npos) << out;
-    EXPECT_NE(out.find("  VPN instance/VLAN ID/VLL ID: -/100/-\r\n"), std::string::npos) << out;
-    EXPECT_NE(out.find(kStart + "  TTL: 4294967294s\r\n"), std::string::npos) << out;
-    // The VLAN entry asks for no VPN name, VPN 0 neither; the application is
-    // looked up for every entry.
-    EXPECT_EQ(fake::count("L3VPN_GetNameByVrfIndex"), 1u);
-    EXPECT_EQ(fake::nth("L3VPN_GetNameByVrfIndex").args, (std::vector<uint64_t>{9, 32}));
-    EXPECT_EQ(fake::count("APR_GetAppNameByID"), 2u);
-}
-
 TEST_F(SessionTable, FastforwardVerbose) {
     Rec r(140);
     const Tuple t{.protocol = 17, .sport = 53, .dport = 5353};
