@@ -217,7 +217,6 @@ TEST_F(ConnlmtStatDisplay, Statistics) {
     // 12 bytes are not the record.
     fake::script_dump(kStatistics, {{DPMGMT_DUMP_CONTINUE, Bytes(12, 1)}});
     EXPECT_EQ(CONNLMT_Dump_GetStatistics(6, 0, &st), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(CONNLMT_Dump_GetStatistics(6, 0, nullptr), DPMGMT_ERR_FAILED);
 }
 
 }  // namespace

@@ -203,45 +203,4 @@ TEST_F(SessionTable, RelationWildcardsAndIpv6) {
     EXPECT_EQ(fake::hex(fake::nth("DUMP_Request").bytes), "5a");
 }
 
-// ------------------------------------------------------------------- walk --
-
-const SESSION_DUMPKEY_S kDumpKey{};
-const SESSION_TABLEKEY_S kTableKey{};
-const SESSION_RELATION_KEY_S kRelationKey{};
-const uint8_t kRelationByte = 0;
-
-// Each display walks with its own record size and batch; the walk's rules
-// themselves are the shared walk's, and the record interface reads the
-// same per-table walks.
-TEST_F(SessionTable, EachDisplayPullsAgainOnlyAfterItsFullBatch) {
-    struct WalkCase {
-        const char *name;
-        uint32_t dumpType, recordSize, perBatch;
-        uint32_t (*display)();
-    };
-    const WalkCase cases[] = {
-        {"session", 0x140001, 172, 46, [] { return SESSION_DisplaySession(1, &kDumpKey, 1); }},
-        {"fastforward", 0x140006, 140, 57, [] { return SESSION_DisplayFastforwardSession(1, &kTableKey, 1); }},
-        {"mcfs", 0x140014, 172, 46, [] { return SESSION_DisplayMcfsTable(1, &kDumpKey, 0); }},
-        {"relation", 0x140002, 76, 105, [] { return SESSION_DisplayRelation(1, &kRelationByte); }},
-        {"kernel", 0x140024, 432, 18, [] { return SESSION_DisplaySessionKernel(1, &kDumpKey); }},
-        {"relation detail", 0x140025, 208, 38, [] { return SESSION_DisplayRelationInfo(1, &kRelationKey); }},
-    };
-    for (const WalkCase &c : cases) {
-        SCOPED_TRACE(c.name);
-        const Bytes zero(c.recordSize, 0);
-        // Full batch, one more record, and a third chunk that must not be
-        // pulled.
-        fake::reset();
-        SetUp();
-        fake::script_dump(c.dumpType, {fake::chunk(repeat(zero, c.perBatch)), fake::chunk(zero), fake::chunk(zero)});
-        uint32_t n = 0;
-        shown(c.display, &n);
-        EXPECT_EQ(n, c.perBatch + 1);
-        ASSERT_EQ(fake::count("DUMP_Pull"), 2u);
-        EXPECT_EQ(fake::nth("DUMP_Pull").args[1], c.recordSize * c.perBatch);
-        EXPECT_EQ(fake::open_dumps(), 0);
-    }
-}
-
 }  // namespace
