@@ -39,7 +39,9 @@ Bytes bytes_of(const T &v) {
 
 using Args = std::vector<uint64_t>;
 
-Args handles() { return {g_hConnlmtGlobalCfgHandle, g_hConnlmtIFCfgUsedHandle, g_hConnlmtIFCfgUnusedHandle}; }
+Args handles() {
+    return {g_hConnlmtGlobalCfgHandle, g_hConnlmtIFCfgUsedHandle, g_hConnlmtIFCfgUnusedHandle};
+}
 
 class ConnlmtStore : public FakePlatformTest {
 protected:
@@ -81,8 +83,9 @@ TEST(ConnlmtStoreInit, OpensThreeDatabasesMovesAndClosesOnce) {
         return -1;  // a failed move is not looked at
     };
     ASSERT_EQ(CONNLMT_DB_Init(), 0u);
-    const std::string desc = "01 00 00 00 00 00 00 00 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
-                             "00 00 00 00";
+    const std::string desc =
+        "01 00 00 00 00 00 00 00 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+        "00 00 00 00";
     const fake::Call &open = fake::nth("DBM_Open"), &cfg = fake::nth("DBM_OpenCfgDB");
     EXPECT_EQ(open.text + " " + cfg.text, "gConnlmt/connlmt eConnlmt/pConnlmt/connlmt");
     EXPECT_EQ((Args{open.args[0], open.args[1], cfg.args[0], cfg.args[1]}), (Args{7, 1, 0, 1}));
@@ -99,15 +102,19 @@ TEST(ConnlmtStoreInit, OpensThreeDatabasesMovesAndClosesOnce) {
     CONNLMT_DB_Fini();
     CONNLMT_DB_Fini();
     ASSERT_EQ(fake::count("DBM_Close"), 3u);
-    EXPECT_EQ((Args{fake::nth("DBM_Close", 0).args[0], fake::nth("DBM_Close", 1).args[0],
-                    fake::nth("DBM_Close", 2).args[0]}), h);
+    EXPECT_EQ(
+        (Args{fake::nth("DBM_Close", 0).args[0], fake::nth("DBM_Close", 1).args[0], fake::nth("DBM_Close", 2).args[0]}),
+        h);
     EXPECT_EQ(handles(), Args(3, UINT64_MAX));
 }
 
 TEST(ConnlmtStoreInit, AFailedOpenClosesWhatTheOtherOpened) {
     // The interface databases fail: "gConnlmt" is closed again.
     fake::reset();
-    fake::hooks().DBM_Open = [](const char *, const char *, uint32_t, uint64_t *h) { *h = 4242; return 0u; };
+    fake::hooks().DBM_Open = [](const char *, const char *, uint32_t, uint64_t *h) {
+        *h = 4242;
+        return 0u;
+    };
     fake::hooks().DBM_OpenCfgDB = [](const char *, const char *, uint64_t *, uint64_t *) -> uint32_t { return 0x24; };
     EXPECT_EQ(CONNLMT_DB_Init(), 0x24u);
     EXPECT_EQ(fake::call_names("DBM_"), (std::vector<std::string>{"DBM_Open", "DBM_OpenCfgDB", "DBM_Close"}));
@@ -124,14 +131,23 @@ TEST(ConnlmtStoreInit, AFailedOpenClosesWhatTheOtherOpened) {
 
     // Opening by name: a failed open gives no handle.
     fake::reset();
-    fake::hooks().DBM_Open = [](const char *, const char *, uint32_t, uint64_t *h2) { *h2 = 5; return 2u; };
+    fake::hooks().DBM_Open = [](const char *, const char *, uint32_t, uint64_t *h2) {
+        *h2 = 5;
+        return 2u;
+    };
     EXPECT_EQ(CONNLMT_DB_Open("gConnlmt", 7), UINT64_MAX);
 }
 
 TEST(ConnlmtStoreKeys, PolicyKeys) {
-    struct Case { uint32_t family; uint16_t policy; uint64_t size; const char *key; uint64_t len; };
-    const Case cases[] = {{0, 5, 129, "policy-5", 9}, {1, 12, 129, "ipv6-policy-12", 15},
-                          {0, 32, 5, "poli", 5},     {2, 5, 129, "", 0}};
+    struct Case {
+        uint32_t family;
+        uint16_t policy;
+        uint64_t size;
+        const char *key;
+        uint64_t len;
+    };
+    const Case cases[] = {
+        {0, 5, 129, "policy-5", 9}, {1, 12, 129, "ipv6-policy-12", 15}, {0, 32, 5, "poli", 5}, {2, 5, 129, "", 0}};
     for (const Case &c : cases) {
         char key[129];
         std::memset(key, 'x', sizeof key);
@@ -266,9 +282,14 @@ TEST_F(ConnlmtStore, DescriptionsRoundTripAndAreCheckedOnRead) {
 
 TEST_F(ConnlmtStore, AppliedPoliciesGoWhereTheInterfaceBelongs) {
     const uint8_t value[4] = {1, 2, 3, 4};
-    struct Case { uint32_t ifIndex; const char *key; uint64_t *db; uint32_t attribute; };
-    const Case cases[] = {{0, "applied-global", &global, 2}, {5, "applied-GE1/0/5", &used, 3},
-                          {6, "applied-Tunnel6", &unused, 3}};
+    struct Case {
+        uint32_t ifIndex;
+        const char *key;
+        uint64_t *db;
+        uint32_t attribute;
+    };
+    const Case cases[] = {
+        {0, "applied-global", &global, 2}, {5, "applied-GE1/0/5", &used, 3}, {6, "applied-Tunnel6", &unused, 3}};
     for (const Case &c : cases) {
         SCOPED_TRACE(c.key);
         EXPECT_EQ(CONNLMT_DB_UpdateAppliedPolicy(c.ifIndex, value), 0u);
@@ -282,12 +303,6 @@ TEST_F(ConnlmtStore, AppliedPoliciesGoWhereTheInterfaceBelongs) {
         EXPECT_EQ(CONNLMT_DB_UpdateAppliedPolicy(c.ifIndex, nullptr), 0u);
         EXPECT_EQ(fake::db_entry(*c.db, c.key), nullptr);
     }
-
-    // The database is chosen (temporary or not) before the name is asked.
-    fake::calls().clear();
-    ASSERT_EQ(CONNLMT_DB_UpdateAppliedPolicy(6, value), 0u);
-    EXPECT_EQ(fake::call_names(), (std::vector<std::string>{"IF_IsTempIf", "IF_GetDataByIfIndex", "DBM_SetBinary"}));
-    EXPECT_EQ(fake::nth("IF_GetDataByIfIndex").args, (Args{6, 10}));
 
     // An interface without a name: the empty key of length 0 is still
     // handed to the database, whose answer comes back.

@@ -14,7 +14,9 @@ namespace {
 
 // Elements carry a rank in their high 32 bits and a tag in the low ones, so
 // that equal ranks stay distinguishable.
-uint64_t el(uint32_t rank, uint32_t tag = 0) { return uint64_t{rank} << 32 | tag; }
+uint64_t el(uint32_t rank, uint32_t tag = 0) {
+    return uint64_t{rank} << 32 | tag;
+}
 
 std::vector<std::pair<uint64_t, uint64_t>> g_compared;
 
