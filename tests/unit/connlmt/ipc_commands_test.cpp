@@ -59,8 +59,6 @@ TEST_F(ConnlmtIpc, ResultCodeCommandsSendTheirPayloadAndReturnTheServiceCode) {
     const Case cases[] = {
         {"AddPolicy(5, 1)", [] { return CONNLMT_ipc_AddPolicy(5, 1); },
          "00 00 00 1a 00 00 00 10 00 00 00 01 00 05 00 00"},
-        {"DelPolicy(300, 0)", [] { return CONNLMT_ipc_DelPolicy(300, 0); },
-         "00 00 00 1b 00 00 00 10 00 00 00 00 01 2c 00 00"},
         {"SetDebug(1, 2, 3, 4)", [] { return CONNLMT_ipc_SetDebug(1, 2, 3, 4); },
          header(25, 16) + " " + fake::hex(cat({be32(1), be16(2), be16(0), be32(3), be32(4)}))},
         {"AddRule", [&] { return CONNLMT_ipc_AddRule(&rule); },
@@ -111,8 +109,6 @@ TEST_F(ConnlmtIpc, SingleValueQueries) {
     const Case cases[] = {
         {"GetApplyPolicy(12, 0)", 33, u16([](uint16_t *v) { return CONNLMT_ipc_GetApplyPolicy(12, 0, v); }),
          "00 00 00 00 00 00 00 0c 00 00 00 00", be16(7), 2, 7},
-        {"IsPolicyExist(9, 1)", 34, u16([](uint16_t *v) { return CONNLMT_ipc_IsPolicyExist(9, 1, v); }),
-         "00 00 00 01 00 09 00 00", be16(1), 2, 1},
         // Only bytes 4-5 of the 8-byte reply are the next identifier.
         {"GetNextPolicyID(10, 0)", 37, u16([](uint16_t *v) { return CONNLMT_ipc_GetNextPolicyID(10, 0, v); }),
          "00 00 00 00 00 0a 00 00", Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x0B, 0xFF, 0xFF}, 8, 11},
@@ -198,21 +194,14 @@ protected:
     std::unique_ptr<CONNLMT_POLICYINFO_S> info;
 };
 
-TEST_F(ConnlmtPolicyReply, GetPolicyAndNextUnpackHeadAndRules) {
-    using Fn = uint32_t (*)(uint16_t, uint32_t, CONNLMT_POLICY_S *);
-    const std::pair<uint32_t, Fn> commands[] = {{35, CONNLMT_ipc_GetPolicy}, {36, CONNLMT_ipc_GetNextPolicy}};
-    for (const auto &[type, fn] : commands) {
-        SCOPED_TRACE(type);
-        fake::reset();
-        std::memset(policy.get(), 0xAA, sizeof *policy);
-        reply(type, cat({head(4, 2), two_rules()}));
-        EXPECT_EQ(fn(4, 0, policy.get()), 0u);
-        EXPECT_EQ(sent(), header(type, 8) + " 00 00 00 00 00 04 00 00");
-        EXPECT_EQ(reply_max(), 16u + 257u * 96u);
-        expect_head(*policy, 4, 2);
-        expect_two_rules(policy->astRule);
-        EXPECT_EQ(fake::hex(&policy->astRule[2], 96), fake::hex(Bytes(96, 0xAA)));
-    }
+TEST_F(ConnlmtPolicyReply, GetPolicyUnpacksHeadAndRules) {
+    reply(35, cat({head(4, 2), two_rules()}));
+    EXPECT_EQ(CONNLMT_ipc_GetPolicy(4, 0, policy.get()), 0u);
+    EXPECT_EQ(sent(), header(35, 8) + " 00 00 00 00 00 04 00 00");
+    EXPECT_EQ(reply_max(), 16u + 257u * 96u);
+    expect_head(*policy, 4, 2);
+    expect_two_rules(policy->astRule);
+    EXPECT_EQ(fake::hex(&policy->astRule[2], 96), fake::hex(Bytes(96, 0xAA)));
 }
 
 TEST_F(ConnlmtPolicyReply, NoSuchPolicyAndCountsBeyondTheRecordFail) {
@@ -255,14 +244,6 @@ TEST_F(ConnlmtPolicyReply, GetPolicyInfoUsesTheCallersMaximum) {
     EXPECT_EQ(info->uiRuleNum, 3u);
     EXPECT_EQ(fake::hex(info->astRule, 2 * 96), fake::hex(two_rules()));
 
-    // The next policy's information: the same unpacking behind the blob.
-    fake::reset();
-    reply(43, cat({head(9, 2), blob, two_rules()}));
-    EXPECT_EQ(CONNLMT_ipc_GetNextPolicyInfo(8, 0, info.get()), 0u);
-    EXPECT_EQ(reply_max(), 144u + 257u * 96u);
-    expect_head(*info, 9, 2);
-    expect_two_rules(info->astRule);
-
     // A maximum smaller than the head: nothing beyond it is written.
     fake::reset();
     std::memset(info.get(), 0xAA, sizeof *info);
@@ -296,15 +277,6 @@ TEST_F(ConnlmtIpc, ApplyListIsConvertedAndBounded) {
     reply(38, cat({be32(2049), be32(12)}));
     EXPECT_EQ(CONNLMT_ipc_GetPolicyApplyList(2, 1, list.get()), DPMGMT_ERR_FAILED);
     EXPECT_EQ(fake::hex(list->auiIfIndex, 4), "00 00 00 0c");
-}
-
-TEST_F(ConnlmtIpc, NullRecordsAreRefusedWithoutAnExchange) {
-    for (uint32_t rc : {CONNLMT_ipc_GetDebug(nullptr), CONNLMT_ipc_AddRule(nullptr),
-                        CONNLMT_ipc_GetRule(1, 1, 0, nullptr), CONNLMT_ipc_SetDes(nullptr),
-                        CONNLMT_ipc_GetPolicy(1, 0, nullptr), CONNLMT_ipc_GetPolicyInfo(1, 0, 144, nullptr),
-                        CONNLMT_ipc_GetPolicyApplyList(1, 0, nullptr), CONNLMT_ipc_GetPolicyTotalNumber(0, nullptr)})
-        EXPECT_EQ(rc, DPMGMT_ERR_FAILED);
-    EXPECT_EQ(fake::socket_log().opened, 0);
 }
 
 }  // namespace

@@ -202,16 +202,6 @@ TEST_F(ConnlmtStatDisplay, ListModeEndsOnTheFirstOtherResult) {
     EXPECT_EQ(fake::count("DUMP_Pull"), 2u);
 }
 
-// The record walk refuses a missing filter or function without a dump.
-TEST_F(ConnlmtStatDisplay, RecordWalkRefusals) {
-    const CONNLMT_STATNODE_FILTER_S none{};
-    EXPECT_EQ(dpmgmt_walk_limit_nodes(
-                  2, 7, nullptr, [](const CONNLMT_STATNODE_S *, void *) {}, nullptr),
-              DPMGMT_ERR_FAILED);
-    EXPECT_EQ(dpmgmt_walk_limit_nodes(2, 7, &none, nullptr, nullptr), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(fake::count("DUMP_Request"), 0u);
-}
-
 TEST_F(ConnlmtStatDisplay, Statistics) {
     fake::script_dump(kStatistics, {{0, cat({fake::be64(0x0102030405060708), fake::be64(9)})}});
     CONNLMT_STATISTICS_S st;
@@ -227,7 +217,6 @@ TEST_F(ConnlmtStatDisplay, Statistics) {
     // 12 bytes are not the record.
     fake::script_dump(kStatistics, {{DPMGMT_DUMP_CONTINUE, Bytes(12, 1)}});
     EXPECT_EQ(CONNLMT_Dump_GetStatistics(6, 0, &st), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(CONNLMT_Dump_GetStatistics(6, 0, nullptr), DPMGMT_ERR_FAILED);
 }
 
 }  // namespace

@@ -22,11 +22,9 @@ void reply(const Bytes &payload) {
 
 // Records are filled from host values.
 const SESSION_AGING_S kAging = {3, 600};
-const SESSION_FLOW_S kFlow = {1, 0x01020304};
 const SESSION_PERSIST_S kPersist = {{0x11, 0x2233, 0x44556677}};
 const SESSION_LOGPOLICY_REQ_S kLogPolicy = {0x0A, 0x0B, {0x0C, 0x0D}, 0x0E0F, {0x10, 0x11}};
 const SESSION_DEBUG_S kDebug = {1, 0x80000001u, 1, 0x0405, {0x06, 0x07}};
-const SESSION_TCPDEBUG_S kTcpDebug = {2, 0x10, 0x0304, {0x05, 0x06}};
 const uint32_t kTime = 0x00000E10;
 const uint16_t kNum = 0x0102;
 
@@ -50,45 +48,26 @@ TEST_F(SessionCommands, EverySetAndResetSendsItsPayloadAndReturnsTheResult) {
     const Case cases[] = {
         {"app aging", [] { return SESSION_IPC_SetAppAging(&kAging); },
          "00 00 00 00 00 00 00 10 00 00 00 03 00 00 02 58"},
-        {"l4 aging", [] { return SESSION_IPC_SetL4Aging(&kAging); }, "00 00 00 01 00 00 00 10 00 00 00 03 00 00 02 58"},
         {"log policy", [] { return SESSION_IPC_SetLogPolicy(&kLogPolicy); },
          "00 00 00 02 00 00 00 1c 00 00 00 0a 00 00 00 0b 00 00 00 0c 00 00 00 0d 0e 0f 10 11"},
-        {"log flow", [] { return SESSION_IPC_SetLogFlow(&kFlow); }, "00 00 00 04 00 00 00 10 00 00 00 01 01 02 03 04"},
         {"log time", [] { return SESSION_IPC_SetLogTime(&kTime); }, "00 00 00 05 00 00 00 0c 00 00 0e 10"},
         {"persist", [] { return SESSION_IPC_SetPersist(&kPersist); },
          "00 00 00 09 00 00 00 14 00 00 00 11 00 00 22 33 44 55 66 77"},
         {"debug", [] { return SESSION_IPC_SetDebug(&kDebug); },
          "00 00 00 0b 00 00 00 18 00 00 00 01 80 00 00 01 00 00 00 01 04 05 06 07"},
-        {"tcp debug", [] { return SESSION_IPC_SetTcpDebug(&kTcpDebug); },
-         "00 00 00 0c 00 00 00 14 00 00 00 02 00 00 00 10 03 04 05 06"},
         {"reset relation", [&] { return SESSION_IPC_ResetRelation(3, &selector); },
          "00 00 00 15 00 00 00 0c 00 03 41 00"},
-        {"reset statistics", [] { return SESSION_IPC_ResetStatistics(0x0102); }, "00 00 00 16 00 00 00 0a 01 02"},
-        {"sync switch", [] { return SESSION_IPC_SetSessionSyncSwitch(1); }, "00 00 00 2f 00 00 00 0a 00 01"},
         {"stat enable", [] { return SESSION_IPC_SetStatEnable(1); }, "00 00 00 31 00 00 00 0a 00 01"},
         {"sync app switch", [] { return SESSION_IPC_SetSessionSyncAppSwitch(1, 0x0203); },
          "00 00 00 32 00 00 00 0c 00 01 02 03"},
-        {"his top stat", [] { return SESSION_IPC_SetHisTopStatEnable(0x0100); }, "00 00 00 34 00 00 00 0a 01 00"},
-        {"maximum", [] { return SESSION_IPC_SetMaximum(2, 5000); }, "00 00 00 36 00 00 00 10 00 00 00 02 00 00 13 88"},
-        {"rate", [] { return SESSION_IPC_SetRate(0, 0x01020304); }, "00 00 00 37 00 00 00 10 00 00 00 00 01 02 03 04"},
-        {"reset mcfs statistics", [] { return SESSION_IPC_ResetMcfsStatistics(7); }, "00 00 00 3b 00 00 00 0a 00 07"},
         {"reset stat fail", [] { return SESSION_IPC_ResetStatFail(1, 0x02030405); },
          "00 00 00 3c 00 00 00 10 00 01 00 00 02 03 04 05"},
         {"reset event statistics", [] { return SESSION_IPC_ResetEventStatistics(1, 2); },
          "00 00 00 3d 00 00 00 10 00 00 00 01 00 02 00 00"},
-        {"traffic log time", [] { return SESSION_IPC_SetTrafficLogTime(&kTime); },
-         "00 00 00 3e 00 00 00 0c 00 00 0e 10"},
-        {"traffic log flow", [] { return SESSION_IPC_SetTrafficLogFlow(&kFlow); },
-         "00 00 00 40 00 00 00 10 00 00 00 01 01 02 03 04"},
-        {"traffic log begin", [] { return SESSION_IPC_SetTrafficLogBegin(3); }, "00 00 00 44 00 00 00 0a 00 03"},
         {"bill", [&] { return SESSION_IPC_TrafficLogEnableBill(&theBill); },
          "00 00 00 46 00 00 00 34 00 01 82 83 02 03 86 87 88 89 8a 8b 8c 8d 8e 8f 90 91 92 93 94 95 96 97 02 02 "
          "9a 9b 9c 9d 9e 9f a0 a1 a2 a3 a4 a5 a6 a7 a8 a9 aa ab"},
         {"num log", [] { return SESSION_IPC_SetNumLog(&kNum); }, "00 00 00 4b 00 00 00 0a 01 02"},
-        {"reset fdb statistics", [] { return SESSION_IPC_ResetFdbStatistics(0x0A0B, 0x0C); },
-         "00 00 00 57 00 00 00 10 0a 0b 00 00 00 00 00 0c"},
-        {"hot backup debug", [] { return HOTBACKUP_Ipc_SetDebug(0x01020304, 0x0506); },
-         "00 00 00 2d 00 00 00 10 01 02 03 04 05 06 00 00"},
         {"hot backup reset", [] { return HOTBACKUP_Ipc_ResetStatistics(0x0708); }, "00 00 00 2e 00 00 00 0a 07 08"},
     };
     const SESSION_TRAFFICLOG_BILL_S billBefore = theBill;
@@ -111,11 +90,6 @@ TEST_F(SessionCommands, EverySetAndResetSendsItsPayloadAndReturnsTheResult) {
 
 TEST_F(SessionCommands, NullRecordsSendNothing) {
     EXPECT_EQ(SESSION_IPC_SetAppAging(nullptr), 0x40010001u);
-    EXPECT_EQ(SESSION_IPC_SetLogTime(nullptr), 0x40010001u);
-    EXPECT_EQ(SESSION_IPC_ResetRelation(1, nullptr), 0x40010001u);
-    EXPECT_EQ(SESSION_ResetSession(1, nullptr), 0x40010001u);
-    EXPECT_EQ(SESSION_IPC_GetLogPolicy(nullptr), 0x40010001u);
-    EXPECT_EQ(SESSION_IPC_DisTopStatistics(0, 648, nullptr), 0x40010001u);
     EXPECT_EQ(fake::socket_log().opened, 0);
 }
 

@@ -103,12 +103,6 @@ inline std::string relation_head(const std::string &src, const std::string &dst,
            "\r\nApplication: " + app + "\r\n\r\n";
 }
 
-inline Bytes repeat(const Bytes &rec, size_t n) {
-    Bytes out;
-    for (size_t i = 0; i < n; ++i) out.insert(out.end(), rec.begin(), rec.end());
-    return out;
-}
-
 inline const Bytes kIpv6A = {0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
 inline const Bytes kIpv6B = {0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 2};
 

@@ -52,8 +52,6 @@ TEST_F(SessionTable, Ipv4TcpBriefAndVerbose) {
     uint32_t n = 0;
     EXPECT_EQ(show_sessions({session_rec({})}, 0, &n), kInitiatorV4 + "\r\n");
     EXPECT_EQ(n, 1u);
-    // Any value other than 1 is the brief form.
-    EXPECT_EQ(show_sessions({session_rec({})}, 2), kInitiatorV4 + "\r\n");
 
     Session s;
     s.resp.vrf = 3;
@@ -107,24 +105,6 @@ TEST_F(SessionTable, Ipv6GreAndDsLitePeer) {
     EXPECT_EQ(n, 3u);
     // Interface index 0 is never looked up.
     EXPECT_EQ(fake::count("IF_GetDataByIfIndex"), 1u);
-}
-
-TEST_F(SessionTable, VpnColumnUnknownNamesAndTtl) {
-    // Protocol 200 has no name ("-"), interface 77 none ("N/A").
-    const Session unknown{.init = {.protocol = 200, .vrf = 9}, .if0 = 77, .ttl = 0xFFFFFFFF, .app = 99};
-    const Session vlan{.init = {.flags = 2, .vrf = 100}, .ttl = 0xFFFFFFFE};
-    const std::string out = show_sessions({session_rec(unknown), session_rec(vlan)}, 1);
-    EXPECT_NE(out.find("  VPN instance/VLAN ID/VLL ID: Invalid(9)/-/-\r\n  Protocol: -(200)\r\n" + inbound("N/A")),
-              std::string::npos)
-        << out;
-    EXPECT_NE(out.find("Application: -\r\n" + kStart + "  TTL: -\r\n"), std::string::npos) << out;
-    EXPECT_NE(out.find("  VPN instance/VLAN ID/VLL ID: -/100/-\r\n"), std::string::npos) << out;
-    EXPECT_NE(out.find(kStart + "  TTL: 4294967294s\r\n"), std::string::npos) << out;
-    // The VLAN entry asks for no VPN name, VPN 0 neither; the application is
-    // looked up for every entry.
-    EXPECT_EQ(fake::count("L3VPN_GetNameByVrfIndex"), 1u);
-    EXPECT_EQ(fake::nth("L3VPN_GetNameByVrfIndex").args, (std::vector<uint64_t>{9, 32}));
-    EXPECT_EQ(fake::count("APR_GetAppNameByID"), 2u);
 }
 
 TEST_F(SessionTable, FastforwardVerbose) {
@@ -221,54 +201,6 @@ TEST_F(SessionTable, RelationWildcardsAndIpv6) {
     EXPECT_EQ(n, 3u);
     EXPECT_EQ(fake::nth("DUMP_Request").args, (std::vector<uint64_t>{6, 0x140002, 1}));
     EXPECT_EQ(fake::hex(fake::nth("DUMP_Request").bytes), "5a");
-}
-
-// ------------------------------------------------------------------- walk --
-
-const SESSION_DUMPKEY_S kDumpKey{};
-const SESSION_TABLEKEY_S kTableKey{};
-const SESSION_RELATION_KEY_S kRelationKey{};
-const uint8_t kRelationByte = 0;
-
-// Each display walks with its own record size and batch; the walk's rules
-// themselves are the shared walk's, and the record interface reads the
-// same per-table walks.
-TEST_F(SessionTable, EachDisplayPullsAgainOnlyAfterItsFullBatch) {
-    struct WalkCase {
-        const char *name;
-        uint32_t dumpType, recordSize, perBatch;
-        uint32_t (*display)();
-    };
-    const WalkCase cases[] = {
-        {"session", 0x140001, 172, 46, [] { return SESSION_DisplaySession(1, &kDumpKey, 1); }},
-        {"fastforward", 0x140006, 140, 57, [] { return SESSION_DisplayFastforwardSession(1, &kTableKey, 1); }},
-        {"mcfs", 0x140014, 172, 46, [] { return SESSION_DisplayMcfsTable(1, &kDumpKey, 0); }},
-        {"relation", 0x140002, 76, 105, [] { return SESSION_DisplayRelation(1, &kRelationByte); }},
-        {"kernel", 0x140024, 432, 18, [] { return SESSION_DisplaySessionKernel(1, &kDumpKey); }},
-        {"relation detail", 0x140025, 208, 38, [] { return SESSION_DisplayRelationInfo(1, &kRelationKey); }},
-    };
-    for (const WalkCase &c : cases) {
-        SCOPED_TRACE(c.name);
-        const Bytes zero(c.recordSize, 0);
-        // Full batch, one more record, and a third chunk that must not be
-        // pulled.
-        fake::reset();
-        SetUp();
-        fake::script_dump(c.dumpType, {fake::chunk(repeat(zero, c.perBatch)), fake::chunk(zero), fake::chunk(zero)});
-        uint32_t n = 0;
-        shown(c.display, &n);
-        EXPECT_EQ(n, c.perBatch + 1);
-        ASSERT_EQ(fake::count("DUMP_Pull"), 2u);
-        EXPECT_EQ(fake::nth("DUMP_Pull").args[1], c.recordSize * c.perBatch);
-        EXPECT_EQ(fake::open_dumps(), 0);
-    }
-    // A record walk refuses a missing key or function without a dump.
-    fake::reset();
-    EXPECT_EQ(dpmgmt_walk_sessions(
-                  4, nullptr, [](const SESSION_TABLEINFO_S *, void *) {}, nullptr),
-              0u);
-    EXPECT_EQ(dpmgmt_walk_mcfs(4, &kDumpKey, nullptr, nullptr), 0u);
-    EXPECT_EQ(fake::count("DUMP_Request"), 0u);
 }
 
 }  // namespace

@@ -147,11 +147,4 @@ TEST_F(History, TopStatisticsSkipUnopenedNodesWithoutAGap) {
     EXPECT_EQ(fake::open_dumps(), 0);
 }
 
-TEST_F(History, TopStatisticsOfNoNodeOpensNothing) {
-    uint32_t count = 99;
-    EXPECT_EQ(Session_GetTopStatTick(0, nullptr, &count, nullptr), 0u);
-    EXPECT_EQ(count, 0u);
-    EXPECT_TRUE(fake::calls().empty());
-}
-
 }  // namespace

@@ -60,7 +60,6 @@ TEST_F(StatQuery, KeyedQueriesSendTheKeyInNetworkOrder) {
         uint32_t (*query)(const uint32_t *, void *);
     };
     const Case cases[] = {{0x140016, 68, keyed<SESSION_STATFAIL_S, SESSION_GetStatFail>},
-                          {0x140022, 80, keyed<SESSION_FDBSTAT_S, SESSION_GetFDBStatistics>},
                           {0x140027, 16, keyed<SESSION_IFKERNEL_S, SESSION_GetIFKernelAll>}};
     for (const Case &c : cases) {
         SCOPED_TRACE(c.dumpType);
@@ -75,18 +74,7 @@ TEST_F(StatQuery, KeyedQueriesSendTheKeyInNetworkOrder) {
     }
 }
 
-TEST_F(StatQuery, McfsLeavesItsGapAndAlgFailCountsAll) {
-    Rec m(48);
-    m.be32(0, 1).be32(4, 2).be32(8, 3).raw(12, {0xDE, 0xAD, 0xBE, 0xEF}).be64(16, 4).be64(24, 5).be64(40, 7);
-    fake::script_dump(0x140015, {fake::chunk(m.b)});
-    SESSION_MCFSSTAT_S mc;
-    ASSERT_EQ(SESSION_GetMcfsStatistics(1, &mc), 0u);
-    EXPECT_EQ((std::vector<uint64_t>{mc.auiCount[2], mc.aulCount[0], mc.aulCount[3]}),
-              (std::vector<uint64_t>{3, 4, 7}));
-    EXPECT_EQ(fake::hex(mc.aucReserved, 4), "de ad be ef");
-    EXPECT_EQ(fake::hex(fake::nth("DUMP_Request").bytes), "00 00 00 00");
-
-    fake::reset();
+TEST_F(StatQuery, AlgFailCountsSendTheirTwoWordKey) {
     fake::script_dump(0x140029, {fake::chunk(words(209))});
     const uint32_t key[2] = {0x0A0B0C0D, 2};
     SESSION_ALGFAILCNT_S alg;
@@ -95,32 +83,6 @@ TEST_F(StatQuery, McfsLeavesItsGapAndAlgFailCountsAll) {
               (std::vector<uint32_t>{0x01000000u, 0x01000000u + 197, 0x01000000u + 208}));
     EXPECT_EQ(fake::hex(fake::nth("DUMP_Request").bytes), "0a 0b 0c 0d 00 00 00 02");
     EXPECT_EQ(fake::nth("DUMP_Pull").args[1], 836u);
-}
-
-TEST_F(StatQuery, GlobalKernelImageConvertsOnlyItsFields) {
-    Bytes img(928);
-    for (size_t i = 0; i < img.size(); ++i) img[i] = static_cast<uint8_t>(i * 7 + 1);
-    fake::script_dump(0x140023, {{0, img}});
-    SESSION_STATGLOBALKERNEL_S g;
-    ASSERT_EQ(SESSION_GetStatGlobalKernelAll(1, &g), 0u);
-    // Turned around: u32 at 4, 640 and 772, u64 at 792, u16 at 926; as
-    // delivered: 0-3, 8-11, 292-639 and 812-815.
-    struct Span {
-        size_t off, n;
-        bool turned;
-    };
-    const Span spans[] = {{4, 4, true},  {640, 4, true}, {772, 4, true},    {792, 8, true}, {926, 2, true},
-                          {0, 4, false}, {8, 4, false},  {292, 348, false}, {812, 4, false}};
-    for (const Span &sp : spans) {
-        Bytes want(img.begin() + sp.off, img.begin() + sp.off + sp.n);
-        if (sp.turned) std::reverse(want.begin(), want.end());
-        EXPECT_EQ(fake::hex(g.aucData + sp.off, sp.n), fake::hex(want)) << sp.off;
-    }
-
-    // A short image returns what the pull returned.
-    fake::reset();
-    fake::script_dump(0x140023, {{0, Bytes(927, 0)}});
-    EXPECT_EQ(SESSION_GetStatGlobalKernelAll(1, &g), 0u);  // the pull said 0
 }
 
 TEST_F(StatQuery, AlgCommandsReturnTheKernelsCode) {

@@ -79,11 +79,4 @@ TEST_F(SqaDscp, HelpLines) {
     EXPECT_EQ(fake::count("CLI_NewHelpInfo"), 0u);
 }
 
-TEST_F(SqaDscp, ProtocolNames) {
-    EXPECT_STREQ(sqa_GetAppProtoName(0), "sip");
-    EXPECT_STREQ(sqa_GetAppProtoName(1), "h323");
-    EXPECT_EQ(sqa_GetAppProtoName(2), nullptr);
-    EXPECT_EQ(sqa_GetAppProtoName(0xFFFFFFFF), nullptr);
-}
-
 }  // namespace

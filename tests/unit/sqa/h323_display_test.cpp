@@ -113,22 +113,4 @@ TEST_F(H323Display, AbsentAndUnknownValues) {
     EXPECT_EQ(fake::nth("APR_GetProtoNameByID").args[0], 99u);
 }
 
-// The record walk is the probe display's walk (its entry is the golden's
-// above): it counts the entries it hands over, prints nothing, and refuses
-// a missing function.
-TEST_F(H323Display, RecordWalkReadsTheProbeTable) {
-    fake::script_dump(kProbe, {fake::chunk(item(33, h323_verbose(H323Call{}))), {0, {}}});
-    uint32_t seen = 0;
-    fake::CaptureStdout capture;
-    EXPECT_EQ(dpmgmt_walk_h323_calls(
-                  2, "h323-call",
-                  [](const SQA_H323_CALLENTRY_VERBOSE_S *, void *ctx) { ++*static_cast<uint32_t *>(ctx); }, &seen),
-              1u);
-    EXPECT_EQ(capture.take(), "");
-    EXPECT_EQ(seen, 1u);
-    EXPECT_EQ(fake::nth("DUMP_Request").args, (std::vector<uint64_t>{2, kProbe, 84}));
-    EXPECT_EQ(dpmgmt_walk_h323_calls(2, nullptr, nullptr, nullptr), 0u);
-    EXPECT_EQ(fake::count("DUMP_Request"), 1u);
-}
-
 }  // namespace
