@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -64,6 +65,28 @@ std::string first_line(const std::string &text) {
     return s;
 }
 
+// A write to a program that stopped reading fails with EPIPE instead of
+// raising SIGPIPE, whatever the process does with that signal: the signal
+// is blocked for the write and a SIGPIPE it left pending is taken back.
+ssize_t write_unsignalled(int fd, const void *data, size_t len) {
+    sigset_t pipe, old, pending;
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    sigpending(&pending);
+    const bool wasPending = sigismember(&pending, SIGPIPE) == 1;
+    pthread_sigmask(SIG_BLOCK, &pipe, &old);
+    const ssize_t k = ::write(fd, data, len);
+    const int err = errno;
+    if (k < 0 && err == EPIPE && !wasPending) {
+        const timespec now{0, 0};
+        while (sigtimedwait(&pipe, nullptr, &now) < 0 && errno == EINTR) {
+        }
+    }
+    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+    errno = err;
+    return k;
+}
+
 // Feeds the input and drains both outputs until the child closes them or
 // the deadline passes; false on the deadline or too much output.
 bool exchange(Fd &in, Fd &out, Fd &err, const std::string &input, int deadlineMs, NftResult &r) {
@@ -91,7 +114,7 @@ bool exchange(Fd &in, Fd &out, Fd &err, const std::string &input, int deadlineMs
         for (nfds_t i = 0; ready > 0 && i < n; ++i) {
             if (p[i].revents == 0) continue;
             if (p[i].fd == in.fd) {
-                const ssize_t k = ::write(in.fd, input.data() + written, input.size() - written);
+                const ssize_t k = write_unsignalled(in.fd, input.data() + written, input.size() - written);
                 if (k > 0) written += static_cast<size_t>(k);
                 if (k < 0 && errno != EINTR && errno != EAGAIN) in.reset();  // it stopped reading
                 if (written == input.size()) in.reset();

@@ -2,8 +2,9 @@
 # SPDX-License-Identifier: Apache-2.0
 """dpservice --data-plane netfilter against a real connection-tracking table.
 
-Each case runs inside a private network namespace made for it (nfns.py),
-so the host's own table is never touched.  Usage: nf_test.py BUILD_DIR CASE.
+Each case runs inside a private network namespace made for it: nfns.main
+re-runs this script under `unshare -n -m` and refuses (skips) where that
+cannot be done, so the host's own table is never touched.  Usage: nf_test.py BUILD_DIR CASE.
 """
 import os
 import re

@@ -14,6 +14,7 @@
 #include <atomic>
 #include <memory>
 
+#include "private_netns.h"
 #include "netfilter/ct_entry.h"
 #include "netfilter/prefetch_cursor.h"
 #include "traffic_wire.h"

@@ -9,6 +9,7 @@
 #include <string>
 #include <unistd.h>
 
+#include "private_netns.h"
 #include "netfilter/limits.h"
 
 namespace {
