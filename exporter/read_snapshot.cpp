@@ -53,8 +53,7 @@ Policies policies_in_use() {
     return in;
 }
 
-void read_node(NodeSnapshot &n, const std::vector<uint16_t> &upNodes,
-               const Policies &policies, bool withRelations) {
+void read_node(NodeSnapshot &n, const std::vector<uint16_t> &upNodes, const Policies &policies, bool withRelations) {
     n.chassis = LIP_GetChassID(n.node) & 0xFFFF;
     n.slot = LIP_GetSlotID(n.node) & 0xFFFF;
     n.cpu = LIP_GetCpuID(n.node) & 0xFFFF;
@@ -70,7 +69,13 @@ void read_node(NodeSnapshot &n, const std::vector<uint16_t> &upNodes,
     n.history = unset;
     SESSION_HisCom_GetStatics(n.node, &n.history);
     n.historyOk = n.history.auiAverage[0] != UINT32_MAX;
-    n.agingOk = read_aging_queues(n.node, n.aging);
+    n.aging.clear();
+    n.agingOk = dpmgmt_walk_aging_queues(
+                    n.node,
+                    [](const dpmgmt_aging_core *c, void *cores) {
+                        static_cast<std::vector<dpmgmt_aging_core> *>(cores)->push_back(*c);
+                    },
+                    &n.aging) == DPMGMT_OK;
     n.backupRemaining = SESSION_GetHotBackRemainMsg(n.node);
     for (uint16_t peer : upNodes) {
         if (peer == n.node) continue;

@@ -11,17 +11,11 @@
 #include <vector>
 
 #include "dpmgmt/connlmt.h"
+#include "dpmgmt/records.h"
 #include "dpmgmt/session.h"
 #include "dpmgmt/sqa.h"
 
 namespace exporter {
-
-// The kernel's aging queue of one core, as its aging-queue dump reports it.
-struct AgingCore {
-    uint32_t unstable = 0;   // sessions waiting in the queue
-    uint32_t timerActive = 0;
-    uint32_t resetMsgs = 0;  // reset messages that reached the core
-};
 
 struct PeerBackup {
     uint16_t peer = 0;
@@ -79,7 +73,7 @@ struct NodeSnapshot {
     bool historyOk = false;
     SESSION_HISAVG_S history{};
     bool agingOk = false;
-    std::vector<AgingCore> aging;
+    std::vector<dpmgmt_aging_core> aging;  // per core, as dpmgmt_walk_aging_queues gives them
     uint32_t backupRemaining = 0;
     std::vector<PeerBackup> peers;
     std::vector<PolicyCounters> policies;
@@ -104,8 +98,6 @@ struct Snapshot {
 // kernel may have to walk its tables to make them.
 void read_snapshot(Snapshot &out, bool withRelations);
 
-// The aging queues of a node's cores; false when the dump cannot be opened.
-bool read_aging_queues(uint16_t node, std::vector<AgingCore> &cores);
 
 }  // namespace exporter
 

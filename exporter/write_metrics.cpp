@@ -134,7 +134,7 @@ void write_history_and_aging(const Snapshot &s, const std::vector<NodeLabels *> 
     per_node(s.nodes, nl, aging, [&](const NodeSnapshot &n, span<const Label> l) {
         for (size_t c = 0; c < n.aging.size(); ++c) {
             const Num core(c);
-            out.sample(l, {{"core", core.view()}}, uint64_t{n.aging[c].timerActive != 0});
+            out.sample(l, {{"core", core.view()}}, uint64_t{n.aging[c].timer_active != 0});
         }
     });
 }

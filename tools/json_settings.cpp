@@ -32,16 +32,12 @@ void aging_list(Document &doc, const char *k, const char *nameKey, const uint32_
 
 int run_aging(cli::Args &args) {
     if (!args.finish()) return cli::kRefused;
-    uint32_t app[SESSION_APP_COUNT] = {};
-    uint32_t l4[SESSION_L4_AGING_COUNT] = {};
-    uint32_t rc = SESSION_IPC_GetAllAppAging(app);
-    if (rc != 0) return cli::failed("reading the application aging times", rc);
-    rc = SESSION_IPC_GetAllL4Aging(l4);
-    if (rc != 0) return cli::failed("reading the state aging times", rc);
+    cli::AgingTimes t;
+    if (const int status = cli::read_aging_times(t); status != 0) return status;
     Document doc("session aging-time");
-    aging_list(doc, "applications", "application", app, SESSION_APP_COUNT, SESSION_GetAppName,
+    aging_list(doc, "applications", "application", t.app, SESSION_APP_COUNT, SESSION_GetAppName,
                [](uint32_t i, uint32_t v) { return SESSION_IsAppDefaultAgingTime(i, v) != 0; });
-    aging_list(doc, "states", "state", l4, SESSION_L4_AGING_COUNT, SESSION_GetL4AgingStatusName,
+    aging_list(doc, "states", "state", t.l4, SESSION_L4_AGING_COUNT, SESSION_GetL4AgingStatusName,
                [](uint32_t i, uint32_t v) { return SESSION_IsL4DefaultAgingTime(i, v) != 0; });
     return cli::kOk;
 }

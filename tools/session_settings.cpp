@@ -61,20 +61,16 @@ int run_state_aging(cli::Args &args) { return set_aging(args, false); }
 
 int run_display_aging(cli::Args &args) {
     if (!args.finish()) return 1;
-    uint32_t app[SESSION_APP_COUNT] = {};
-    uint32_t l4[SESSION_L4_AGING_COUNT] = {};
-    uint32_t rc = SESSION_IPC_GetAllAppAging(app);
-    if (rc != 0) return cli::failed("reading the application aging times", rc);
-    rc = SESSION_IPC_GetAllL4Aging(l4);
-    if (rc != 0) return cli::failed("reading the state aging times", rc);
+    cli::AgingTimes t;
+    if (const int status = cli::read_aging_times(t); status != 0) return status;
     std::printf("Application aging time (seconds):\r\n");
     for (uint32_t i = 0; i < SESSION_APP_COUNT; ++i)
-        std::printf("  %-16s %10u%s\r\n", SESSION_GetAppName(i), app[i],
-                    SESSION_IsAppDefaultAgingTime(i, app[i]) ? " (default)" : "");
+        std::printf("  %-16s %10u%s\r\n", SESSION_GetAppName(i), t.app[i],
+                    SESSION_IsAppDefaultAgingTime(i, t.app[i]) ? " (default)" : "");
     std::printf("\r\nState aging time (seconds):\r\n");
     for (uint32_t i = 0; i < SESSION_L4_AGING_COUNT; ++i)
-        std::printf("  %-16s %10u%s\r\n", SESSION_GetL4AgingStatusName(i), l4[i],
-                    SESSION_IsL4DefaultAgingTime(i, l4[i]) ? " (default)" : "");
+        std::printf("  %-16s %10u%s\r\n", SESSION_GetL4AgingStatusName(i), t.l4[i],
+                    SESSION_IsL4DefaultAgingTime(i, t.l4[i]) ? " (default)" : "");
     return 0;
 }
 

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "cli.h"
 #include "dpmgmt/session.h"
 #include "dpmgmt/sqa.h"
 
@@ -27,6 +28,21 @@ inline uint32_t read_session_settings(SessionSettings &s) {
     if (rc == 0) rc = SESSION_IPC_GetSessionSyncSwitch(&s.sync);
     if (rc == 0) rc = SESSION_IPC_GetHisTopStatEnable(&s.hisTop);
     return rc;
+}
+
+// Every application's and every state's aging time.
+struct AgingTimes {
+    uint32_t app[SESSION_APP_COUNT] = {};
+    uint32_t l4[SESSION_L4_AGING_COUNT] = {};
+};
+
+// 0, or the failure already reported (cli::failed) as its exit status.
+inline int read_aging_times(AgingTimes &t) {
+    if (const uint32_t rc = SESSION_IPC_GetAllAppAging(t.app); rc != 0)
+        return failed("reading the application aging times", rc);
+    if (const uint32_t rc = SESSION_IPC_GetAllL4Aging(t.l4); rc != 0)
+        return failed("reading the state aging times", rc);
+    return 0;
 }
 
 // The running call quality analysis settings of one protocol.
