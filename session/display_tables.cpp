@@ -2,6 +2,7 @@
 // The session, fast-forward, Mcfs and relation tables as the operator sees
 // them.  Each entry is converted to host order where it lies in the pull
 // buffer and printed at once.
+#include <ctime>
 #include <cstdio>
 
 #include "dpmgmt/session.h"
@@ -20,7 +21,7 @@ constexpr uint16_t kVerbose = 1;
 // form indents the TTL by one space where the session form uses two.
 void print_start_and_ttl(const SESSION_TABLEINFO_S &e, bool mcfs) {
     char when[kTimeTextSize];
-    start_time(when, e.uiStartTime, true);
+    start_time(when, e.uiStartTime);
     std::printf("Start time: %s", when);
     if (e.uiTTL == SESSION_TTL_NONE)
         std::puts(mcfs ? " TTL: -\r" : "  TTL: -\r");
@@ -121,7 +122,11 @@ void print_relation(const SESSION_RELATIONINFO_S &e) {
 
 extern "C" {
 
+// The verbose session and Mcfs displays re-read the time zone before their
+// start times: once per display, not per entry (glibc's tzset copies the
+// zone's name and looks at the zone file each time it is called).
 DPMGMT_API uint32_t SESSION_DisplaySession(uint16_t node, const SESSION_DUMPKEY_S *key, uint16_t verbose) {
+    if (verbose == kVerbose) tzset();
     return walk_session_table(node, *key, [&](const SESSION_TABLEINFO_S &e) { print_session(e, verbose == kVerbose); });
 }
 
@@ -131,6 +136,7 @@ DPMGMT_API uint32_t SESSION_DisplayFastforwardSession(uint16_t node, const SESSI
 }
 
 DPMGMT_API uint32_t SESSION_DisplayMcfsTable(uint16_t node, const SESSION_DUMPKEY_S *key, uint16_t verbose) {
+    if (verbose == kVerbose) tzset();
     uint32_t seen = 0;
     const uint32_t count = walk_mcfs_table(node, *key, [&](const SESSION_TABLEINFO_S &e) {
         if (verbose == kVerbose)

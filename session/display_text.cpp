@@ -86,9 +86,8 @@ void vpn_name(char (&out)[kVpnNameSize], uint16_t vrfIndex) {
     out[kVpnNameSize - 1] = '\0';
 }
 
-void start_time(char (&out)[kTimeTextSize], uint32_t seconds, bool withTzset) {
+void start_time(char (&out)[kTimeTextSize], uint32_t seconds) {
     out[0] = '\0';
-    if (withTzset) tzset();
     const time_t t = static_cast<time_t>(seconds);
     struct tm tmv;
     if (localtime_r(&t, &tmv) == nullptr) return;

@@ -61,8 +61,7 @@ void if_name(char (&out)[kIfNameSize], uint32_t ifIndex);
 // VPN instance name: "-" for index 0, "Invalid(<index>)" when unknown.
 void vpn_name(char (&out)[kVpnNameSize], uint16_t vrfIndex);
 // "YYYY-MM-DD hh:mm:ss" in local time; empty when it cannot be converted.
-// withTzset re-reads the time zone first, as the session entries do.
-void start_time(char (&out)[kTimeTextSize], uint32_t seconds, bool withTzset);
+void start_time(char (&out)[kTimeTextSize], uint32_t seconds);
 
 // The address lines of one direction of a session, fast-forward or Mcfs
 // entry (GRE and DS-Lite cases included).

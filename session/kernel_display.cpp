@@ -61,7 +61,7 @@ void print_kernel_direction(const SESSION_KERNELINFO_S &e, int d) {
 void print_kernel_state(const SESSION_KERNELINFO_S &e) {
     print_state_and_app(e, "    ");
     char when[kTimeTextSize];
-    start_time(when, e.uiStartTime, false);
+    start_time(when, e.uiStartTime);
     std::printf("Start time: %s", when);
     if (e.uiTTL == SESSION_TTL_NONE)
         std::puts("    TTL: -\r");
