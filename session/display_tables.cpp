@@ -2,8 +2,8 @@
 // The session, fast-forward, Mcfs and relation tables as the operator sees
 // them.  Each entry is converted to host order where it lies in the pull
 // buffer and printed at once.
-#include <ctime>
 #include <cstdio>
+#include <ctime>
 
 #include "dpmgmt/session.h"
 #include "platform/platform.h"
