@@ -86,26 +86,4 @@ TEST_F(KernelChannel, TableWalkRules) {
     EXPECT_EQ(fake::count("DUMP_Pull") + fake::count("DUMP_Terminate"), 0u);
 }
 
-TEST_F(KernelChannel, SingleRecordNeedsEveryByte) {
-    uint8_t rec[512];
-    fake::script_dump(0x140003, {{0, Bytes(511, 1)}});
-    auto r = dpmgmt::dump_single(2, 0x140003, "\0\0\0\0", 4, rec, sizeof rec);
-    EXPECT_TRUE(r.opened);
-    EXPECT_FALSE(r.complete);
-    EXPECT_EQ(fake::count("DUMP_Terminate"), 1u);
-
-    fake::reset();
-    fake::script_dump(0x140003, {{7, Bytes(512, 2)}});
-    r = dpmgmt::dump_single(2, 0x140003, "\0\0\0\0", 4, rec, sizeof rec);
-    EXPECT_TRUE(r.complete);
-    EXPECT_EQ(r.pullResult, 7u);
-    EXPECT_EQ(fake::nth("DUMP_Request").args, (std::vector<uint64_t>{2, 0x140003, 4}));
-
-    fake::reset();
-    fake::fail_dump(0x140003);
-    r = dpmgmt::dump_single(2, 0x140003, nullptr, 0, rec, sizeof rec);
-    EXPECT_FALSE(r.opened);
-    EXPECT_EQ(fake::count("DUMP_Terminate"), 0u);
-}
-
 }  // namespace
