@@ -25,8 +25,6 @@ const SESSION_AGING_S kAging = {3, 600};
 const SESSION_PERSIST_S kPersist = {{0x11, 0x2233, 0x44556677}};
 const SESSION_LOGPOLICY_REQ_S kLogPolicy = {0x0A, 0x0B, {0x0C, 0x0D}, 0x0E0F, {0x10, 0x11}};
 const SESSION_DEBUG_S kDebug = {1, 0x80000001u, 1, 0x0405, {0x06, 0x07}};
-const uint32_t kTime = 0x00000E10;
-const uint16_t kNum = 0x0102;
 
 SESSION_TRAFFICLOG_BILL_S bill() {
     SESSION_TRAFFICLOG_BILL_S b;
@@ -50,7 +48,6 @@ TEST_F(SessionCommands, EverySetAndResetSendsItsPayloadAndReturnsTheResult) {
          "00 00 00 00 00 00 00 10 00 00 00 03 00 00 02 58"},
         {"log policy", [] { return SESSION_IPC_SetLogPolicy(&kLogPolicy); },
          "00 00 00 02 00 00 00 1c 00 00 00 0a 00 00 00 0b 00 00 00 0c 00 00 00 0d 0e 0f 10 11"},
-        {"log time", [] { return SESSION_IPC_SetLogTime(&kTime); }, "00 00 00 05 00 00 00 0c 00 00 0e 10"},
         {"persist", [] { return SESSION_IPC_SetPersist(&kPersist); },
          "00 00 00 09 00 00 00 14 00 00 00 11 00 00 22 33 44 55 66 77"},
         {"debug", [] { return SESSION_IPC_SetDebug(&kDebug); },
@@ -67,8 +64,6 @@ TEST_F(SessionCommands, EverySetAndResetSendsItsPayloadAndReturnsTheResult) {
         {"bill", [&] { return SESSION_IPC_TrafficLogEnableBill(&theBill); },
          "00 00 00 46 00 00 00 34 00 01 82 83 02 03 86 87 88 89 8a 8b 8c 8d 8e 8f 90 91 92 93 94 95 96 97 02 02 "
          "9a 9b 9c 9d 9e 9f a0 a1 a2 a3 a4 a5 a6 a7 a8 a9 aa ab"},
-        {"num log", [] { return SESSION_IPC_SetNumLog(&kNum); }, "00 00 00 4b 00 00 00 0a 01 02"},
-        {"hot backup reset", [] { return HOTBACKUP_Ipc_ResetStatistics(0x0708); }, "00 00 00 2e 00 00 00 0a 07 08"},
     };
     const SESSION_TRAFFICLOG_BILL_S billBefore = theBill;
     for (const Case &c : cases) {

@@ -4,7 +4,6 @@
 #include <cstring>
 #include <string>
 
-#include "channels/wire.h"
 #include "dpmgmt/session.h"
 #include "unit/session/display_fixture.h"
 

@@ -73,15 +73,7 @@ TEST_F(HotBackupDisplay, RowsForPeersThatAreUp) {
     EXPECT_EQ(fake::open_dumps(), 0);
 }
 
-TEST_F(HotBackupDisplay, OnlyTheAddressedNodeShortRemainPullAndNoNodes) {
-    nodes({6});
-    fake::script_dump(0x140019, {fake::chunk({0, 9})});
-    EXPECT_EQ(show(6), std::string("Remain message       : 0\r\n") + kHeader);
-    EXPECT_EQ(fake::count("DUMP_Request"), 1u);
-    EXPECT_EQ(fake::nth("DUMP_Pull").args[1], 4u);
-
-    // No node list at all: nothing is printed.
-    fake::reset();
+TEST_F(HotBackupDisplay, NoNodeListPrintsNothing) {
     EXPECT_EQ(show(6), "");
     EXPECT_EQ(fake::count("DUMP_Request"), 0u);
 }
