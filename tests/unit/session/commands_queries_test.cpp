@@ -3,7 +3,6 @@
 // storage; the limit and rate wrappers' dealings with the service manager.
 #include <algorithm>
 #include <cstring>
-#include <string>
 #include <vector>
 
 #include "dpmgmt/session.h"
@@ -100,13 +99,11 @@ protected:
     }
 };
 
-TEST_F(LimitsAndRates, SelectorOneDoesNothing) {
-    EXPECT_EQ(SESSION_SetMaximum(1, 5000), 0u);
+TEST_F(LimitsAndRates, SettingStartsTheServiceOnTheMasterFirst) {
+    EXPECT_EQ(SESSION_SetMaximum(1, 5000), 0u);  // selector 1: nothing at all
     EXPECT_EQ(SESSION_SetRate(1, 5000), 0u);
     EXPECT_EQ(fake::calls().size(), 0u);
-}
 
-TEST_F(LimitsAndRates, SettingStartsTheServiceOnTheMasterFirst) {
     reply(fake::be32(0));
     EXPECT_EQ(SESSION_SetMaximum(2, 5000), 0u);
     EXPECT_EQ(fake::nth("SERVICE_Start").args, (std::vector<uint64_t>{9, 0, 0}));

@@ -3,7 +3,6 @@
 // key sent, and the batch walk.
 #include <string>
 
-#include "dpmgmt/records.h"
 #include "dpmgmt/session.h"
 #include "unit/session/display_fixture.h"
 
