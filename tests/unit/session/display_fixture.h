@@ -33,7 +33,6 @@ struct Rec {
         for (size_t i = 0; i < v.size(); ++i) b.at(off + i) = v[i];
         return *this;
     }
-    Rec &ip4(size_t off, uint8_t a, uint8_t b1, uint8_t c, uint8_t d) { return raw(off, {a, b1, c, d}); }
 };
 
 // One direction (48 bytes) at `base` of a record.

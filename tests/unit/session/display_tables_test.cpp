@@ -3,7 +3,6 @@
 // key sent, and the batch walk.
 #include <string>
 
-#include "dpmgmt/records.h"
 #include "dpmgmt/session.h"
 #include "unit/session/display_fixture.h"
 
@@ -33,9 +32,7 @@ Bytes session_rec(const Session &s) {
     return r.b;
 }
 
-std::string show_sessions(const std::vector<Bytes> &records, uint16_t verbose, uint32_t *count = nullptr) {
-    Bytes all;
-    for (const Bytes &r : records) all.insert(all.end(), r.begin(), r.end());
+std::string show_sessions(const Bytes &all, uint16_t verbose, uint32_t *count = nullptr) {
     fake::script_dump(0x140001, {fake::chunk(all)});
     const SESSION_DUMPKEY_S key{};
     return shown([&] { return SESSION_DisplaySession(4, &key, verbose); }, count);
@@ -50,12 +47,12 @@ using SessionTable = SessionDisplayTest;
 
 TEST_F(SessionTable, Ipv4TcpBriefAndVerbose) {
     uint32_t n = 0;
-    EXPECT_EQ(show_sessions({session_rec({})}, 0, &n), kInitiatorV4 + "\r\n");
+    EXPECT_EQ(show_sessions(session_rec({}), 0, &n), kInitiatorV4 + "\r\n");
     EXPECT_EQ(n, 1u);
 
     Session s;
     s.resp.vrf = 3;
-    EXPECT_EQ(show_sessions({session_rec(s)}, 1),
+    EXPECT_EQ(show_sessions(session_rec(s), 1),
               kInitiatorV4 + "Responder:\r\n" +
                   direction("10.0.0.1/80", "192.168.1.10/40000", "-", "vpn-a/-/-", "TCP(6)") + inbound("GE1/0/2") +
                   "State: TCP_ESTABLISHED\r\nApplication: HTTP\r\n" + kStart + "  TTL: 3600s\r\n" +
@@ -91,7 +88,7 @@ TEST_F(SessionTable, Ipv6GreAndDsLitePeer) {
     other.init.sport = 0x880A;
     other.peer0 = Bytes(16, 0);
     uint32_t n = 0;
-    EXPECT_EQ(show_sessions({session_rec(v6), session_rec(gre), session_rec(other)}, 0, &n),
+    EXPECT_EQ(show_sessions(fake::cat({session_rec(v6), session_rec(gre), session_rec(other)}), 0, &n),
               "Initiator:\r\n" + direction("2001:db8::1/0", "2001:db8::2/0", nullptr, "-/-/-", "IPV6-ICMP(58)") +
                   inbound("GigabitEthernet1/0/1") + "\r\n" +
                   "Initiator:\r\n"

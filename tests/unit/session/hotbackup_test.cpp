@@ -24,44 +24,30 @@ TEST_F(HotBackup, DebugSettingQuery) {
     EXPECT_EQ(fake::sent(), "00 00 00 2c 00 00 00 0c 00 00 00 00");
 }
 
-Bytes stat_record(uint64_t sent, uint64_t failed, uint64_t received) {
-    Bytes b(32, 0xEE);
-    std::memcpy(b.data(), &sent, 8);  // host order, as the kernel keeps it
-    std::memcpy(b.data() + 8, &failed, 8);
-    std::memcpy(b.data() + 16, &received, 8);
-    return b;
-}
-
-class HotBackupDisplay : public FakePlatformTest {
-protected:
-    void SetUp() override {
-        FakePlatformTest::SetUp();
-        fake::hooks().LIP_GetChassID = [](uint16_t n) -> uint32_t { return n; };
-        fake::hooks().LIP_GetSlotID = [](uint16_t n) -> uint32_t { return n * 10u; };
-        fake::hooks().IF_IsNodeUp = [](uint16_t n) -> uint32_t { return n == 3 ? 0 : 1; };
-    }
-    static void nodes(std::vector<uint16_t> list) {
-        fake::hooks().DEV_GetAllNodes = [list](uint32_t *count) {
-            *count = static_cast<uint32_t>(list.size());
-            auto *a = static_cast<uint16_t *>(std::malloc(list.size() * sizeof(uint16_t) + 1));
-            std::memcpy(a, list.data(), list.size() * sizeof(uint16_t));
-            return a;
-        };
-    }
-    static std::string show(uint16_t node) {
-        return shown([&] { HOTBACKUP_DisplayStatistics(node); });
-    }
-};
-
 const char *const kHeader = "                       Send successfully Send failed       Receive successfully\r\n";
 
-TEST_F(HotBackupDisplay, RowsForPeersThatAreUp) {
-    nodes({1, 2, 3, 4});
+TEST_F(HotBackup, DisplayRowsForPeersThatAreUp) {
+    // No node list at all: nothing is printed.
+    EXPECT_EQ(shown([] { HOTBACKUP_DisplayStatistics(1); }), "");
+    EXPECT_EQ(fake::count("DUMP_Request"), 0u);
+
+    fake::hooks().DEV_GetAllNodes = [](uint32_t *count) {
+        static const uint16_t kNodes[4] = {1, 2, 3, 4};
+        *count = 4;
+        return static_cast<uint16_t *>(std::memcpy(std::malloc(sizeof kNodes), kNodes, sizeof kNodes));
+    };
+    fake::hooks().LIP_GetChassID = [](uint16_t n) -> uint32_t { return n; };
+    fake::hooks().LIP_GetSlotID = [](uint16_t n) -> uint32_t { return n * 10u; };
+    fake::hooks().IF_IsNodeUp = [](uint16_t n) -> uint32_t { return n == 3 ? 0 : 1; };
+    const uint64_t counters[3] = {255, 0, 0x123456789abcdef0ull};
+    Bytes peer(32, 0xEE);
+    std::memcpy(peer.data(), counters, sizeof counters);  // host order, as the kernel keeps them
     fake::script_dump(0x140019, {fake::chunk(fake::be32(5))});
-    fake::script_dump(0x140009, {{0, stat_record(255, 0, 0x123456789abcdef0ull)}});
+    fake::script_dump(0x140009, {{0, peer}});
     fake::script_dump(0x140009, {{0, Bytes(16, 0)}});  // short: row left out
-    EXPECT_EQ(show(1), std::string("Remain message       : 5\r\n") + kHeader + " Chassis 2  slot 20  : " +
-                           col("ff", 17) + " " + col("0", 17) + " " + col("123456789abcdef0", 17) + "\r\n");
+    EXPECT_EQ(shown([] { HOTBACKUP_DisplayStatistics(1); }),
+              std::string("Remain message       : 5\r\n") + kHeader + " Chassis 2  slot 20  : " + col("ff", 17) + " " +
+                  col("0", 17) + " " + col("123456789abcdef0", 17) + "\r\n");
     // No request for the addressed node nor for node 3, which is down.
     ASSERT_EQ(fake::count("DUMP_Request"), 3u);
     EXPECT_EQ(fake::nth("DUMP_Request", 0).args, (std::vector<uint64_t>{1, 0x140019, 0}));
@@ -71,19 +57,6 @@ TEST_F(HotBackupDisplay, RowsForPeersThatAreUp) {
     EXPECT_EQ(fake::hex(fake::nth("DUMP_Request", 2).bytes), "04 00");
     EXPECT_EQ(fake::nth("DUMP_Pull", 1).args[1], 32u);
     EXPECT_EQ(fake::open_dumps(), 0);
-}
-
-TEST_F(HotBackupDisplay, OnlyTheAddressedNodeShortRemainPullAndNoNodes) {
-    nodes({6});
-    fake::script_dump(0x140019, {fake::chunk({0, 9})});
-    EXPECT_EQ(show(6), std::string("Remain message       : 0\r\n") + kHeader);
-    EXPECT_EQ(fake::count("DUMP_Request"), 1u);
-    EXPECT_EQ(fake::nth("DUMP_Pull").args[1], 4u);
-
-    // No node list at all: nothing is printed.
-    fake::reset();
-    EXPECT_EQ(show(6), "");
-    EXPECT_EQ(fake::count("DUMP_Request"), 0u);
 }
 
 }  // namespace

@@ -141,7 +141,7 @@ Rec relation_detail_rec(uint8_t family) {
     t.src = v4 ? Bytes{0, 0, 0, 0} : kIpv6A;
     t.dst = v4 ? Bytes{10, 0, 0, 1} : kIpv6B;
     put_tuple(r, 0, t);
-    r.be32(48, 10).be32(52, 0x01020304).ip4(60, 10, 0, 0, 2).be16(76, 2121).be16(78, 9).be16(80, 6);
+    r.be32(48, 10).be32(52, 0x01020304).raw(60, {10, 0, 0, 2}).be16(76, 2121).be16(78, 9).be16(80, 6);
     r.u8(82, 17).u8(83, 5);
     r.be64(104, 0x100).be64(112, 0x200).be32(120, 50).be32(124, 0x30).be32(128, 1).be32(132, 11);
     r.be32(136, 25).be32(140, 5).be32(144, 7).be32(148, 2).be32(152, 3);
@@ -159,30 +159,20 @@ TEST_F(KernelDetail, RelationDetailIpv4AndIpv6Endings) {
     std::memcpy(key.aucAddr1, &addr, 4);
     key.uiKeyValue1 = 0x11223344;
     uint32_t n = 0;
-    const std::string common =
-        "  Receive interface: GE1/0/2\r\n"
-        "  Tuple mask:        " +
-        col("7", 20) +
-        "    Tuple LockIndex: 4\r\n"
-        "  Local LockIndex:   " +
-        col("5", 20) +
-        "    uiRelationFlag:  0x30\r\n"
-        "  Expect ChildDir:   " +
-        col("1", 20) +
-        "    Class:           3\r\n"
-        "  BakupFlag:         " +
-        col("0x6", 20) +
-        "    AgingType:       2\r\n"
-        "  bCareParentFlag:   " +
-        col("1", 20) +
-        "    uiUpdateTime:    50\r\n"
-        "  pstParent:         " +
-        col("0x100", 20) +
-        "    pstSelfRelation: 0x200\r\n"
-        "  AttachData:\r\n"
-        "    AlgLoad interface: GigabitEthernet1/0/1\r\n"
-        "    Ext Destination IP/port: 10.0.0.2/2121\r\n"
-        "    Ext DS-Lite tunnel peer: 16909060\r\n";
+    const auto pair = [](const char *left, const char *value, const char *right) {
+        return std::string("  ") + left + col(value, 20) + "    " + right + "\r\n";
+    };
+    const std::string common = "  Receive interface: GE1/0/2\r\n" +
+                               pair("Tuple mask:        ", "7", "Tuple LockIndex: 4") +
+                               pair("Local LockIndex:   ", "5", "uiRelationFlag:  0x30") +
+                               pair("Expect ChildDir:   ", "1", "Class:           3") +
+                               pair("BakupFlag:         ", "0x6", "AgingType:       2") +
+                               pair("bCareParentFlag:   ", "1", "uiUpdateTime:    50") +
+                               pair("pstParent:         ", "0x100", "pstSelfRelation: 0x200") +
+                               "  AttachData:\r\n"
+                               "    AlgLoad interface: GigabitEthernet1/0/1\r\n"
+                               "    Ext Destination IP/port: 10.0.0.2/2121\r\n"
+                               "    Ext DS-Lite tunnel peer: 16909060\r\n";
     const std::string ext = "    Ext Protocol: UDP(17)\r\n    Ext ucArpPnpFlag: 0x5\r\n    Ext usQrmId: 6\r\n";
     EXPECT_EQ(shown([&] { return SESSION_DisplayRelationInfo(5, &key); }, &n),
               relation_head("-/-", "10.0.0.1/21", "-", "vpn-a/-/-", "TCP(6)", "25s", "HTTP") + common +

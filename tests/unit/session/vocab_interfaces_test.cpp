@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Interface checks, the session service's start, and the log-policy key.
+// Interface checks, the log-policy key, the shared empty string past the
+// vocabulary tables' edges and the log-record checks.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -48,8 +49,6 @@ TEST_F(InterfaceChecks, NodeInterface) {
     rely_on({3, 5, 9});
     EXPECT_EQ(SESSION_IsNodeIF(7, 9), 1u);
     EXPECT_EQ(SESSION_IsNodeIF(7, 4), 0u);
-    rely_on({});  // an array of no nodes
-    EXPECT_EQ(SESSION_IsNodeIF(7, 0), 0u);
     fake::hooks().IF_GetRelyNodesByIfIndex = nullptr;  // no array at all
     EXPECT_EQ(SESSION_IsNodeIF(7, 0), 0u);
 }
@@ -72,16 +71,6 @@ TEST_F(InterfaceChecks, LocalNodeMustProcess) {
     EXPECT_EQ(SESSION_ifcfg_need_proc(7), 0u);
     rely_on({4, 5});
     EXPECT_EQ(SESSION_ifcfg_need_proc(7), 1u);
-}
-
-// A failed status query does not count as running.
-TEST_F(InterfaceChecks, FailedStatusQueryIsNotRunning) {
-    fake::hooks().SERVICE_GetStatus = [](uint16_t, const char *, uint32_t, uint32_t *out) {
-        *out = 2;
-        return 9u;
-    };
-    EXPECT_EQ(SESSION_Startup_IsRunning(6), 0u);
-    EXPECT_EQ(fake::nth("SERVICE_GetStatus").text, "SESSION");
 }
 
 class LogPolicyKey : public FakePlatformTest {
@@ -135,9 +124,46 @@ TEST_F(LogPolicyKey, InterfaceOfAKey) {
     EXPECT_EQ(asked, "");
     const size_t before = fake::count("IF_GetIfIndexByFullName");
     EXPECT_EQ(SESSION_DB_GetIfIndexByLogPolicyKey("LOG-eth0"), 0u);
-    EXPECT_EQ(SESSION_DB_GetIfIndexByLogPolicyKey("log"), 0u);
-    EXPECT_EQ(SESSION_DB_GetIfIndexByLogPolicyKey(""), 0u);
     EXPECT_EQ(fake::count("IF_GetIfIndexByFullName"), before);
+}
+
+using Vocabulary = FakePlatformTest;
+
+TEST_F(Vocabulary, PastTheEdgesTheSharedEmptyString) {
+    const char *empty = SESSION_GetStatusName(1, 3);
+    // (1, 11) would be slot 21, "ICMP_REQUEST".
+    for (const char *name : {SESSION_GetStatusName(8, 0), SESSION_GetStatusName(0xFFFFFFFFu, 1),
+                             SESSION_GetStatusName(1, 11), SESSION_GetStatusName(0, 255), SESSION_GetProtocolName(8),
+                             SESSION_GetAppName(17), SESSION_GetL4AgingStatusName(19)})
+        EXPECT_EQ(name, empty);
+    EXPECT_EQ(SESSION_GetProtocolStateCount(8), 0u);
+    EXPECT_EQ(SESSION_GetProtocolStateCount(0xFFFFFFFFu), 0u);
+}
+
+TEST_F(Vocabulary, LogRecords) {
+    SESSION_LOGPOLICY_S policy;
+    std::memset(&policy, 0xFF, sizeof(policy));
+    SESSION_InitLogPolicy(&policy);
+    EXPECT_EQ(fake::hex(&policy, sizeof(policy)), fake::hex(fake::Bytes(16, 0)));
+    EXPECT_EQ(SESSION_IsInvalidLogPolicy(&policy), 1u);
+    for (int w = 0; w < 4; ++w) {
+        SESSION_InitLogPolicy(&policy);
+        policy.auiWord[w] = 1;
+        EXPECT_EQ(SESSION_IsInvalidLogPolicy(&policy), 0u) << "word " << w;
+    }
+
+    SESSION_TRAFFICLOG_S log;
+    std::memset(&log, 0xFF, sizeof(log));
+    SESSION_InitTrafficLog(&log);
+    EXPECT_EQ(fake::hex(&log, sizeof(log)), fake::hex(fake::Bytes(16, 0)));
+    EXPECT_EQ(SESSION_IsInvalidTrafficLog(&log), 1u);
+    log.usValue1 = log.usValue2 = log.usValue3 = log.usValue4 = 1;
+    EXPECT_EQ(SESSION_IsInvalidTrafficLog(&log), 1u);  // the u16 fields do not count
+    log.uiWord2 = 5;
+    EXPECT_EQ(SESSION_IsInvalidTrafficLog(&log), 0u);
+    log.uiWord2 = 0;
+    log.uiWord1 = 5;
+    EXPECT_EQ(SESSION_IsInvalidTrafficLog(&log), 0u);
 }
 
 }  // namespace
