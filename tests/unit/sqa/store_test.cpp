@@ -52,7 +52,10 @@ TEST_F(SqaStore, OpenLifecycle) {
 }
 
 TEST_F(SqaStore, FailedOpensLeaveTheHandle) {
-    fake::hooks().DBM_Open = [](const char *, const char *, uint32_t, uint64_t *) { return 1u; };
+    fake::hooks().DBM_Open = [](const char *, const char *, uint32_t, uint64_t *h) {
+        *h = 5;  // a failed open's handle is not taken
+        return 1u;
+    };
     EXPECT_EQ(SQA_DB_Init(), DPMGMT_ERR_FAILED);
     EXPECT_EQ(SQA_DB_OpenForRead("gSqa"), UINT64_MAX);
     EXPECT_EQ(g_hSqaGlobalCfgHandle, UINT64_MAX);
