@@ -178,6 +178,7 @@ protected:
     std::unique_ptr<CONNLMT_POLICYINFO_S> info;
 };
 
+// Counts beyond the record are the fuzz target's to refuse.
 TEST_F(ConnlmtPolicyReply, GetPolicyUnpacksHeadAndRules) {
     reply(35, cat({head(4, 2), two_rules()}));
     EXPECT_EQ(CONNLMT_ipc_GetPolicy(4, 0, policy.get()), 0u);
@@ -186,10 +187,8 @@ TEST_F(ConnlmtPolicyReply, GetPolicyUnpacksHeadAndRules) {
     expect_head(*policy, 4, 2);
     expect_two_rules(policy->astRule);
     EXPECT_EQ(fake::hex(&policy->astRule[2], 96), fake::hex(Bytes(96, 0xAA)));
-}
 
-// Counts beyond the record are the fuzz target's to refuse.
-TEST_F(ConnlmtPolicyReply, NoSuchPolicyFailsWithTheRecordAsReceived) {
+    // No such policy: failure, the record as received.
     const Bytes payload = cat({head(0xFFFF, 2), two_rules()});
     reply(36, payload);
     EXPECT_EQ(CONNLMT_ipc_GetNextPolicy(32, 1, policy.get()), DPMGMT_ERR_FAILED);

@@ -177,7 +177,7 @@ TEST_F(ConnlmtStatDisplay, FourHeadings) {
     }
 }
 
-TEST_F(ConnlmtStatDisplay, CountModeAddsEveryPull) {
+TEST_F(ConnlmtStatDisplay, PullsUntilAnotherResult) {
     const Bytes hundred(100 * 80, 0);
     fake::script_dump(
         kStatNodes,
@@ -185,10 +185,10 @@ TEST_F(ConnlmtStatDisplay, CountModeAddsEveryPull) {
     EXPECT_EQ(display(1), 0x40010003u);
     EXPECT_EQ(out, "Slot 2 :\r\n       Current limit statistic nodes count is 250.\r\n");
     EXPECT_EQ(fake::count("DUMP_Pull"), 4u);
-}
 
-TEST_F(ConnlmtStatDisplay, ListModeEndsOnTheFirstOtherResult) {
-    // A chunk of fewer than 80 bytes shows nothing but counts as received.
+    // Listing: a chunk of fewer than 80 bytes shows nothing but counts as
+    // received (no resource string).
+    SetUp();
     fake::script_dump(kStatNodes, {fake::chunk(Bytes(79, 0)), {0x1234, Node().wire()}, fake::chunk(Node().wire())});
     EXPECT_EQ(display(0), 0x1234u);
     EXPECT_EQ(out, "Slot 2 :\r\n");

@@ -102,21 +102,20 @@ TEST_F(H323Display, BriefTable) {
     EXPECT_EQ(fake::open_dumps(), 0);
 }
 
-TEST_F(H323Display, ProbeBlock) {
+TEST_F(H323Display, ProbeAndVerboseBlocks) {
     const std::string contexts = ctx_line("CallerDrvContext", 0xA0, 1) + ctx_line("CalleeDrvContext", 0xB0, 1);
     EXPECT_EQ(show(kProbe, H323Call{}),
               probe_block("alice", "5000", endpoints() + "  Sampling rate: 8000\n") + tail() + contexts + "\n");
     EXPECT_EQ(fake::nth("DUMP_Request").args, (std::vector<uint64_t>{2, kProbe, 84}));
-}
 
-TEST_F(H323Display, VerboseBlockLeavesOutTheProbeLines) {
+    // The verbose block leaves out the probe lines.
     EXPECT_EQ(show(kVerbose, H323Call{}), "Call ID: h323-call\n" + endpoints() + "  Session ID: 42\n" + tail() + "\n");
-    EXPECT_EQ(fake::nth("DUMP_Request").args, (std::vector<uint64_t>{2, kVerbose, 84}));
+    EXPECT_EQ(fake::nth("DUMP_Request", 1).args, (std::vector<uint64_t>{2, kVerbose, 84}));
     // The key holds at most 64 characters; no key is 84 cleared bytes.
     show(kVerbose, H323Call{}, std::string(70, 'k').c_str());
-    EXPECT_EQ(fake::nth("DUMP_Request", 1).bytes, text(std::string(64, 'k'), 84));
+    EXPECT_EQ(fake::nth("DUMP_Request", 2).bytes, text(std::string(64, 'k'), 84));
     show(kProbe, H323Call{}, nullptr);
-    EXPECT_EQ(fake::nth("DUMP_Request", 2).bytes, Bytes(84, 0));
+    EXPECT_EQ(fake::nth("DUMP_Request", 3).bytes, Bytes(84, 0));
 }
 
 // Absent values show dashes (the VLAN and MOS rules are the SIP display's

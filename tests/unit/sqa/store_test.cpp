@@ -69,7 +69,7 @@ TEST_F(SqaStore, UnchangedValuesWriteNothing) {
     EXPECT_EQ(fake::count("DBM_SetBinary"), 0u);
 }
 
-TEST_F(SqaStore, SipRecordBytes) {
+TEST_F(SqaStore, SettingsRecordBytes) {
     const uint64_t h = init();
     EXPECT_EQ(SQA_DB_SetSipEnable(1), 0u);
     const fake::Call &w = fake::last("DBM_SetBinary");
@@ -85,15 +85,11 @@ TEST_F(SqaStore, SipRecordBytes) {
     EXPECT_EQ(SQA_DB_SetSipFilterIp(&f), 0u);
     EXPECT_EQ(fake::hex(fake::last("DBM_SetBinary").bytes),
               "13 c4 00 00 c0 a8 01 00 0a 00 00 01 00 18 cd ab 00 01 00 00");
-}
 
-TEST_F(SqaStore, H323RecordBytes) {
-    const uint64_t h = init();
     EXPECT_EQ(SQA_DB_SetH225Port(5000), 0u);
-    const fake::Call &w = fake::last("DBM_SetBinary");
-    EXPECT_EQ(w.text, "SQA-H323");
-    EXPECT_EQ(w.args, (std::vector<uint64_t>{h, 9, 0, 16, 1}));
-    EXPECT_EQ(fake::hex(w.bytes), "00 00 13 88 00 00 00 00 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(fake::last("DBM_SetBinary").text, "SQA-H323");
+    EXPECT_EQ(fake::last("DBM_SetBinary").args, (std::vector<uint64_t>{h, 9, 0, 16, 1}));
+    EXPECT_EQ(fake::hex(fake::last("DBM_SetBinary").bytes), "00 00 13 88 00 00 00 00 00 00 00 00 00 00 00 00");
     EXPECT_EQ(SQA_DB_SetH323Enable(1), 0u);
     EXPECT_EQ(fake::hex(fake::last("DBM_SetBinary").bytes), "00 01 06 b8 00 00 00 00 00 00 00 00 00 00 00 00");
 }
