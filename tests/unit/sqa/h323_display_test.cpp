@@ -57,30 +57,21 @@ protected:
         return out.take();
     }
     static std::string endpoints(const std::string &protocol = "UDP(17)") {
-        return "  Caller information:\n"
-               "    IP: " +
-               pad("10.1.1.1", 19) + "Port: " + pad("1720", 9) +
-               "MAC: 0a1b-2c3d-4e5f\n"
-               "  Callee information:\n"
-               "    IP: " +
-               pad("192.168.0.9", 19) + "Port: " + pad("1721", 9) +
-               "MAC: aabb-ccdd-eeff\n"
-               "  GUID: guid-xyz\n"
-               "  Protocol: " +
-               protocol + "\n";
+        const std::string both =
+            "  Caller information:\n"
+            "    IP: 10.1.1.1           Port: 1720     MAC: 0a1b-2c3d-4e5f\n"
+            "  Callee information:\n"
+            "    IP: 192.168.0.9        Port: 1721     MAC: aabb-ccdd-eeff\n"
+            "  GUID: guid-xyz\n";
+        return both + "  Protocol: " + protocol + "\n";
     }
     static std::string tail(const std::string &type = "Video", const std::string &vlan = "100",
                             const std::string &fwd = "4.12", const std::string &rev = "3.50") {
+        const std::string flows =
+            "  Forward flow (octets): 800               Forward flow (packets): 5\n"
+            "  Reverse flow (octets): 960               Reverse flow (packets): 6\n";
         return "  Type: " + pad(type, 15) + "Vlan: " + pad(vlan, 13) +
-               "StartTime: 2023-12-31 23:59:58\n"
-               "  MOS(F): " +
-               pad(fwd, 13) + "MOS(R): " + rev +
-               "\n"
-               "  Forward flow (octets): " +
-               pad("800", 18) +
-               "Forward flow (packets): 5\n"
-               "  Reverse flow (octets): " +
-               pad("960", 18) + "Reverse flow (packets): 6\n";
+               "StartTime: 2023-12-31 23:59:58\n  MOS(F): " + pad(fwd, 13) + "MOS(R): " + rev + "\n" + flows;
     }
     static std::string probe_block(const std::string &alias, const std::string &vxlan, const std::string &between) {
         return "Call ID: h323-call\n  H.245 information:\n    Source alias address: " + alias +

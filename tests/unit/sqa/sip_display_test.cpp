@@ -59,28 +59,20 @@ protected:
     }
     // The verbose block of the default call, without driver contexts.
     static std::string block(const std::string &type, const std::string &revMos) {
-        return "Call ID: call-1@example\n"
-               "  Caller information:\n"
-               "    IP: " +
-               pad("10.1.1.1", 19) + "Port: " + pad("5060", 9) +
-               "MAC: 0a1b-2c3d-4e5f\n"
-               "    Tag: tagA\n"
-               "  Callee information:\n"
-               "    IP: " +
-               pad("10.1.1.2", 19) + "Port: " + pad("5062", 9) +
-               "MAC: 0011-2233-4455\n"
-               "    Tag: tagB\n"
-               "  Type: " +
-               type + "     Vlan: " + pad("1", 18) +
-               "StartTime: 2024-03-05 07:08:09\n"
-               "  MOS(F): 4.12    MOS(R): " +
-               revMos +
-               "\n"
-               "  Forward flow (octets): " +
-               pad("16000", 18) +
-               "Forward flow (packets): 100\n"
-               "  Reverse flow (octets): " +
-               pad("14400", 18) + "Reverse flow (packets): 90\n";
+        const std::string head =
+            "Call ID: call-1@example\n"
+            "  Caller information:\n"
+            "    IP: 10.1.1.1           Port: 5060     MAC: 0a1b-2c3d-4e5f\n"
+            "    Tag: tagA\n"
+            "  Callee information:\n"
+            "    IP: 10.1.1.2           Port: 5062     MAC: 0011-2233-4455\n"
+            "    Tag: tagB\n"
+            "  Type: ";
+        const std::string flows =
+            "  Forward flow (octets): 16000             Forward flow (packets): 100\n"
+            "  Reverse flow (octets): 14400             Reverse flow (packets): 90\n";
+        const std::string vlan = "     Vlan: 1                 StartTime: 2024-03-05 07:08:09\n";
+        return head + type + vlan + "  MOS(F): 4.12    MOS(R): " + revMos + "\n" + flows;
     }
 };
 
