@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // H.323 call displays: the brief table, the verbose and probe blocks.
 #include "call_builders.h"
-#include "dpmgmt/records.h"
 #include "sqa_fixture.h"
 
 using fake::Bytes;

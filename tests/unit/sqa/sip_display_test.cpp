@@ -2,7 +2,6 @@
 // SIP call displays: golden output of the brief table and the verbose
 // blocks, and how chunks and items end the one walk of every call table.
 #include "call_builders.h"
-#include "dpmgmt/records.h"
 #include "sqa_fixture.h"
 
 using fake::Bytes;
@@ -149,21 +148,6 @@ TEST_F(SipDisplay, VerboseBlock) {
     // Only 1 shows the driver contexts; any media type but 1 is video.
     fake::script_dump(kVerbose, {fake::chunk(item(28, sip_verbose({.media = 0, .revMos = 5}))), {0, {}}});
     EXPECT_EQ(verbose(2), block("Video", "0.05") + "\n");
-}
-
-// The record walk is the verbose display's: it hands over every entry,
-// prints nothing, and answers the number of entries.
-TEST_F(SipDisplay, RecordWalkCountsTheEntries) {
-    fake::script_dump(kVerbose,
-                      {fake::chunk(fake::cat({item(28, sip_verbose({})), item(28, sip_verbose({}))})), {0, {}}});
-    uint32_t seen = 0;
-    const dpmgmt_sip_call_fn count = [](const SQA_SIP_CALLENTRY_VERBOSE_S *, void *ctx) {
-        ++*static_cast<uint32_t *>(ctx);
-    };
-    fake::CaptureStdout capture;
-    EXPECT_EQ(dpmgmt_walk_sip_calls(4, nullptr, count, &seen), 2u);
-    EXPECT_EQ(capture.take(), "");
-    EXPECT_EQ(seen, 2u);
 }
 
 }  // namespace
