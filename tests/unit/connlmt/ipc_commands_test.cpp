@@ -87,44 +87,28 @@ TEST_F(ConnlmtIpc, ResultCodeCommandsSendTheirPayloadAndReturnTheServiceCode) {
 }
 
 TEST_F(ConnlmtIpc, SingleValueQueries) {
-    // call stores the value read.
-    struct Case {
-        const char *what;
-        uint32_t type;
-        std::function<uint32_t(uint32_t *)> call;
-        std::string request;
-        Bytes reply;
-        uint64_t replyMax;
-        uint32_t value;
-    };
-    // A 16-bit out-value, preset to 0xAAAA, read into the case's word.
-    auto u16 = [](uint32_t (*fn)(uint16_t *)) {
-        return [fn](uint32_t *out) {
-            uint16_t v = 0xAAAA;
-            const uint32_t rc = fn(&v);
-            *out = v;
-            return rc;
-        };
-    };
-    const Case cases[] = {
-        {"GetApplyPolicy(12, 0)", 33, u16([](uint16_t *v) { return CONNLMT_ipc_GetApplyPolicy(12, 0, v); }),
-         "00 00 00 00 00 00 00 0c 00 00 00 00", be16(7), 2, 7},
-        // Only bytes 4-5 of the 8-byte reply are the next identifier.
-        {"GetNextPolicyID(10, 0)", 37, u16([](uint16_t *v) { return CONNLMT_ipc_GetNextPolicyID(10, 0, v); }),
-         "00 00 00 00 00 0a 00 00", Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x0B, 0xFF, 0xFF}, 8, 11},
-        {"GetPolicyTotalNumber(1)", 39, [](uint32_t *v) { return CONNLMT_ipc_GetPolicyTotalNumber(1, v); },
-         "00 00 00 01", be32(0x01020304), 4, 0x01020304},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.what);
-        fake::reset();
-        reply(c.type, c.reply);
-        uint32_t value = 0;
-        EXPECT_EQ(c.call(&value), 0u);
-        EXPECT_EQ(sent(), header(c.type, static_cast<uint32_t>(c.request.size() + 1) / 3) + " " + c.request);
-        EXPECT_EQ(reply_max(), c.replyMax);
-        EXPECT_EQ(value, c.value);
-    }
+    // Only bytes 4-5 of the 8-byte reply are the next identifier.
+    reply(37, Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x0B, 0xFF, 0xFF});
+    uint16_t id = 0xAAAA;
+    EXPECT_EQ(CONNLMT_ipc_GetNextPolicyID(10, 0, &id), 0u);
+    EXPECT_EQ(id, 11u);
+    EXPECT_EQ(sent(), header(37, 8) + " 00 00 00 00 00 0a 00 00");
+    EXPECT_EQ(reply_max(), 8u);
+
+    fake::reset();
+    reply(33, be16(7));
+    EXPECT_EQ(CONNLMT_ipc_GetApplyPolicy(12, 0, &id), 0u);
+    EXPECT_EQ(id, 7u);
+    EXPECT_EQ(sent(), header(33, 12) + " 00 00 00 00 00 00 00 0c 00 00 00 00");
+    EXPECT_EQ(reply_max(), 2u);
+
+    fake::reset();
+    reply(39, be32(0x01020304));
+    uint32_t total = 0;
+    EXPECT_EQ(CONNLMT_ipc_GetPolicyTotalNumber(1, &total), 0u);
+    EXPECT_EQ(total, 0x01020304u);
+    EXPECT_EQ(sent(), header(39, 4) + " 00 00 00 01");
+    EXPECT_EQ(reply_max(), 4u);
 }
 
 TEST_F(ConnlmtIpc, GetDebugSendsAnEmptyRequestAndConvertsFiveWords) {
@@ -194,6 +178,7 @@ protected:
     std::unique_ptr<CONNLMT_POLICYINFO_S> info;
 };
 
+// Counts beyond the record are the fuzz target's to refuse.
 TEST_F(ConnlmtPolicyReply, GetPolicyUnpacksHeadAndRules) {
     reply(35, cat({head(4, 2), two_rules()}));
     EXPECT_EQ(CONNLMT_ipc_GetPolicy(4, 0, policy.get()), 0u);
@@ -202,10 +187,8 @@ TEST_F(ConnlmtPolicyReply, GetPolicyUnpacksHeadAndRules) {
     expect_head(*policy, 4, 2);
     expect_two_rules(policy->astRule);
     EXPECT_EQ(fake::hex(&policy->astRule[2], 96), fake::hex(Bytes(96, 0xAA)));
-}
 
-TEST_F(ConnlmtPolicyReply, NoSuchPolicyAndCountsBeyondTheRecordFail) {
-    // No such policy: the record as received.
+    // No such policy: failure, the record as received.
     const Bytes payload = cat({head(0xFFFF, 2), two_rules()});
     reply(36, payload);
     EXPECT_EQ(CONNLMT_ipc_GetNextPolicy(32, 1, policy.get()), DPMGMT_ERR_FAILED);
@@ -214,14 +197,6 @@ TEST_F(ConnlmtPolicyReply, NoSuchPolicyAndCountsBeyondTheRecordFail) {
     reply(43, infoPayload);
     EXPECT_EQ(CONNLMT_ipc_GetNextPolicyInfo(1, 0, info.get()), DPMGMT_ERR_FAILED);
     EXPECT_EQ(fake::hex(info.get(), infoPayload.size()), fake::hex(infoPayload));
-
-    // 258 rules cannot be in the record: the head is converted, the rules
-    // that did arrive are not.
-    const Bytes rules = two_rules();
-    reply(35, cat({head(4, 258), rules}));
-    EXPECT_EQ(CONNLMT_ipc_GetPolicy(4, 0, policy.get()), DPMGMT_ERR_FAILED);
-    expect_head(*policy, 4, 258);
-    EXPECT_EQ(fake::hex(policy->astRule, rules.size()), fake::hex(rules));
 }
 
 TEST_F(ConnlmtPolicyReply, GetPolicyInfoUsesTheCallersMaximum) {
@@ -236,14 +211,6 @@ TEST_F(ConnlmtPolicyReply, GetPolicyInfoUsesTheCallersMaximum) {
     EXPECT_EQ(fake::hex(info->aucPolicyInfo, 128), fake::hex(blob));
     expect_two_rules(info->astRule);
 
-    // Three rules do not fit that maximum.
-    fake::reset();
-    std::memset(info.get(), 0xAA, sizeof *info);
-    reply(42, cat({head(4, 3), blob, two_rules()}));
-    EXPECT_EQ(CONNLMT_ipc_GetPolicyInfo(4, 1, max, info.get()), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(info->uiRuleNum, 3u);
-    EXPECT_EQ(fake::hex(info->astRule, 2 * 96), fake::hex(two_rules()));
-
     // A maximum smaller than the head: nothing beyond it is written.
     fake::reset();
     std::memset(info.get(), 0xAA, sizeof *info);
@@ -252,7 +219,7 @@ TEST_F(ConnlmtPolicyReply, GetPolicyInfoUsesTheCallersMaximum) {
     EXPECT_EQ(fake::hex(reinterpret_cast<uint8_t *>(info.get()) + 6, 10), fake::hex(Bytes(10, 0xAA)));
 }
 
-TEST_F(ConnlmtIpc, ApplyListIsConvertedAndBounded) {
+TEST_F(ConnlmtIpc, ApplyListIsConverted) {
     auto list = std::make_unique<CONNLMT_APPLYLIST_S>();
     std::memset(list.get(), 0xAA, sizeof *list);
     reply(38, cat({be32(3), be32(12), be32(0x01000000), be32(7)}));
@@ -270,13 +237,6 @@ TEST_F(ConnlmtIpc, ApplyListIsConvertedAndBounded) {
     reply(38, full);
     EXPECT_EQ(CONNLMT_ipc_GetPolicyApplyList(2, 1, list.get()), 0u);
     EXPECT_EQ(list->auiIfIndex[2047], 2048u);
-
-    // 2049 cannot be: the entries stay as received.
-    fake::reset();
-    std::memset(list.get(), 0xAA, sizeof *list);
-    reply(38, cat({be32(2049), be32(12)}));
-    EXPECT_EQ(CONNLMT_ipc_GetPolicyApplyList(2, 1, list.get()), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(fake::hex(list->auiIfIndex, 4), "00 00 00 0c");
 }
 
 }  // namespace

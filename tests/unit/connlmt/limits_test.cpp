@@ -11,8 +11,6 @@ namespace {
 class ConnlmtLimits : public FakePlatformTest {};
 
 TEST_F(ConnlmtLimits, IdentifierBounds) {
-    EXPECT_EQ(CONNLMT_Spec_GetMaxPolicyNum(), 33u);
-    EXPECT_EQ(CONNLMT_Spec_GetMaxRuleNum(), 257u);
     EXPECT_EQ(CONNLMT_Spec_IsEnable(), 1u);
     const std::pair<uint16_t, uint32_t> policies[] = {{0, 0}, {1, 1}, {32, 1}, {33, 0}, {65535, 0}};
     for (const auto &[id, valid] : policies) EXPECT_EQ(CONNLMT_Spec_IsValidPolicyID(id), valid) << id;
@@ -21,32 +19,24 @@ TEST_F(ConnlmtLimits, IdentifierBounds) {
 }
 
 TEST_F(ConnlmtLimits, RuleAclByNumberOrByName) {
-    std::string askedName;
-    uint32_t askedType = 0;
+    std::string asked;
     fake::hooks().ACL_GetIndexByName = [&](uint32_t type, const char *name) -> uint32_t {
-        askedType = type;
-        askedName = name;
+        asked = std::to_string(type) + " " + name;
         return 3999;
     };
-    CONNLMT_RULE_S r = {};
-    r.uiAclMode = 2;
-    r.uiAclNum = 3001;
-    std::strcpy(r.szAclName, "ignored");
+    CONNLMT_RULE_S r = {2, 3001, "ignored", 0, 0, 0, {}, 0};
     EXPECT_EQ(Connlmt_util_GetRuleAclNum(&r), 3001u);
-    EXPECT_EQ(fake::count("ACL_GetIndexByName"), 0u);
+    EXPECT_EQ(asked, "");
 
     r.uiAclMode = 1;
     r.uiAclType = 2;
     std::strcpy(r.szAclName, "web");
     EXPECT_EQ(Connlmt_util_GetRuleAclNum(&r), 3999u);
-    EXPECT_EQ(askedName, "web");
-    EXPECT_EQ(askedType, 2u);
-    EXPECT_EQ(fake::count("ACL_GetIndexByName"), 1u);
-
+    EXPECT_EQ(asked, "2 web");
     // A name filling the whole field reaches the lookup terminated.
     std::memset(r.szAclName, 'n', sizeof r.szAclName);
     EXPECT_EQ(Connlmt_util_GetAclNumByName(&r), 3999u);
-    EXPECT_EQ(askedName, std::string(64, 'n'));
+    EXPECT_EQ(asked, "2 " + std::string(64, 'n'));
 }
 
 // Interface 10 is global, 11 is served by nodes 3 and 4, 12 is local.
@@ -73,31 +63,27 @@ protected:
     }
 };
 
-TEST_F(ConnlmtFilters, ConfigurationFilter) {
-    EXPECT_EQ(CONNLMT_ifcfg_need_proc(10), 1u);
-    EXPECT_EQ(CONNLMT_ifcfg_need_proc(12), 1u);  // local: 1 in the low 16 bits
-    EXPECT_EQ(CONNLMT_ifcfg_need_proc(11), 0u);  // served elsewhere: not asked here
-    EXPECT_EQ(CONNLMT_ifcfg_need_proc(13), 0u);  // 0x10000 is not 1
+TEST_F(ConnlmtFilters, ConfigurationAndEventFilters) {
+    // Configuration: global, or local (1 in the low 16 bits; 0x10000 is not 1).
+    const std::pair<uint32_t, uint32_t> config[] = {{10, 1}, {12, 1}, {11, 0}, {13, 0}};
+    for (const auto &[ifIndex, need] : config) EXPECT_EQ(CONNLMT_ifcfg_need_proc(ifIndex), need) << ifIndex;
+    // Events: global, or served by the node; being local to this node does not count.
+    const uint32_t events[][3] = {{1, 10, 1}, {4, 11, 1}, {5, 11, 0}, {1, 12, 0}};
+    fake::calls().clear();
+    for (const auto &[node, ifIndex, need] : events)
+        EXPECT_EQ(CONNLMT_if_need_proc(static_cast<uint16_t>(node), ifIndex), need) << node << " " << ifIndex;
+    EXPECT_EQ(fake::count("IF_IsLocalIf"), 0u);
 
-    // A controller processes everything without asking about the interface.
+    // A controller handles everything without asking about the interface;
+    // only the low 16 bits of its answer count.
     fake::hooks().DEV_GetSelf = [] { return uint16_t{9}; };
-    fake::hooks().DEV_IsController = [](uint16_t node) -> uint32_t { return node == 9 ? 0x2 : 0; };
+    fake::hooks().DEV_IsController = [](uint16_t node) -> uint32_t {
+        return node == 9 ? 0x2 : (node == 7 ? 0x10000 : 0x10002);
+    };
     fake::calls().clear();
     EXPECT_EQ(CONNLMT_ifcfg_need_proc(13), 1u);
     EXPECT_EQ(fake::nth("DEV_IsController").args[0], 9u);
     EXPECT_EQ(fake::count("IF_GetDataByIfIndex") + fake::count("IF_IsLocalIf"), 0u);
-}
-
-TEST_F(ConnlmtFilters, EventFilter) {
-    EXPECT_EQ(CONNLMT_if_need_proc(1, 10), 1u);  // global
-    EXPECT_EQ(CONNLMT_if_need_proc(4, 11), 1u);  // served by node 4
-    EXPECT_EQ(CONNLMT_if_need_proc(5, 11), 0u);
-    EXPECT_EQ(CONNLMT_if_need_proc(1, 12), 0u);  // local to this node, but not served by node 1
-    EXPECT_EQ(fake::count("IF_IsLocalIf"), 0u);
-
-    // Only the low 16 bits of the controller answer count.
-    fake::hooks().DEV_IsController = [](uint16_t node) -> uint32_t { return node == 7 ? 0x10000 : 0x10002; };
-    fake::calls().clear();
     EXPECT_EQ(CONNLMT_if_need_proc(7, 13), 0u);
     EXPECT_EQ(CONNLMT_if_need_proc(8, 13), 1u);
 }

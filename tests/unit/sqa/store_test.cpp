@@ -15,9 +15,6 @@ protected:
         EXPECT_EQ(SQA_DB_Init(), 0u);
         return g_hSqaGlobalCfgHandle;
     }
-    static SQA_FILTER_S filter(uint32_t ip1, uint32_t ip2, uint16_t flag, uint16_t reserved) {
-        return {ip1, ip2, flag, reserved};
-    }
 };
 
 TEST_F(SqaStore, WritesBeforeInitFailWithoutTouchingTheDatabase) {
@@ -31,7 +28,6 @@ TEST_F(SqaStore, OpenLifecycle) {
     const fake::Call &open = fake::nth("DBM_Open");
     EXPECT_EQ(open.text, "gSqa/sqa");
     EXPECT_EQ(open.args, (std::vector<uint64_t>{7, 1}));
-    EXPECT_NE(h, UINT64_MAX);
 
     // A reader takes the open handle as it is.
     EXPECT_EQ(SQA_DB_OpenForRead("gSqa"), h);
@@ -44,15 +40,16 @@ TEST_F(SqaStore, OpenLifecycle) {
     EXPECT_EQ(fake::count("DBM_Close"), 1u);
 
     // Closed: the reader opens with mode 1 and keeps the handle.
-    EXPECT_EQ(SQA_DB_OpenForRead(nullptr), UINT64_MAX);
-    EXPECT_EQ(fake::count("DBM_Open"), 1u);
     const uint64_t r = SQA_DB_OpenForRead("gSqa");
     EXPECT_EQ(fake::last("DBM_Open").args[0], 1u);
     EXPECT_EQ(g_hSqaGlobalCfgHandle, r);
 }
 
 TEST_F(SqaStore, FailedOpensLeaveTheHandle) {
-    fake::hooks().DBM_Open = [](const char *, const char *, uint32_t, uint64_t *) { return 1u; };
+    fake::hooks().DBM_Open = [](const char *, const char *, uint32_t, uint64_t *h) {
+        *h = 5;  // a failed open's handle is not taken
+        return 1u;
+    };
     EXPECT_EQ(SQA_DB_Init(), DPMGMT_ERR_FAILED);
     EXPECT_EQ(SQA_DB_OpenForRead("gSqa"), UINT64_MAX);
     EXPECT_EQ(g_hSqaGlobalCfgHandle, UINT64_MAX);
@@ -63,15 +60,15 @@ TEST_F(SqaStore, FailedOpensLeaveTheHandle) {
 
 TEST_F(SqaStore, UnchangedValuesWriteNothing) {
     init();
-    g_stSqaSipDbValue.stFilter = filter(0x0001A8C0, 0x0100000A, 24, 0);
-    const SQA_FILTER_S onlyReserved = filter(0x0001A8C0, 0x0100000A, 24, 0x7777);
+    g_stSqaSipDbValue.stFilter = SQA_FILTER_S{0x0001A8C0, 0x0100000A, 24, 0};
+    const SQA_FILTER_S onlyReserved{0x0001A8C0, 0x0100000A, 24, 0x7777};
     for (uint32_t rc : {SQA_DB_SetSipPort(5060), SQA_DB_SetH225Port(1720), SQA_DB_SetSipEnable(0),
                         SQA_DB_SetH323Enable(0), SQA_DB_SetSipFilterIp(&onlyReserved)})
         EXPECT_EQ(rc, 0u);
     EXPECT_EQ(fake::count("DBM_SetBinary"), 0u);
 }
 
-TEST_F(SqaStore, SipRecordBytes) {
+TEST_F(SqaStore, SettingsRecordBytes) {
     const uint64_t h = init();
     EXPECT_EQ(SQA_DB_SetSipEnable(1), 0u);
     const fake::Call &w = fake::last("DBM_SetBinary");
@@ -83,29 +80,22 @@ TEST_F(SqaStore, SipRecordBytes) {
 
     // A filter replaces all 12 bytes; the address words go as given.
     g_stSqaSipDbValue.usEnable = 1;
-    const SQA_FILTER_S f = filter(0x0001A8C0, 0x0100000A, 24, 0xABCD);
+    const SQA_FILTER_S f{0x0001A8C0, 0x0100000A, 24, 0xABCD};
     EXPECT_EQ(SQA_DB_SetSipFilterIp(&f), 0u);
     EXPECT_EQ(fake::hex(fake::last("DBM_SetBinary").bytes),
               "13 c4 00 00 c0 a8 01 00 0a 00 00 01 00 18 cd ab 00 01 00 00");
-}
 
-TEST_F(SqaStore, H323RecordBytes) {
-    const uint64_t h = init();
     EXPECT_EQ(SQA_DB_SetH225Port(5000), 0u);
-    const fake::Call &w = fake::last("DBM_SetBinary");
-    EXPECT_EQ(w.text, "SQA-H323");
-    EXPECT_EQ(w.args, (std::vector<uint64_t>{h, 9, 0, 16, 1}));
-    EXPECT_EQ(fake::hex(w.bytes), "00 00 13 88 00 00 00 00 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(fake::last("DBM_SetBinary").text, "SQA-H323");
+    EXPECT_EQ(fake::last("DBM_SetBinary").args, (std::vector<uint64_t>{h, 9, 0, 16, 1}));
+    EXPECT_EQ(fake::hex(fake::last("DBM_SetBinary").bytes), "00 00 13 88 00 00 00 00 00 00 00 00 00 00 00 00");
     EXPECT_EQ(SQA_DB_SetH323Enable(1), 0u);
     EXPECT_EQ(fake::hex(fake::last("DBM_SetBinary").bytes), "00 01 06 b8 00 00 00 00 00 00 00 00 00 00 00 00");
-
-    fake::hooks().DBM_SetBinary = [](uint64_t, const std::string &, const Bytes &, uint32_t) { return -1; };
-    EXPECT_EQ(SQA_DB_SetH323Enable(1), DPMGMT_ERR_FAILED);
 }
 
 TEST_F(SqaStore, SqaViewCreatesOnceAndDeletes) {
     const uint64_t h = init();
-    SQA_H323_DBVALUE_S v{1, 1720, filter(0x04030201, 0x08070605, 3, 0)};
+    SQA_H323_DBVALUE_S v{1, 1720, {0x04030201, 0x08070605, 3, 0}};
     EXPECT_EQ(SQA_DB_SetSqaView(0, &v), 0u);  // nothing to delete
     EXPECT_EQ(fake::count("DBM_DeleteKey"), 0u);
 
@@ -147,10 +137,8 @@ TEST_F(SqaStore, ViewOperationsOpenForThemselves) {
 
 TEST_F(SqaStore, RemarkList) {
     const uint64_t h = init();
-    char key[128];
-    EXPECT_EQ(sqa_db_GetRemarkKey(sizeof key, key), 11u);
-    EXPECT_STREQ(key, "SQA-REMARK");
-    EXPECT_EQ(sqa_db_GetRemarkKey(4, key), 4u);  // cut: "SQA" and the NUL
+    char key[4];
+    EXPECT_EQ(sqa_db_GetRemarkKey(sizeof key, key), 4u);  // cut: "SQA" and the NUL
 
     const SQA_REMARK_S a{0x01020304, 5, 1, 46};
     const SQA_REMARK_S b{0x01020304, 6, 1, 10};
@@ -178,16 +166,10 @@ TEST_F(SqaStore, RemarkList) {
     EXPECT_EQ(fake::db_entry(h, "SQA-REMARK"), nullptr);
     EXPECT_EQ(fake::last("DBM_DeleteKey").text, "SQA-REMARK");
 
-    // Removing from no list leaves no list behind.
-    fake::calls().clear();
+    // Removing from no list fails and leaves no list behind.
     const SQA_REMARK_S r{1, 2, 0, 0};
-    EXPECT_EQ(SQA_DB_SetRemark(&r), DPMGMT_ERR_FAILED);  // nothing to remove
+    EXPECT_EQ(SQA_DB_SetRemark(&r), DPMGMT_ERR_FAILED);
     EXPECT_EQ(fake::db_entry(h, "SQA-REMARK"), nullptr);
-
-    fake::hooks().DBM_CreateSortList = [](uint64_t, const std::string &, uint32_t) { return 3; };
-    const SQA_REMARK_S add{1, 2, 1, 0};
-    EXPECT_EQ(SQA_DB_SetRemark(&add), DPMGMT_ERR_FAILED);
-    EXPECT_EQ(fake::count("DBM_InsertSortList"), 0u);
 }
 
 // Readers take their handle as an argument; the store is opened first.
@@ -203,24 +185,17 @@ protected:
 
 TEST_F(SqaStoreReaders, MissingKeysAndFailedReads) {
     SQA_SIP_DBVALUE_S sip;
-    std::memset(&sip, 0x5A, sizeof sip);
     EXPECT_EQ(SQA_DB_GetSipDBValue(h, &sip), -1);
     EXPECT_EQ(fake::last("DBM_IsKeyExist").args, (std::vector<uint64_t>{h, 8}));
     EXPECT_EQ(fake::count("DBM_GetBinary"), 0u);
-    EXPECT_EQ(fake::hex(&sip, sizeof sip), fake::hex(Bytes(20, 0x5A)));
 
-    // Existence is judged by the low 16 bits only.
+    // Existence is judged by the low 16 bits only; a failed read is the
+    // database's own code.
     fake::hooks().DBM_IsKeyExist = [](uint64_t, const std::string &) { return 0x10001; };
-    fake::hooks().DBM_GetBinary = [](uint64_t, const std::string &, uint32_t, void *) { return 0; };
-    SQA_H323_DBVALUE_S h323;
-    std::memset(&h323, 0x5A, sizeof h323);
-    EXPECT_EQ(SQA_DB_GetH323DBValue(h, &h323), 0);
-    EXPECT_EQ(fake::last("DBM_GetBinary").args, (std::vector<uint64_t>{h, 9, 0, 64}));
-    EXPECT_EQ(h323.usEnable, 0x5A5Au);
-    // A failed read is the database's own code, not a made-up one.
     fake::hooks().DBM_GetBinary = [](uint64_t, const std::string &, uint32_t, void *) { return -3; };
-    EXPECT_EQ(SQA_DB_GetSipDBValue(h, &sip), -3);
-    EXPECT_EQ(sip.usSipPort, 0x5A5Au);
+    SQA_H323_DBVALUE_S h323;
+    EXPECT_EQ(SQA_DB_GetH323DBValue(h, &h323), -3);
+    EXPECT_EQ(fake::last("DBM_GetBinary").args, (std::vector<uint64_t>{h, 9, 0, 64}));
 }
 
 TEST_F(SqaStoreReaders, ShortValuesPadLongValuesCut) {
@@ -237,10 +212,6 @@ TEST_F(SqaStoreReaders, ShortValuesPadLongValuesCut) {
     SQA_H323_DBVALUE_S h323;
     EXPECT_EQ(SQA_DB_GetH323DBValue(h, &h323), 36);
     EXPECT_EQ(fake::hex(&h323, sizeof h323), "b8 06 01 00 01 02 03 04 05 06 07 08 09 00 aa bb");
-
-    // A value longer than the read buffer is never read past it.
-    fake::db_put_binary(h, "SQA-SIP", Bytes(100, 0));
-    EXPECT_EQ(SQA_DB_GetSipDBValue(h, &sip), 64);
 }
 
 TEST_F(SqaStoreReaders, RecoveryHandsOverTheDatabasesAnswer) {
