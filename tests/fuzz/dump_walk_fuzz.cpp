@@ -66,9 +66,7 @@ void top_statistics(uint64_t arg) {
 void hot_backup(uint64_t) {
     fake::hooks().DEV_GetAllNodes = [](uint32_t *count) {
         auto *nodes = static_cast<uint16_t *>(std::malloc(3 * sizeof(uint16_t)));
-        nodes[0] = 1;
-        nodes[1] = 2;
-        nodes[2] = 3;
+        for (uint16_t i = 0; i < 3; ++i) nodes[i] = i + 1;
         *count = 3;
         return nodes;
     };
