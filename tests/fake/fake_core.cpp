@@ -124,13 +124,11 @@ Bytes cat(std::initializer_list<Bytes> parts) {
     return out;
 }
 std::string hex(const void *p, size_t n) {
-    static const char digits[] = "0123456789abcdef";
     std::string s;
-    const auto *b = static_cast<const uint8_t *>(p);
+    char byte[4];
     for (size_t i = 0; i < n; ++i) {
-        if (i) s += ' ';
-        s += digits[b[i] >> 4];
-        s += digits[b[i] & 15];
+        std::snprintf(byte, sizeof byte, i != 0 ? " %02x" : "%02x", static_cast<const uint8_t *>(p)[i]);
+        s += byte;
     }
     return s;
 }
@@ -152,7 +150,6 @@ std::string CaptureStdout::take() {
         dup2(saved_, STDOUT_FILENO);
         close(saved_);
         saved_ = -1;
-        taken_.clear();
         lseek(file_, 0, SEEK_SET);
         char buf[65536];
         ssize_t n;

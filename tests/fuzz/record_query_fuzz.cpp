@@ -178,10 +178,6 @@ constexpr size_t kQueryCount = sizeof kQueries / sizeof kQueries[0];
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (size < 2) return 0;
     fake::reset();
-    fake::hooks().SERVICE_GetStatus = [](uint16_t, const char *, uint32_t, uint32_t *status) {
-        *status = 2;  // running: the limit queries ask only a running service
-        return 0u;
-    };
     fuzz::Input in(data, size);
     const Query &q = kQueries[in.byte() % kQueryCount];
     const uint8_t mode = in.byte();
