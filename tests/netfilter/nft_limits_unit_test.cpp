@@ -3,7 +3,7 @@
 // the text nft is given, for the cases where a fault would let
 // connections through or refuse them wrongly.
 #include <gtest/gtest.h>
-#include <unistd.h>
+#include <sys/mman.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -19,32 +19,27 @@ using dpsvc::ConnlmtRule;
 using dpsvc::nf::Installed;
 using dpsvc::nf::limits_batch;
 
-// The device profile, written before the first look at it.
+// The device profile, written before the first look at it, in a memory
+// file that goes with the process.
 const bool profileWritten = [] {
-    static char path[] = "/tmp/dpmgmt-nft-unit-XXXXXX";
-    const int fd = mkstemp(path);
+    const int fd = memfd_create("dpmgmt-nft-unit-profile", 0);
     if (fd < 0) return false;
-    FILE *f = fdopen(fd, "w");
-    std::fputs(
-        "[device]\nself = 1\nmaster = 1\n[node 1]\nchassis = 1\nslot = 1\ncpu = 0\ncontroller = yes\n"
-        "[acl web]\nnumber = 3000\nsource = 10.0.0.0/8\nprotocol = 6\ndestination-port = 80-81\n"
-        "[acl all]\nnumber = 3001\n"
-        "[acl v6]\ntype = 2\nnumber = 3100\ndestination = fd00::/8\n"
-        "[acl odd]\ntype = 2\nnumber = 3101\nsource = 10.0.0.0/8\n",
-        f);
-    std::fclose(f);
-    setenv("DPMGMT_PROFILE", path, 1);
-    std::atexit([] { unlink(path); });
-    return true;
+    dprintf(fd,
+            "[device]\nself = 1\nmaster = 1\n[node 1]\nchassis = 1\nslot = 1\ncpu = 0\ncontroller = yes\n"
+            "[acl web]\nnumber = 3000\nsource = 10.0.0.0/8\nprotocol = 6\ndestination-port = 80-81\n"
+            "[acl all]\nnumber = 3001\n"
+            "[acl odd]\ntype = 2\nnumber = 3101\nsource = 10.0.0.0/8\n");
+    return setenv("DPMGMT_PROFILE", ("/proc/self/fd/" + std::to_string(fd)).c_str(), 1) == 0;
 }();
 
-ConnlmtRule rule(uint32_t family, uint16_t policy, uint16_t id, uint32_t acl, uint32_t upper, uint32_t grouping) {
+// Rule id of policy 1.
+ConnlmtRule rule(uint32_t family, uint16_t id, uint32_t acl, uint32_t upper, uint32_t grouping) {
     ConnlmtRule r{};
     r.aclMode = 2;
     r.aclNum = acl;
     r.aclType = family == 0 ? 1 : 2;
     r.ipVersion = family;
-    r.policyId = policy;
+    r.policyId = 1;
     r.ruleId = id;
     r.limitData[0] = upper;
     r.limitData[1] = upper / 2;
@@ -54,8 +49,7 @@ ConnlmtRule rule(uint32_t family, uint16_t policy, uint16_t id, uint32_t acl, ui
 
 ConnlmtConfig config_with(uint32_t family, std::vector<ConnlmtRule> rules, std::vector<uint32_t> where) {
     ConnlmtConfig c;
-    auto &p = c.policies[family][rules.empty() ? 1 : rules.front().policyId];
-    p.rules = std::move(rules);
+    c.policies[family][1].rules = std::move(rules);
     for (uint32_t i : where) c.applied[family][i] = 1;
     return c;
 }
@@ -97,7 +91,7 @@ TEST(LimitsBatch, RulesBecomeTheirMatchSetAndHooks) {
         SCOPED_TRACE(r.what);
         Installed next;
         const std::string b =
-            batch_of(config_with(r.family, {rule(r.family, 1, 1, r.acl, 5, r.grouping)}, r.where), {}, next);
+            batch_of(config_with(r.family, {rule(r.family, 1, r.acl, 5, r.grouping)}, r.where), {}, next);
         // A table of unknown content is replaced in the same transaction.
         EXPECT_EQ(b.rfind("add table inet dpmgmt\ndelete table inet dpmgmt\nadd table inet dpmgmt\n", 0), 0u) << b;
         for (const std::string &l : c.lines) EXPECT_NE(b.find(l), std::string::npos) << l << "in:\n" << b;
@@ -108,7 +102,7 @@ TEST(LimitsBatch, RulesBecomeTheirMatchSetAndHooks) {
 TEST(LimitsBatch, KeepsUnchangedSetsAndEndsACancelledPolicy) {
     ASSERT_TRUE(profileWritten);
     Installed first, second;
-    ConnlmtConfig c = config_with(0, {rule(0, 1, 1, 3000, 5, 1), rule(0, 1, 2, 3001, 9, 2)}, {3});
+    ConnlmtConfig c = config_with(0, {rule(0, 1, 3000, 5, 1), rule(0, 2, 3001, 9, 2)}, {3});
     batch_of(c, {}, first);
     ASSERT_EQ(first.sets.size(), 2u);
 
@@ -130,9 +124,8 @@ TEST(LimitsBatch, AnUndefinedAclNamesItAndGivesNoBatch) {
     struct {
         ConnlmtRule r;
         const char *missing;
-    } cases[] = {
-        {rule(0, 1, 1, 3005, 5, 1), "ACL 3005"}, {rule(1, 1, 1, 3000, 5, 1), "ACL 3000"}, {{}, "ACL named 'nope'"}};
-    cases[2].r = rule(0, 1, 1, 0, 5, 1);
+    } cases[] = {{rule(0, 1, 3005, 5, 1), "ACL 3005"}, {rule(1, 1, 3000, 5, 1), "ACL 3000"}, {{}, "ACL named 'nope'"}};
+    cases[2].r = rule(0, 1, 0, 5, 1);
     cases[2].r.aclMode = 1;
     std::snprintf(cases[2].r.aclName, sizeof cases[2].r.aclName, "nope");
     for (const auto &c : cases) {
