@@ -95,17 +95,6 @@ TEST(NetfilterEntry, ProtocolClassAndState) {
     }
 }
 
-// The reply direction is keyed by the type that answers the query.
-TEST(NetfilterEntry, IcmpReplyKeyedByTheAnsweringType) {
-    Ct ct = make_ct(IPPROTO_ICMP);
-    nfct_set_attr_u8(ct.get(), ATTR_ICMP_TYPE, 8);
-    nfct_set_attr_u8(ct.get(), ATTR_ICMP_CODE, 0);
-    nfct_set_attr_u16(ct.get(), ATTR_ICMP_ID, htons(0x1234));
-    const Session s = read(ct.get());
-    EXPECT_EQ(s.reply.srcPort, 0x1234);
-    EXPECT_EQ(s.reply.dstPort, 0x0000);  // the echo reply
-}
-
 TEST(NetfilterEntry, TimeoutHelperZoneMark) {
     Ct ct = make_ct(IPPROTO_TCP);
     nfct_set_attr_u32(ct.get(), ATTR_TIMEOUT, 117);
