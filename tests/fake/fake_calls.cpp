@@ -2,10 +2,8 @@
 // The platform calls of the fake: dumps, control calls, sockets, topology,
 // names, services, resource strings and help.
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
-#include "fake/fake_platform.h"
 #include "fake/fake_state.h"
 
 using namespace fake;

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // Recording, scripting, stdout capture and small helpers of the fake platform.
-#include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <map>
 
-#include "fake/fake_platform.h"
 #include "fake/fake_state.h"
 
 namespace fake {
@@ -22,9 +20,7 @@ std::vector<Call> &calls() {
 }
 
 size_t count(std::string_view name) {
-    size_t n = 0;
-    for (const Call &c : state().calls) n += c.name == name;
-    return n;
+    return std::count_if(state().calls.begin(), state().calls.end(), [&](const Call &c) { return c.name == name; });
 }
 
 const Call &nth(std::string_view name, size_t n) {
@@ -52,13 +48,8 @@ std::vector<std::string> call_names(std::string_view prefix) {
 }
 
 Call &record(const char *name, std::initializer_list<uint64_t> args, const void *bytes, size_t len, const char *text) {
-    Call c;
-    c.name = name;
-    c.args = args;
-    if (bytes != nullptr && len != 0)
-        c.bytes.assign(static_cast<const uint8_t *>(bytes), static_cast<const uint8_t *>(bytes) + len);
-    if (text != nullptr) c.text = text;
-    state().calls.push_back(std::move(c));
+    const auto *b = static_cast<const uint8_t *>(bytes);
+    state().calls.push_back({name, args, b != nullptr ? Bytes(b, b + len) : Bytes(), text != nullptr ? text : ""});
     return state().calls.back();
 }
 
@@ -133,13 +124,11 @@ Bytes cat(std::initializer_list<Bytes> parts) {
     return out;
 }
 std::string hex(const void *p, size_t n) {
-    static const char digits[] = "0123456789abcdef";
     std::string s;
-    const auto *b = static_cast<const uint8_t *>(p);
+    char byte[4];
     for (size_t i = 0; i < n; ++i) {
-        if (i) s += ' ';
-        s += digits[b[i] >> 4];
-        s += digits[b[i] & 15];
+        std::snprintf(byte, sizeof byte, i != 0 ? " %02x" : "%02x", static_cast<const uint8_t *>(p)[i]);
+        s += byte;
     }
     return s;
 }
@@ -149,10 +138,8 @@ std::string hex(const Bytes &b) {
 
 CaptureStdout::CaptureStdout() {
     std::fflush(stdout);
-    char path[] = "/tmp/fake-stdout-XXXXXX";
-    file_ = mkstemp(path);
+    file_ = memfd_create("fake-stdout", MFD_CLOEXEC);
     if (file_ < 0) return;
-    unlink(path);
     saved_ = dup(STDOUT_FILENO);
     dup2(file_, STDOUT_FILENO);
 }
@@ -163,7 +150,6 @@ std::string CaptureStdout::take() {
         dup2(saved_, STDOUT_FILENO);
         close(saved_);
         saved_ = -1;
-        taken_.clear();
         lseek(file_, 0, SEEK_SET);
         char buf[65536];
         ssize_t n;

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "fake/fake_platform.h"
 #include "fake/fake_state.h"
 
 using namespace fake;
@@ -17,9 +16,7 @@ Bytes bytes_of(const void *p, size_t n) {
 
 // The in-memory key for a text key: without its terminating NUL.
 std::string text_key(const std::string &raw) {
-    std::string k = raw;
-    if (!k.empty() && k.back() == '\0') k.pop_back();
-    return k;
+    return !raw.empty() && raw.back() == '\0' ? raw.substr(0, raw.size() - 1) : raw;
 }
 
 // Records a keyed call with the bytes it was handed (the key unless others are given); returns the raw key.
@@ -45,13 +42,11 @@ DbEntry *entry(uint64_t handle, const std::string &raw) {
     return it == d->entries.end() ? nullptr : &it->second;
 }
 
+// A sort key's value: network order, or host (little-endian) order.
 uint64_t load_key(const uint8_t *elem, const DBM_SORTKEY_S &k) {
     uint64_t v = 0;
-    if (k.uiType == DBM_KEYTYPE_UINT_NET) {
-        for (uint32_t i = 0; i < k.uiLength; ++i) v = v << 8 | elem[k.uiOffset + i];
-    } else {
-        for (uint32_t i = k.uiLength; i > 0; --i) v = v << 8 | elem[k.uiOffset + i - 1];
-    }
+    const bool net = k.uiType == DBM_KEYTYPE_UINT_NET;
+    for (uint32_t i = 0; i < k.uiLength; ++i) v = v << 8 | elem[k.uiOffset + (net ? i : k.uiLength - 1 - i)];
     return v;
 }
 
@@ -65,12 +60,9 @@ int compare(const DbEntry &e, const Bytes &a, const Bytes &b) {
 }
 
 uint64_t open_db(const std::string &name) {
-    auto it = state().handlesByName.find(name);
-    if (it != state().handlesByName.end()) return it->second;
-    const uint64_t h = state().nextDb++;
-    state().handlesByName[name] = h;
-    state().databases[h].name = name;
-    return h;
+    const auto [it, added] = state().handlesByName.try_emplace(name, state().nextDb);
+    if (added) state().databases[state().nextDb++].name = name;
+    return it->second;
 }
 
 }  // namespace
@@ -237,7 +229,7 @@ int32_t DBM_GetNextSortList(uint64_t handle, const void *key, uint64_t keyLen, v
     if (e == nullptr || !e->isList || iterator == nullptr) return -1;
     auto *it = static_cast<Iterator *>(*iterator);
     if (it == nullptr) {
-        it = new Iterator{handle, raw, 0};
+        it = new Iterator{};
         state().iterators.insert(it);
         *iterator = it;
     }

@@ -12,9 +12,8 @@
 
 namespace fake {
 
+// A sorted-list walk: the index of the next element.
 struct Iterator {
-    uint64_t handle;
-    std::string key;
     size_t next = 0;
 };
 

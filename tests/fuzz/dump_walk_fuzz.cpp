@@ -24,9 +24,7 @@
 
 namespace {
 
-constexpr uint32_t kSession = 0x140001, kFastforward = 0x140006, kMcfs = 0x140014, kRelation = 0x140002,
-                   kKernel = 0x140024, kRelationInfo = 0x140025, kAging = 0x140026, kHistory = 0x140017,
-                   kTopStat = 0x14001a, kRemainMsg = 0x140019, kPeerStat = 0x140009;
+constexpr uint32_t kSession = 0x140001, kHistory = 0x140017, kTopStat = 0x14001a, kPeerStat = 0x140009;
 
 const SESSION_DUMPKEY_S kDumpKey{};
 const SESSION_TABLEKEY_S kTableKey{};
@@ -66,9 +64,7 @@ void top_statistics(uint64_t arg) {
 void hot_backup(uint64_t) {
     fake::hooks().DEV_GetAllNodes = [](uint32_t *count) {
         auto *nodes = static_cast<uint16_t *>(std::malloc(3 * sizeof(uint16_t)));
-        nodes[0] = 1;
-        nodes[1] = 2;
-        nodes[2] = 3;
+        for (uint16_t i = 0; i < 3; ++i) nodes[i] = i + 1;
         *count = 3;
         return nodes;
     };
@@ -98,17 +94,17 @@ struct Walk {
 };
 const Walk kWalks[] = {
     {{kSession}, 0, [](uint64_t a) { (void)SESSION_DisplaySession(1, &kDumpKey, a & 1); }},
-    {{kFastforward}, 0, [](uint64_t a) { (void)SESSION_DisplayFastforwardSession(1, &kTableKey, a & 1); }},
-    {{kMcfs}, 0, [](uint64_t a) { (void)SESSION_DisplayMcfsTable(1, &kDumpKey, a & 1); }},
-    {{kRelation}, 0, [](uint64_t) { (void)SESSION_DisplayRelation(1, &kRelationByte); }},
-    {{kKernel}, 0, [](uint64_t) { (void)SESSION_DisplaySessionKernel(1, &kDumpKey); }},
-    {{kRelationInfo}, 0, [](uint64_t) { (void)SESSION_DisplayRelationInfo(1, &kRelationKey); }},
+    {{0x140006}, 0, [](uint64_t a) { (void)SESSION_DisplayFastforwardSession(1, &kTableKey, a & 1); }},
+    {{0x140014}, 0, [](uint64_t a) { (void)SESSION_DisplayMcfsTable(1, &kDumpKey, a & 1); }},
+    {{0x140002}, 0, [](uint64_t) { (void)SESSION_DisplayRelation(1, &kRelationByte); }},
+    {{0x140024}, 0, [](uint64_t) { (void)SESSION_DisplaySessionKernel(1, &kDumpKey); }},
+    {{0x140025}, 0, [](uint64_t) { (void)SESSION_DisplayRelationInfo(1, &kRelationKey); }},
     {{kSession}, 0, [](uint64_t) { (void)SESSION_DisplayStatistics(1, &kDumpKey); }},
-    {{kAging}, 0, [](uint64_t) { (void)SESSION_GetAgingqueueState(1); }},
+    {{0x140026}, 0, [](uint64_t) { (void)SESSION_GetAgingqueueState(1); }},
     {{kHistory}, 0, history},
     {{kHistory, kHistory, kHistory}, 0, averages},
     {{kTopStat, kTopStat, kTopStat}, 0, top_statistics},
-    {{kRemainMsg, kPeerStat, kPeerStat}, 0, hot_backup},
+    {{0x140019, kPeerStat, kPeerStat}, 0, hot_backup},
     {{CONNLMT_STATNODE_DUMP_TYPE}, 0, stat_nodes},
     {{0x14001b}, 27, [](uint64_t) { (void)SQA_DUMP_DisSipCallEntry(1); }},
     {{0x14001c}, 28, [](uint64_t) { (void)SQA_DUMP_DisSipCallEntryVerbose(1, g_sipCallId, 1); }},

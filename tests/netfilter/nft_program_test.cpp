@@ -2,7 +2,6 @@
 // The child-process runner the limits table goes through: what it feeds,
 // what it reads back, and that a stuck, chatty or missing program costs
 // the service neither a descriptor nor a zombie.
-#include "private_netns.h"
 #include "netfilter/nft_program.h"
 
 #include <dirent.h>
@@ -11,6 +10,8 @@
 
 #include <cerrno>
 #include <string>
+
+#include "private_netns.h"
 
 namespace {
 
