@@ -24,12 +24,6 @@ constexpr uint8_t kGarbage = 0xA5;
 constexpr size_t kOversizedDatagram = 65000;
 constexpr size_t kServiceBuffer = 1 << 17;
 
-int bound_socket(int type, const std::string &path) {
-    const int fd = bind_unix(type, path);
-    if (fd < 0) throw std::runtime_error("bind " + path + ": " + std::strerror(errno));
-    return fd;
-}
-
 // The datagram the service answers every request with; none when silent.
 bool service_reply(Hostility how, Bytes &out) {
     const Bytes replies[] = {
@@ -100,16 +94,6 @@ After kernel_answer(Hostility how, KernelConn &conn, uint32_t op, const uint8_t 
     }
 }
 
-void send_quietly(int fd, const Bytes &b) {
-    size_t done = 0;
-    while (done < b.size()) {
-        const ssize_t n = ::send(fd, b.data() + done, b.size() - done, MSG_NOSIGNAL);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return;  // the client gave up on us: its business
-        done += static_cast<size_t>(n);
-    }
-}
-
 }  // namespace
 
 Bytes host32(uint32_t v) {
@@ -135,9 +119,10 @@ HostilePeer::HostilePeer(Hostility how, KernelScript script)
       rundirEnv_("DPMGMT_RUNDIR", dir_.path().c_str()),
       datadirEnv_("DPMGMT_DATADIR", dir_.path().c_str()) {
     if (dir_.path().empty()) throw std::runtime_error("no temporary run directory");
-    service_ = bound_socket(SOCK_DGRAM, dir_.path() + "/svc-3184.sock");
-    kernel_ = bound_socket(SOCK_STREAM, dir_.path() + "/kernel.sock");
-    if (::pipe2(stop_, O_CLOEXEC) != 0) throw std::runtime_error("pipe: " + std::string(std::strerror(errno)));
+    service_ = bind_unix(SOCK_DGRAM, dir_.path() + "/svc-3184.sock");
+    kernel_ = bind_unix(SOCK_STREAM, dir_.path() + "/kernel.sock");
+    if (service_ < 0 || kernel_ < 0 || ::pipe2(stop_, O_CLOEXEC) != 0)
+        throw std::runtime_error("hostile peer: " + std::string(std::strerror(errno)));
     thread_ = std::thread([this] { serve(); });
 }
 
@@ -202,7 +187,8 @@ void HostilePeer::serve() {
                                     : script_(h.op, Bytes(payload, payload + h.length), out) ? After::Keep
                                                                                              : After::HangUp;
                 conn.in.erase(conn.in.begin(), conn.in.begin() + static_cast<long>(sizeof h + h.length));
-                if (!out.empty()) send_quietly(fd, out);
+                // A blocking send: all of it, or the client gave up on us.
+                if (!out.empty()) (void)::send(fd, out.data(), out.size(), MSG_NOSIGNAL);
                 hangUp = after == After::HangUp;
             }
             if (hangUp) {
