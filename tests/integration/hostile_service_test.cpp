@@ -147,15 +147,6 @@ const Call kKernelCalls[] = {
          if (rc == 0) std::memcpy(r, &count, 4);
          return rc;
      }},
-    // Returns the sum of the averages: no sample, no average.
-    {"SESSION_HisCom_GetStatics", Zero, 0,
-     [](uint8_t *) {
-         SESSION_HISAVG_S averages{};
-         SESSION_HisCom_GetStatics(1, &averages);
-         uint32_t sum = 0;
-         for (uint32_t a : averages.auiAverage) sum += a;
-         return sum;
-     }},
     // Returns the samples collected from two nodes.
     {"Session_GetTopStatTick", Zero, 0,
      [](uint8_t *) {

@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The kernel tables of a real dpservice, pulled through the platform's dump
-// client as the library pulls them: chunk bounds for every dump type, key
-// selection, cursors that end with their dumps, and the connection-limit
-// statistic nodes of a rule configured through the library.
+// client as the library pulls them: chunk bounds, cursors that end with
+// their dumps, and the connection-limit statistic nodes of a rule
+// configured through the library.
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
 #include <optional>
 #include <set>
 #include <string>
@@ -102,17 +101,6 @@ std::optional<uint32_t> open_cursors(const std::string &rundir) {
 constexpr uint16_t kNode = 1;  // the built-in profile's own node
 constexpr uint32_t kCalls = 50;
 
-Bytes call_key(const std::string &id) {  // the 65-byte SIP call key
-    Bytes k(65);
-    std::memcpy(k.data(), id.data(), std::min<size_t>(id.size(), k.size()));
-    return k;
-}
-
-std::string call_id(const uint8_t *item) {  // the value of an item starts with the call ID
-    const char *text = reinterpret_cast<const char *>(item + 4);
-    return std::string(text, strnlen(text, 65));
-}
-
 class KernelTables : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
@@ -165,21 +153,6 @@ TEST_F(KernelTables, ChunksHoldWholeRecordsWithinAnyBuffer) {
         EXPECT_TRUE(tooSmall->front().chunk.empty());
         EXPECT_EQ(walk(77, t.type, t.key, t.buffer), std::nullopt) << "an unknown node";
     }
-}
-
-// A verbose key selects exactly its call, and a near miss nothing.
-TEST_F(KernelTables, VerboseKeySelectsItsCall) {
-    const Bytes brief = records(kNode, 0x14001b, {}, 88, 8000);
-    ASSERT_EQ(brief.size(), 88 * kCalls);
-    for (size_t at = 0; at < brief.size(); at += 88) {
-        const std::string id = call_id(&brief[at]);
-        const Bytes found = records(kNode, 0x14001c, call_key(id), 388, 8000);
-        ASSERT_EQ(found.size(), 388u) << id;
-        EXPECT_EQ(call_id(found.data()), id);
-    }
-    std::string nearMiss = call_id(&brief[0]);
-    nearMiss.back() = nearMiss.back() == 'x' ? 'y' : 'x';
-    EXPECT_TRUE(records(kNode, 0x14001c, call_key(nearMiss), 388, 8000).empty());
 }
 
 // Terminate releases a cursor the walk left open, and its connection.

@@ -46,52 +46,43 @@ struct KernelConn {
     uint32_t pulls = 0;
 };
 
-enum class After { Keep, HangUp };
-
 Bytes frame(uint32_t op, uint32_t result, const Bytes &body, uint32_t claimedExtra = 0) {
-    Bytes out = kernel_frame(op, host32(result) + body);
-    const uint32_t claimed = static_cast<uint32_t>(4 + body.size()) + claimedExtra;
-    std::memcpy(&out[4], &claimed, 4);
-    return out;
+    return host32(op) + host32(static_cast<uint32_t>(4 + body.size()) + claimedExtra) + host32(result) + body;
 }
 
-// The answer to one complete request frame: what to send, and whether to
-// hang up afterwards.
-After kernel_answer(Hostility how, KernelConn &conn, uint32_t op, const uint8_t *payload, uint32_t len, Bytes &out) {
+// The answer to one complete request frame into out; false hangs up after it.
+bool kernel_answer(Hostility how, uint32_t &pulls, uint32_t op, const Bytes &payload, Bytes &out) {
     out.clear();
-    if (how == Hostility::Silent || op == dpsim::kOpControlAsync) return After::Keep;
-    if (how == Hostility::Empty) return After::HangUp;
+    if (how == Hostility::Silent || op == dpsim::kOpControlAsync) return true;
+    if (how == Hostility::Empty) return false;
     if (op == dpsim::kOpDumpRequest || op == dpsim::kOpCursorCount) {
         out = frame(op, 0, {});  // the dump opens (no cursors to count)
-        return After::Keep;
+        return true;
     }
     // How much the client asked for: a pull names its buffer, a control
     // call its reply capacity (after node, 0 and the command).
     uint32_t asked = 0;
-    if (op == dpsim::kOpDumpPull && len >= 4) std::memcpy(&asked, payload, 4);
-    if (op == dpsim::kOpControl && len >= 12) std::memcpy(&asked, payload + 8, 4);
+    if (op == dpsim::kOpDumpPull && payload.size() >= 4) std::memcpy(&asked, payload.data(), 4);
+    if (op == dpsim::kOpControl && payload.size() >= 12) std::memcpy(&asked, payload.data() + 8, 4);
     asked = std::min<uint32_t>(asked, dpsim::kKernelMaxFrame);
     const bool pull = op == dpsim::kOpDumpPull;
     switch (how) {
-        case Hostility::Short:
-            if (pull && conn.pulls++ > 0)
-                out = frame(op, 0, {});  // the dump is over
-            else
-                out = frame(op, pull ? kMore : 0, {'a', 'b', 'c'});
-            return After::Keep;
+        case Hostility::Short:  // a short chunk, then the end of the dump
+            out = pull && pulls++ > 0 ? frame(op, 0, {}) : frame(op, pull ? kMore : 0, {'a', 'b', 'c'});
+            break;
         case Hostility::Oversized:
             out = frame(op, pull ? kMore : 0, Bytes(asked + 64, 0x11));
-            return After::Keep;
+            break;
         case Hostility::WrongLength:
             out = frame(op, pull ? kMore : 0, Bytes(8, 0x22), 100);
-            return After::HangUp;
+            return false;
         case Hostility::Garbage:
             out.assign(64, kGarbage);
-            return After::Keep;
+            break;
         default:
-            out = frame(op, kMore, {});
-            return After::Keep;  // "more", and nothing
+            out = frame(op, kMore, {});  // "more", and nothing
     }
+    return true;
 }
 
 }  // namespace
@@ -101,16 +92,13 @@ Bytes host32(uint32_t v) {
 }
 
 Bytes kernel_frame(uint32_t op, const Bytes &payload) {
-    Bytes out = host32(op) + host32(static_cast<uint32_t>(payload.size()));
-    out.insert(out.end(), payload.begin(), payload.end());
-    return out;
+    return host32(op) + host32(static_cast<uint32_t>(payload.size())) + payload;
 }
 
 const char *hostility_name(Hostility how) {
     static const char *const kNames[] = {"Silent",      "Short",   "Empty",          "Oversized",
                                          "WrongLength", "Garbage", "MoreWithNothing"};
-    const auto i = static_cast<size_t>(how);
-    return i < std::size(kNames) ? kNames[i] : "?";
+    return kNames[static_cast<size_t>(how)];
 }
 
 HostilePeer::HostilePeer(Hostility how, KernelScript script)
@@ -127,10 +115,7 @@ HostilePeer::HostilePeer(Hostility how, KernelScript script)
 }
 
 HostilePeer::~HostilePeer() {
-    if (stop_[1] >= 0) {
-        const char b = 'x';
-        (void)!::write(stop_[1], &b, 1);
-    }
+    if (stop_[1] >= 0) (void)!::write(stop_[1], "x", 1);
     if (thread_.joinable()) thread_.join();
     for (int fd : {service_, kernel_, stop_[0], stop_[1]})
         if (fd >= 0) ::close(fd);
@@ -143,11 +128,7 @@ void HostilePeer::serve() {
     for (;;) {
         std::vector<pollfd> fds = {{stop_[0], POLLIN, 0}, {service_, POLLIN, 0}, {kernel_, POLLIN, 0}};
         for (const auto &c : conns) fds.push_back({c.first, POLLIN, 0});
-        if (::poll(fds.data(), fds.size(), -1) < 0) {
-            if (errno == EINTR) continue;
-            break;
-        }
-        if (fds[0].revents != 0) break;
+        if ((::poll(fds.data(), fds.size(), -1) < 0 && errno != EINTR) || fds[0].revents != 0) break;
         if (fds[1].revents & POLLIN) {
             sockaddr_un from{};
             socklen_t fromLen = sizeof from;
@@ -176,20 +157,15 @@ void HostilePeer::serve() {
             while (!hangUp && conn.in.size() >= sizeof(dpsim::FrameHeader)) {
                 dpsim::FrameHeader h{};
                 std::memcpy(&h, conn.in.data(), sizeof h);
-                if (h.length > dpsim::kKernelMaxFrame) {
-                    hangUp = true;
-                    break;
-                }
-                if (conn.in.size() < sizeof h + h.length) break;
+                hangUp = h.length > dpsim::kKernelMaxFrame;
+                if (hangUp || conn.in.size() < sizeof h + h.length) break;
                 ++kernelRequests_;
-                const uint8_t *payload = conn.in.data() + sizeof h;
-                const After after = !script_ ? kernel_answer(how_, conn, h.op, payload, h.length, out)
-                                    : script_(h.op, Bytes(payload, payload + h.length), out) ? After::Keep
-                                                                                             : After::HangUp;
-                conn.in.erase(conn.in.begin(), conn.in.begin() + static_cast<long>(sizeof h + h.length));
+                const auto end = conn.in.begin() + static_cast<long>(sizeof h + h.length);
+                const Bytes payload(conn.in.begin() + sizeof h, end);
+                conn.in.erase(conn.in.begin(), end);
+                hangUp = !(script_ ? script_(h.op, payload, out) : kernel_answer(how_, conn.pulls, h.op, payload, out));
                 // A blocking send: all of it, or the client gave up on us.
                 if (!out.empty()) (void)::send(fd, out.data(), out.size(), MSG_NOSIGNAL);
-                hangUp = after == After::HangUp;
             }
             if (hangUp) {
                 ::close(fd);
