@@ -17,8 +17,6 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 using dptest::lines_of;
 
 TEST(CliService, AStoppedServiceIsGivenUpOnWithinTheBound) {
@@ -36,13 +34,10 @@ TEST(CliService, AStoppedServiceIsGivenUpOnWithinTheBound) {
     for (const Case &c : cases) {
         std::vector<std::string> args = {"--timeout", "1", "--reset-timeout", "2"};
         args.insert(args.end(), c.args.begin(), c.args.end());
-        const auto start = Clock::now();
-        const dptest::CliResult r = dptest::run_cli(args, 10);
-        const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+        const dptest::CliResult r = dptest::run_cli(args, 8);
         SCOPED_TRACE(c.args[0] + " " + c.args[1]);
-        EXPECT_FALSE(r.timedOut);
+        EXPECT_FALSE(r.timedOut) << "not given up on within 8 s";
         EXPECT_EQ(r.status, 3) << r.err;
-        EXPECT_LT(took, 8000);
         EXPECT_EQ(lines_of(r.err), 1u) << r.err;
         EXPECT_NE(r.err.find(svc.rundir() + "/"), std::string::npos) << r.err;
         EXPECT_NE(r.err.find(c.socket), std::string::npos) << r.err;

@@ -21,15 +21,9 @@ namespace {
 using dptest::lines_of;
 using dptest::number_after;
 
-std::string joined(const std::vector<std::string> &words) {
-    std::string s;
-    for (const auto &w : words) s += w + " ";
-    return s;
-}
-
 // Runs dpmgmt with the words; the test fails when it did not exit 0 silently.
 std::string ok(std::vector<std::string> words) {
-    const std::string shown = joined(words);
+    const std::string shown = ::testing::PrintToString(words);
     const dptest::CliResult r = dptest::run_cli(std::move(words));
     EXPECT_EQ(r.status, 0) << shown << "\nstderr: " << r.err;
     EXPECT_EQ(r.err, "") << shown;
@@ -146,7 +140,7 @@ TEST_F(Cli, HelpCompletionAndPrefixesFollowTheSyntax) {
         {{"display", "session", "ag?"}, "display session aging-time ", "display session table"},
     };
     for (const auto &h : help) {
-        SCOPED_TRACE(joined(h.words));
+        SCOPED_TRACE(::testing::PrintToString(h.words));
         const std::string out = ok(h.words);
         EXPECT_NE(out.find(h.shown), std::string::npos) << out;
         EXPECT_EQ(out.find(h.absent), std::string::npos) << out;

@@ -87,15 +87,16 @@ TEST_F(PeerFaultTest, KernelAnsweringMoreWithNothingEndsThePull) {
         uint32_t last;  // the result that ends it
         uint32_t fault;
     };
-    std::vector<Answer> chunkAfter63(63, Answer{DUMP_CONTINUE, 0});
-    chunkAfter63.push_back({DUMP_CONTINUE, 8});
-    std::vector<Answer> endAfter63(63, Answer{DUMP_CONTINUE, 0});
-    endAfter63.push_back({0, 0});
+    const auto after63 = [](Answer last) {
+        std::vector<Answer> script(63, Answer{DUMP_CONTINUE, 0});
+        script.push_back(last);
+        return script;
+    };
     const Case cases[] = {
         {"for ever", {}, 64, kFailed, PLAT_FAULT_STALLED},
         // A chunk starts the count again.
-        {"with a chunk after 63", chunkAfter63, 64 + 64, kFailed, PLAT_FAULT_STALLED},
-        {"until the end after 63", endAfter63, 64, 0, PLAT_FAULT_NONE},
+        {"with a chunk after 63", after63({DUMP_CONTINUE, 8}), 64 + 64, kFailed, PLAT_FAULT_STALLED},
+        {"until the end after 63", after63({0, 0}), 64, 0, PLAT_FAULT_NONE},
         {"with a chunk larger than asked", {{DUMP_CONTINUE, 8}, {DUMP_CONTINUE, 65}}, 2, kFailed, PLAT_FAULT_GONE},
     };
     for (const bool batched : {false, true})
