@@ -49,11 +49,6 @@ Fault take_fault() {
     return Fault{f.kind, f.sysErrno, f.endpoint, line};
 }
 
-void write_file(const std::string &path, const std::string &text, mode_t mode) {
-    std::ofstream(path) << text;
-    ::chmod(path.c_str(), mode);
-}
-
 mode_t mode_of(const std::string &path) {
     struct stat st {};
     return ::lstat(path.c_str(), &st) == 0 ? st.st_mode & 07777 : 0;
@@ -100,7 +95,7 @@ TEST_F(RunDirectoryTest, ForeignOpenOrMissingRunDirectoriesAreRefused) {
          PLAT_FAULT_UNTRUSTED, EPERM, " belongs to uid 65534, not 0"},
         {"open to all", false, [](const std::string &d) { ::mkdir(d.c_str(), 0700), ::chmod(d.c_str(), 0777); },
          PLAT_FAULT_UNTRUSTED, EPERM, " is open to other users (mode 0777)"},
-        {"a file", false, [](const std::string &d) { write_file(d, "x", 0600); }, PLAT_FAULT_DIRECTORY, ENOTDIR,
+        {"a file", false, [](const std::string &d) { std::ofstream(d) << "x"; }, PLAT_FAULT_DIRECTORY, ENOTDIR,
          " is not a directory"},
         {"in a missing parent", false, [](const std::string &) {}, PLAT_FAULT_DIRECTORY, ENOENT,
          ": No such file or directory"},
@@ -138,7 +133,7 @@ TEST_F(RunDirectoryTest, ForeignOpenOrMissingRunDirectoriesAreRefused) {
 // running service alone.
 TEST_F(RunDirectoryTest, PlantedLinksInOurOwnDirectoryAreNotFollowed) {
     const std::string victim = base_.path() + "/victim";
-    write_file(victim, "secret\n", 0600);
+    std::ofstream(victim) << "secret\n";
     TempDir run;
     ScopedEnv runEnv("DPMGMT_RUNDIR", run.path().c_str());
     ScopedEnv service("DPMGMT_SERVICE", DPSERVICE_PATH);
