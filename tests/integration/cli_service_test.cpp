@@ -6,7 +6,6 @@
 #include <signal.h>
 #include <sys/stat.h>
 
-#include <chrono>
 #include <fstream>
 #include <string>
 #include <vector>

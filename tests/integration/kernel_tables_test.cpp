@@ -102,20 +102,12 @@ constexpr uint32_t kCalls = 50;
 
 class KernelTables : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() {
-        service_ = new dptest::ServiceProcess({"--sessions", "700", "--seed", "7", "--calls", std::to_string(kCalls)});
-    }
-    static void TearDownTestSuite() {
-        delete service_;
-        service_ = nullptr;
-    }
     // Every dump a test opened is gone once it ends.
     void TearDown() override {
-        EXPECT_TRUE(dptest::wait_until([] { return open_cursors(service_->rundir()) == 0u; }));
+        EXPECT_TRUE(dptest::wait_until([this] { return open_cursors(service_.rundir()) == 0u; }));
     }
-    static dptest::ServiceProcess *service_;
+    dptest::ServiceProcess service_{{"--sessions", "700", "--seed", "7", "--calls", std::to_string(kCalls)}};
 };
-dptest::ServiceProcess *KernelTables::service_ = nullptr;
 
 TEST_F(KernelTables, ChunksHoldWholeRecordsWithinAnyBuffer) {
     const struct {
@@ -165,9 +157,9 @@ TEST_F(KernelTables, TerminateReleasesCursors) {
         ASSERT_NE(handles.back(), DUMP_INVALID_HANDLE);
         EXPECT_EQ(DUMP_Pull(handles.back(), 7912, b.data(), &got), kContinue);
     }
-    EXPECT_EQ(open_cursors(service_->rundir()), std::optional<uint32_t>(3));
+    EXPECT_EQ(open_cursors(service_.rundir()), std::optional<uint32_t>(3));
     for (const uint32_t h : handles) DUMP_Terminate(h);
-    EXPECT_TRUE(dptest::wait_until([&] { return open_cursors(service_->rundir()) == 0u; }));
+    EXPECT_TRUE(dptest::wait_until([&] { return open_cursors(service_.rundir()) == 0u; }));
     EXPECT_EQ(dptest::open_fd_count(), fds);
 }
 

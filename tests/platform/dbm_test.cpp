@@ -35,17 +35,13 @@ class DbmTest : public ::testing::Test {
 protected:
     TempDir dir_;
     ScopedEnv data_{"DPMGMT_DATADIR", dir_.path().c_str()};
-    std::vector<uint64_t> opened_;
+    uint64_t h_ = DBM_INVALID_HANDLE;  // the one database a test opens
 
     uint64_t open(const char *db, const char *module = "testmod") {
-        uint64_t h = DBM_INVALID_HANDLE;
-        EXPECT_EQ(DBM_Open(db, module, 7, &kDesc, &h, 1), 0u);
-        opened_.push_back(h);
-        return h;
+        EXPECT_EQ(DBM_Open(db, module, 7, &kDesc, &h_, 1), 0u);
+        return h_;
     }
-    void TearDown() override {
-        for (const uint64_t h : opened_) DBM_Close(h);
-    }
+    void TearDown() override { DBM_Close(h_); }
     // Every element of a list in iterator order.
     static Elems walk(uint64_t h, const std::string &key, uint32_t elemLen) {
         Elems out;

@@ -2,7 +2,6 @@
 // What the platform reports when a peer fails it: a kernel that answers
 // "more" with nothing for ever, a service binary that cannot be started.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>

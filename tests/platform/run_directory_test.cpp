@@ -3,12 +3,10 @@
 // others are refused, files are never reached through planted links, only
 // a socket that answers is a running service, and the configuration
 // database is private.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
