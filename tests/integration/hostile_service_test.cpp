@@ -74,18 +74,13 @@ T *as(uint8_t *p) {
 
 // Inputs of the commands: plausible, and never changed by them.
 const SESSION_AGING_S kAging{};
-const SESSION_LOGPOLICY_REQ_S kLogPolicy{};
-const SESSION_FLOW_S kFlow{};
 const SESSION_TABLEKEY_S kTableKey{};
 const SESSION_DUMPKEY_S kDumpKey{};
 const SESSION_RELATION_KEY_S kRelationKey{};
 const uint32_t kWords[3] = {1, 0, 0};
-const uint16_t kNumLog = 1;
 const uint8_t kSelector = 0;
-const CONNLMT_RULE_S kRule{0, 3000, "", 0, 1, 1, {0, 0, 0}, 1};
 const CONNLMT_STATNODE_FILTER_S kStatFilter{};
 const uint16_t kNodes[2] = {1, 2};
-char g_callId[SQA_CALLID_SIZE] = "call-1";
 
 // A control call that returns nothing; it must merely come back.
 uint32_t sent(void (*send)(uint32_t, uint32_t, const void *), uint32_t cmd) {
@@ -94,70 +89,45 @@ uint32_t sent(void (*send)(uint32_t, uint32_t, const void *), uint32_t cmd) {
 }
 uint8_t g_samples[2 * 49152];
 
-// The service's commands: one per exchange helper and reply record (result
-// word, record query, switch, single value, policy records, patient reset,
-// the raw exchange); commands that differ only in their type code go
-// through the same helper and are left out.
+// The service's commands: one per exchange helper (record send, word list,
+// current record, switch, single value, policy records, patient reset, the
+// raw exchange); commands that go through the same helper are left out.
 const Call kServiceCalls[] = {
     CALL(Command, 0, SESSION_IPC_SetAppAging(&kAging)),
     CALL(Command, 4 * SESSION_APP_COUNT, SESSION_IPC_GetAllAppAging(as<uint32_t>(r))),
-    CALL(Command, 0, SESSION_IPC_SetLogPolicy(&kLogPolicy)),
     CALL(NotExist, sizeof(SESSION_LOGPOLICY_REQ_S), SESSION_IPC_GetLogPolicy(as<SESSION_LOGPOLICY_REQ_S>(r))),
     CALL(Command, sizeof(SESSION_FLOW_S), SESSION_IPC_GetLogFlow(as<SESSION_FLOW_S>(r))),
-    CALL(Command, 0, SESSION_IPC_SetLogTime(&kWords[0])),
-    CALL(Command, 4, SESSION_IPC_GetLogTime(as<uint32_t>(r))),
-    CALL(Command, 0, SESSION_IPC_SetNumLog(&kNumLog)),
-    CALL(Command, sizeof(SESSION_PERSIST_S), SESSION_IPC_GetPersist(as<SESSION_PERSIST_S>(r))),
-    CALL(Command, 4 * SESSION_DEBUG_WORD_COUNT, SESSION_IPC_GetAllDebug(as<uint32_t>(r))),
     CALL(Command, SESSION_TOP_STATISTICS_REPLY_SIZE,
          SESSION_IPC_DisTopStatistics(1, SESSION_TOP_STATISTICS_REPLY_SIZE, r)),
     CALL(Command, SESSION_TOP_SAMPLES_REPLY_SIZE,
          SESSION_IPC_GetTopStatistics(kWords, SESSION_TOP_SAMPLES_REPLY_SIZE, r)),
     CALL(Command, 0, SESSION_ResetSession(0, &kTableKey)),
-    CALL(Command, 0, SESSION_IPC_ResetRelation(0, &kSelector)),
-    CALL(Command, 0, SESSION_IPC_ResetStatistics(0)),
     CALL(Command, 0, SESSION_IPC_ResetStatFail(0, 1)),
     CALL(Command, 0, SESSION_IPC_SetSessionSyncSwitch(1)),
     CALL(Command, 2, SESSION_IPC_GetSessionSyncSwitch(as<uint16_t>(r))),
-    CALL(Command, 0, SESSION_IPC_SetSessionSyncAppSwitch(1, 1)),
-    CALL(Command, 2, SESSION_IPC_GetSessionSyncAppSwitch(as<uint16_t>(r))),
     CALL(Command, 0, SESSION_IPC_SetMaximum(2, 1000)),
     CALL(Command, 0, SESSION_SetMaximum(2, 1000)),
     CALL(Value, 0, SESSION_GetMaximum(2)),
-    CALL(Command, 4, HOTBACKUP_Ipc_GetDebug(as<uint32_t>(r))),
-    CALL(Command, 0, HOTBACKUP_Ipc_SetDebug(1, 1)),
     CALL(Command, sizeof(CONNLMT_DEBUG_S), CONNLMT_ipc_GetDebug(as<CONNLMT_DEBUG_S>(r))),
     CALL(Command, 0, CONNLMT_ipc_AddPolicy(1, 0)),
-    CALL(Command, 0, CONNLMT_ipc_AddRule(&kRule)),
     CALL(NotExist, sizeof(CONNLMT_RULE_S), CONNLMT_ipc_GetRule(1, 1, 0, as<CONNLMT_RULE_S>(r))),
-    CALL(Command, 0, CONNLMT_ipc_ApplyPolicy(0, 1, 0)),
     CALL(Command, 2, CONNLMT_ipc_GetApplyPolicy(0, 0, as<uint16_t>(r))),
     CALL(Refused, sizeof(CONNLMT_POLICY_S), CONNLMT_ipc_GetPolicy(1, 0, as<CONNLMT_POLICY_S>(r))),
-    CALL(Refused, sizeof(CONNLMT_POLICY_S), CONNLMT_ipc_GetNextPolicy(0, 0, as<CONNLMT_POLICY_S>(r))),
-    CALL(Command, 2, CONNLMT_ipc_GetNextPolicyID(0, 0, as<uint16_t>(r))),
     CALL(Refused, sizeof(CONNLMT_APPLYLIST_S), CONNLMT_ipc_GetPolicyApplyList(1, 0, as<CONNLMT_APPLYLIST_S>(r))),
-    CALL(Command, 4, CONNLMT_ipc_GetPolicyTotalNumber(0, as<uint32_t>(r))),
     CALL(Refused, sizeof(CONNLMT_POLICYINFO_S),
          CONNLMT_ipc_GetPolicyInfo(1, 0, sizeof(CONNLMT_POLICYINFO_S), as<CONNLMT_POLICYINFO_S>(r))),
-    CALL(Refused, sizeof(CONNLMT_POLICYINFO_S), CONNLMT_ipc_GetNextPolicyInfo(0, 0, as<CONNLMT_POLICYINFO_S>(r))),
     CALL(Command, 0, SQA_IPC_SetSipEnable(1)),
-    CALL(Command, 0, SQA_IPC_SetSipDbg(1, 1)),
     CALL(Command, 0, SQA_IPC_SetSipFilterIp(1, 2, 1)),
     CALL(Command, sizeof(SQA_REMARK_S), SQA_IPC_GetRemark(as<SQA_REMARK_S>(r))),
-    CALL(Command, sizeof(SQA_SWITCH_QUERY_S), SQA_IPC_GetSqaEnable(as<SQA_SWITCH_QUERY_S>(r))),
-    CALL(Command, sizeof(SQA_FILTER_QUERY_S), SQA_IPC_GetFilterAddress(as<SQA_FILTER_QUERY_S>(r))),
     CALL(Command, 64, SESSION_MSG_SendRecvMsg(3184, 9, 0, nullptr, 64, r)),
     CALL(Command, 64, SESSION_MSG_SendRecvMsg_DontWait(3184, 9, 0, nullptr, 64, r)),
 };
 
-// The kernel's displays and queries: every table walk, single-record
-// query, sample reader and control call.
+// The kernel's displays and queries: a table walk of each shape, the
+// single-record queries, sample readers and control calls.
 const Call kKernelCalls[] = {
     CALL(Table, 0, SESSION_DisplaySession(1, &kDumpKey, 1)),
-    CALL(Table, 0, SESSION_DisplayFastforwardSession(1, &kTableKey, 1)),
-    CALL(Table, 0, SESSION_DisplayMcfsTable(1, &kDumpKey, 1)),
     CALL(Table, 0, SESSION_DisplayRelation(1, &kSelector)),
-    CALL(Table, 0, SESSION_DisplaySessionKernel(1, &kDumpKey)),
     CALL(Table, 0, SESSION_DisplayRelationInfo(1, &kRelationKey)),
     CALL(Opened, 0, SESSION_DisplayStatistics(1, &kDumpKey)),
     CALL(Single, sizeof(SESSION_STAT_S), SESSION_GetStatistics(1, as<SESSION_STAT_S>(r))),
@@ -177,15 +147,6 @@ const Call kKernelCalls[] = {
          if (rc == 0) std::memcpy(r, &count, 4);
          return rc;
      }},
-    // Returns the sum of the averages: no sample, no average.
-    {"SESSION_HisCom_GetStatics", Zero, 0,
-     [](uint8_t *) {
-         SESSION_HISAVG_S averages{};
-         SESSION_HisCom_GetStatics(1, &averages);
-         uint32_t sum = 0;
-         for (uint32_t a : averages.auiAverage) sum += a;
-         return sum;
-     }},
     // Returns the samples collected from two nodes.
     {"Session_GetTopStatTick", Zero, 0,
      [](uint8_t *) {
@@ -199,9 +160,7 @@ const Call kKernelCalls[] = {
     CALL(StatNodes, 0, CONNLMT_Dump_DisStatNodes(1, 0, &kStatFilter, 1)),
     CALL(Single, sizeof(CONNLMT_STATISTICS_S), CONNLMT_Dump_GetStatistics(1, 0, as<CONNLMT_STATISTICS_S>(r))),
     CALL(Zero, 0, SQA_DUMP_DisSipCallEntry(1)),
-    CALL(Zero, 0, SQA_DUMP_DisSipCallEntryVerbose(1, g_callId, 1)),
     CALL(Zero, 0, SQA_DUMP_DisH323CallEntry(1)),
-    CALL(Zero, 0, SQA_DUMP_ProbeDisH323CallEntry(1, "call-1")),
     CALL(Control, 0, SQA_DUMP_DisSipCallEntryStatistics()),
     CALL(Control, sizeof(SQA_CALL_STATISTICS_S), SQA_DUMP_PullStatistics(0, as<SQA_CALL_STATISTICS_S>(r))),
     CALL(Control, 0, SQA_DUMP_DisDebugFlag()),

@@ -12,23 +12,15 @@ namespace {
 using dptest::be32;
 using dptest::Bytes;
 using dptest::operator+;
-using dptest::get_be32;
 
 const Bytes kErrorReply = be32(0xFFFFFFFFu) + be32(8);
 
 class ServiceProtocol : public ::testing::Test {
 protected:
-    // The payload of a reply, after checking its header; empty when none.
-    Bytes query(uint32_t type, const Bytes &payload) {
-        const auto reply = client.exchange(type, payload);
-        EXPECT_TRUE(reply && reply->size() >= 8 && get_be32(reply->data()) == type &&
-                    get_be32(reply->data() + 4) == reply->size())
-            << "type " << type;
-        return reply && reply->size() >= 8 ? Bytes(reply->begin() + 8, reply->end()) : Bytes{};
+    std::optional<Bytes> exchange(uint32_t type, size_t length) {
+        return dptest::svc_exchange(svc.rundir(), type, Bytes(length, 0));
     }
-
     dptest::ServiceProcess svc{{"--sessions", "50"}};
-    dptest::SvcClient client{svc.rundir()};
 };
 
 TEST_F(ServiceProtocol, WrongLengthsAndUnknownTypesGetTheErrorReply) {
@@ -37,14 +29,15 @@ TEST_F(ServiceProtocol, WrongLengthsAndUnknownTypesGetTheErrorReply) {
                                   {29, 96, 112}, {49, 2, 4},  {83, 12, 12},   {86, 16, 16}};
     for (const auto &[type, request, reply] : shapes) {
         SCOPED_TRACE("type " + std::to_string(type));
-        EXPECT_EQ(query(type, Bytes(request, 0)).size(), reply);
-        EXPECT_EQ(client.exchange(type, Bytes(request + 1, 0)), kErrorReply);
+        const auto answer = exchange(type, request);
+        ASSERT_TRUE(answer && answer->size() == 8 + reply);
+        EXPECT_EQ(Bytes(answer->begin(), answer->begin() + 8), be32(type) + be32(8 + reply));
+        EXPECT_EQ(exchange(type, request + 1), kErrorReply);
         if (request > 0) {
-            EXPECT_EQ(client.exchange(type, Bytes(request - 1, 0)), kErrorReply);
+            EXPECT_EQ(exchange(type, request - 1), kErrorReply);
         }
     }
-    for (uint32_t type : {8u, 23u, 66u, 88u, 0x7FFFFFFFu})
-        EXPECT_EQ(client.exchange(type, Bytes(4, 0)), kErrorReply) << type;
+    for (uint32_t type : {8u, 23u, 66u, 88u, 0x7FFFFFFFu}) EXPECT_EQ(exchange(type, 4), kErrorReply) << type;
 }
 
 TEST_F(ServiceProtocol, SigtermRemovesSocketsAndPidFile) {

@@ -52,20 +52,12 @@ public:
 
     pid_t pid() const { return pid_; }
 
-    // Exactly n bytes within 20 s in all; false on end of stream or time-out.
+    // Exactly n bytes, each read within 20 s; false on end of stream or time-out.
     bool read_exact(void *buf, size_t n) {
         auto *p = static_cast<uint8_t *>(buf);
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (n > 0) {
-            const auto left =
-                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now())
-                    .count();
+        for (ssize_t got = 0; n > 0; p += got, n -= static_cast<size_t>(got)) {
             pollfd pfd{fd_, POLLIN, 0};
-            if (left <= 0 || ::poll(&pfd, 1, static_cast<int>(left)) <= 0) return false;
-            const ssize_t got = ::read(fd_, p, n);
-            if (got <= 0) return false;
-            p += got;
-            n -= static_cast<size_t>(got);
+            if (::poll(&pfd, 1, 20000) <= 0 || (got = ::read(fd_, p, n)) <= 0) return false;
         }
         return true;
     }
@@ -102,10 +94,6 @@ private:
     int fd_ = -1;
 };
 
-inline bool write_all(int fd, const void *p, size_t n) {
-    return ::write(fd, p, n) == static_cast<ssize_t>(n);
-}
-
 // The result of a program run to its end.
 struct CliResult {
     int status = -1;        // exit code; 128 + signal number when killed by a signal
@@ -114,24 +102,29 @@ struct CliResult {
     std::string err;        // standard error, byte for byte
 };
 
-// Runs `path` with `args` (standard input /dev/null), capturing both output
-// streams into files (a child that writes a lot never blocks on a parent
-// only waiting for it); killed with SIGKILL after timeoutSec seconds.
+// Runs `path` with `args` in this (child) process: standard input
+// /dev/null, the output streams into the files out and err.
+inline int exec_program(const std::string &path, const std::vector<std::string> &args, const std::string &out,
+                        const std::string &err) {
+    std::vector<char *> argv{const_cast<char *>(path.c_str())};
+    for (const std::string &a : args) argv.push_back(const_cast<char *>(a.c_str()));
+    argv.push_back(nullptr);
+    ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), 0);
+    ::dup2(::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), 1);
+    ::dup2(::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), 2);
+    ::execv(path.c_str(), argv.data());
+    return 127;
+}
+
+// Runs the program to its end, both output streams captured through files
+// (a child that writes a lot never blocks on a parent only waiting for it);
+// killed with SIGKILL after timeoutSec seconds.
 inline CliResult run_program(const std::string &path, const std::vector<std::string> &args, int timeoutSec = 30) {
     TempDir dir;
     const std::string out = dir.path() + "/out", err = dir.path() + "/err";
     CliResult result;
     {
-        Child child([&](int) {
-            std::vector<char *> argv{const_cast<char *>(path.c_str())};
-            for (const std::string &a : args) argv.push_back(const_cast<char *>(a.c_str()));
-            argv.push_back(nullptr);
-            ::dup2(::open("/dev/null", O_RDONLY | O_CLOEXEC), 0);
-            ::dup2(::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), 1);
-            ::dup2(::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), 2);
-            ::execv(path.c_str(), argv.data());
-            return 127;
-        });
+        Child child([&](int) { return exec_program(path, args, out, err); });
         result.status = child.wait_exit(std::chrono::seconds(timeoutSec));
         result.timedOut = result.status == -1;
         if (result.timedOut) result.status = child.kill9();

@@ -24,12 +24,6 @@ constexpr uint8_t kGarbage = 0xA5;
 constexpr size_t kOversizedDatagram = 65000;
 constexpr size_t kServiceBuffer = 1 << 17;
 
-int bound_socket(int type, const std::string &path) {
-    const int fd = bind_unix(type, path);
-    if (fd < 0) throw std::runtime_error("bind " + path + ": " + std::strerror(errno));
-    return fd;
-}
-
 // The datagram the service answers every request with; none when silent.
 bool service_reply(Hostility how, Bytes &out) {
     const Bytes replies[] = {
@@ -52,62 +46,43 @@ struct KernelConn {
     uint32_t pulls = 0;
 };
 
-enum class After { Keep, HangUp };
-
 Bytes frame(uint32_t op, uint32_t result, const Bytes &body, uint32_t claimedExtra = 0) {
-    Bytes out = kernel_frame(op, host32(result) + body);
-    const uint32_t claimed = static_cast<uint32_t>(4 + body.size()) + claimedExtra;
-    std::memcpy(&out[4], &claimed, 4);
-    return out;
+    return host32(op) + host32(static_cast<uint32_t>(4 + body.size()) + claimedExtra) + host32(result) + body;
 }
 
-// The answer to one complete request frame: what to send, and whether to
-// hang up afterwards.
-After kernel_answer(Hostility how, KernelConn &conn, uint32_t op, const uint8_t *payload, uint32_t len, Bytes &out) {
+// The answer to one complete request frame into out; false hangs up after it.
+bool kernel_answer(Hostility how, uint32_t &pulls, uint32_t op, const Bytes &payload, Bytes &out) {
     out.clear();
-    if (how == Hostility::Silent || op == dpsim::kOpControlAsync) return After::Keep;
-    if (how == Hostility::Empty) return After::HangUp;
+    if (how == Hostility::Silent || op == dpsim::kOpControlAsync) return true;
+    if (how == Hostility::Empty) return false;
     if (op == dpsim::kOpDumpRequest || op == dpsim::kOpCursorCount) {
         out = frame(op, 0, {});  // the dump opens (no cursors to count)
-        return After::Keep;
+        return true;
     }
     // How much the client asked for: a pull names its buffer, a control
     // call its reply capacity (after node, 0 and the command).
     uint32_t asked = 0;
-    if (op == dpsim::kOpDumpPull && len >= 4) std::memcpy(&asked, payload, 4);
-    if (op == dpsim::kOpControl && len >= 12) std::memcpy(&asked, payload + 8, 4);
+    if (op == dpsim::kOpDumpPull && payload.size() >= 4) std::memcpy(&asked, payload.data(), 4);
+    if (op == dpsim::kOpControl && payload.size() >= 12) std::memcpy(&asked, payload.data() + 8, 4);
     asked = std::min<uint32_t>(asked, dpsim::kKernelMaxFrame);
     const bool pull = op == dpsim::kOpDumpPull;
     switch (how) {
-        case Hostility::Short:
-            if (pull && conn.pulls++ > 0)
-                out = frame(op, 0, {});  // the dump is over
-            else
-                out = frame(op, pull ? kMore : 0, {'a', 'b', 'c'});
-            return After::Keep;
+        case Hostility::Short:  // a short chunk, then the end of the dump
+            out = pull && pulls++ > 0 ? frame(op, 0, {}) : frame(op, pull ? kMore : 0, {'a', 'b', 'c'});
+            break;
         case Hostility::Oversized:
             out = frame(op, pull ? kMore : 0, Bytes(asked + 64, 0x11));
-            return After::Keep;
+            break;
         case Hostility::WrongLength:
             out = frame(op, pull ? kMore : 0, Bytes(8, 0x22), 100);
-            return After::HangUp;
+            return false;
         case Hostility::Garbage:
             out.assign(64, kGarbage);
-            return After::Keep;
+            break;
         default:
-            out = frame(op, kMore, {});
-            return After::Keep;  // "more", and nothing
+            out = frame(op, kMore, {});  // "more", and nothing
     }
-}
-
-void send_quietly(int fd, const Bytes &b) {
-    size_t done = 0;
-    while (done < b.size()) {
-        const ssize_t n = ::send(fd, b.data() + done, b.size() - done, MSG_NOSIGNAL);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return;  // the client gave up on us: its business
-        done += static_cast<size_t>(n);
-    }
+    return true;
 }
 
 }  // namespace
@@ -117,16 +92,13 @@ Bytes host32(uint32_t v) {
 }
 
 Bytes kernel_frame(uint32_t op, const Bytes &payload) {
-    Bytes out = host32(op) + host32(static_cast<uint32_t>(payload.size()));
-    out.insert(out.end(), payload.begin(), payload.end());
-    return out;
+    return host32(op) + host32(static_cast<uint32_t>(payload.size())) + payload;
 }
 
 const char *hostility_name(Hostility how) {
     static const char *const kNames[] = {"Silent",      "Short",   "Empty",          "Oversized",
                                          "WrongLength", "Garbage", "MoreWithNothing"};
-    const auto i = static_cast<size_t>(how);
-    return i < std::size(kNames) ? kNames[i] : "?";
+    return kNames[static_cast<size_t>(how)];
 }
 
 HostilePeer::HostilePeer(Hostility how, KernelScript script)
@@ -135,17 +107,15 @@ HostilePeer::HostilePeer(Hostility how, KernelScript script)
       rundirEnv_("DPMGMT_RUNDIR", dir_.path().c_str()),
       datadirEnv_("DPMGMT_DATADIR", dir_.path().c_str()) {
     if (dir_.path().empty()) throw std::runtime_error("no temporary run directory");
-    service_ = bound_socket(SOCK_DGRAM, dir_.path() + "/svc-3184.sock");
-    kernel_ = bound_socket(SOCK_STREAM, dir_.path() + "/kernel.sock");
-    if (::pipe2(stop_, O_CLOEXEC) != 0) throw std::runtime_error("pipe: " + std::string(std::strerror(errno)));
+    service_ = bind_unix(SOCK_DGRAM, dir_.path() + "/svc-3184.sock");
+    kernel_ = bind_unix(SOCK_STREAM, dir_.path() + "/kernel.sock");
+    if (service_ < 0 || kernel_ < 0 || ::pipe2(stop_, O_CLOEXEC) != 0)
+        throw std::runtime_error("hostile peer: " + std::string(std::strerror(errno)));
     thread_ = std::thread([this] { serve(); });
 }
 
 HostilePeer::~HostilePeer() {
-    if (stop_[1] >= 0) {
-        const char b = 'x';
-        (void)!::write(stop_[1], &b, 1);
-    }
+    if (stop_[1] >= 0) (void)!::write(stop_[1], "x", 1);
     if (thread_.joinable()) thread_.join();
     for (int fd : {service_, kernel_, stop_[0], stop_[1]})
         if (fd >= 0) ::close(fd);
@@ -158,11 +128,7 @@ void HostilePeer::serve() {
     for (;;) {
         std::vector<pollfd> fds = {{stop_[0], POLLIN, 0}, {service_, POLLIN, 0}, {kernel_, POLLIN, 0}};
         for (const auto &c : conns) fds.push_back({c.first, POLLIN, 0});
-        if (::poll(fds.data(), fds.size(), -1) < 0) {
-            if (errno == EINTR) continue;
-            break;
-        }
-        if (fds[0].revents != 0) break;
+        if ((::poll(fds.data(), fds.size(), -1) < 0 && errno != EINTR) || fds[0].revents != 0) break;
         if (fds[1].revents & POLLIN) {
             sockaddr_un from{};
             socklen_t fromLen = sizeof from;
@@ -191,19 +157,15 @@ void HostilePeer::serve() {
             while (!hangUp && conn.in.size() >= sizeof(dpsim::FrameHeader)) {
                 dpsim::FrameHeader h{};
                 std::memcpy(&h, conn.in.data(), sizeof h);
-                if (h.length > dpsim::kKernelMaxFrame) {
-                    hangUp = true;
-                    break;
-                }
-                if (conn.in.size() < sizeof h + h.length) break;
+                hangUp = h.length > dpsim::kKernelMaxFrame;
+                if (hangUp || conn.in.size() < sizeof h + h.length) break;
                 ++kernelRequests_;
-                const uint8_t *payload = conn.in.data() + sizeof h;
-                const After after = !script_ ? kernel_answer(how_, conn, h.op, payload, h.length, out)
-                                    : script_(h.op, Bytes(payload, payload + h.length), out) ? After::Keep
-                                                                                             : After::HangUp;
-                conn.in.erase(conn.in.begin(), conn.in.begin() + static_cast<long>(sizeof h + h.length));
-                if (!out.empty()) send_quietly(fd, out);
-                hangUp = after == After::HangUp;
+                const auto end = conn.in.begin() + static_cast<long>(sizeof h + h.length);
+                const Bytes payload(conn.in.begin() + sizeof h, end);
+                conn.in.erase(conn.in.begin(), end);
+                hangUp = !(script_ ? script_(h.op, payload, out) : kernel_answer(how_, conn.pulls, h.op, payload, out));
+                // A blocking send: all of it, or the client gave up on us.
+                if (!out.empty()) (void)::send(fd, out.data(), out.size(), MSG_NOSIGNAL);
             }
             if (hangUp) {
                 ::close(fd);

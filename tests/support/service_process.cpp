@@ -45,9 +45,9 @@ void ServiceProcess::start(const std::vector<std::string> &args) {
         return 127;
     });
     // No such message: any answer proves the service is up.
-    SvcClient probe(dir_.path());
-    if (wait_until(
-            [&] { return child_->wait_exit(std::chrono::milliseconds(0)) != -1 || probe.exchange(~1u, {}, 50); }) &&
+    if (wait_until([&] {
+            return child_->wait_exit(std::chrono::milliseconds(0)) != -1 || svc_exchange(dir_.path(), ~1u, {}, 50);
+        }) &&
         child_->pid() > 0)
         return;
     const bool exited = child_->pid() <= 0;
@@ -93,36 +93,20 @@ std::string capture_stdout(std::function<void()> fn) {
     return read_text(path);
 }
 
-// ------------------------------------------------------------ SvcClient ----
-
-SvcClient::SvcClient(const std::string &rundir) : path_(rundir + "/svc-3184.sock") {
-    fd_ = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd_ < 0) fail("socket");
-    sockaddr_un self{};
-    self.sun_family = AF_UNIX;
-    if (::bind(fd_, reinterpret_cast<sockaddr *>(&self), sizeof(sa_family_t)) != 0) {  // autobind
-        ::close(fd_);
-        fail("bind");
-    }
-    int big = 1 << 20;
-    ::setsockopt(fd_, SOL_SOCKET, SO_SNDBUF, &big, sizeof big);
-    ::setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &big, sizeof big);
-}
-
-SvcClient::~SvcClient() {
-    ::close(fd_);
-}
-
-std::optional<Bytes> SvcClient::exchange(uint32_t type, const Bytes &payload, int timeoutMs) {
+std::optional<Bytes> svc_exchange(const std::string &rundir, uint32_t type, const Bytes &payload, int timeoutMs) {
     const Bytes datagram = be32(type) + be32(static_cast<uint32_t>(8 + payload.size())) + payload;
-    const sockaddr_un to = unix_address(path_);
-    pollfd p{fd_, POLLIN, 0};
+    const sockaddr_un self{AF_UNIX, {}}, to = unix_address(rundir + "/svc-3184.sock");
+    const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    pollfd p{fd, POLLIN, 0};
     Bytes buf(128 * 1024);
-    if (::sendto(fd_, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr *>(&to), sizeof to) !=
-            static_cast<ssize_t>(datagram.size()) ||
-        ::poll(&p, 1, timeoutMs) <= 0)
-        return std::nullopt;
-    const ssize_t n = ::recv(fd_, buf.data(), buf.size(), MSG_DONTWAIT);
+    ssize_t n = -1;
+    // Autobound, so that the service can answer.
+    if (::bind(fd, reinterpret_cast<const sockaddr *>(&self), sizeof(sa_family_t)) == 0 &&
+        ::sendto(fd, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr *>(&to), sizeof to) ==
+            static_cast<ssize_t>(datagram.size()) &&
+        ::poll(&p, 1, timeoutMs) > 0)
+        n = ::recv(fd, buf.data(), buf.size(), MSG_DONTWAIT);
+    ::close(fd);
     if (n < 0) return std::nullopt;
     buf.resize(static_cast<size_t>(n));
     return buf;

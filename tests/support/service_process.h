@@ -9,8 +9,7 @@
 // test failure.
 //
 //   dptest::ServiceProcess svc;                  // dpservice is answering now
-//   dptest::SvcClient client(svc.rundir());
-//   auto reply = client.exchange(49, dptest::be16(1));
+//   auto reply = dptest::svc_exchange(svc.rundir(), 49, dptest::be16(1));
 //   auto cli = dptest::run_cli({"display", "session", "table"});
 #ifndef DPTEST_SERVICE_PROCESS_H
 #define DPTEST_SERVICE_PROCESS_H
@@ -83,25 +82,11 @@ std::optional<unsigned long> number_after(const std::string &text, const std::st
 // flushed before and after, and restored even if fn throws.
 std::string capture_stdout(std::function<void()> fn);
 
-// ------------------------------------------------- raw session service ----
-
-// A datagram socket of its own (autobound, so the service can answer),
-// talking to <rundir>/svc-3184.sock.
-class SvcClient {
-public:
-    explicit SvcClient(const std::string &rundir);
-    ~SvcClient();
-    SvcClient(const SvcClient &) = delete;
-    SvcClient &operator=(const SvcClient &) = delete;
-
-    // Sends header (type, 8 + payload length) + payload and returns the
-    // whole reply datagram, or nothing after timeoutMs.
-    std::optional<Bytes> exchange(uint32_t type, const Bytes &payload = {}, int timeoutMs = 5000);
-
-private:
-    int fd_ = -1;
-    std::string path_;
-};
+// Sends header (type, 8 + payload length) + payload to <rundir>/svc-3184.sock
+// from a socket of its own and returns the whole reply datagram, or nothing
+// after timeoutMs.
+std::optional<Bytes> svc_exchange(const std::string &rundir, uint32_t type, const Bytes &payload = {},
+                                  int timeoutMs = 5000);
 
 }  // namespace dptest
 

@@ -27,13 +27,6 @@
 
 namespace dptest {
 
-inline void remove_tree(const std::string &path) {
-    if (!path.empty())
-        ::nftw(
-            path.c_str(), [](const char *p, const struct stat *, int, FTW *) { return ::remove(p); }, 16,
-            FTW_DEPTH | FTW_PHYS);
-}
-
 // A directory under /tmp, removed with everything in it at the end.
 class TempDir {
 public:
@@ -43,7 +36,12 @@ public:
     }
     TempDir(const TempDir &) = delete;
     TempDir &operator=(const TempDir &) = delete;
-    ~TempDir() { remove_tree(path_); }
+    ~TempDir() {
+        if (!path_.empty())
+            ::nftw(
+                path_.c_str(), [](const char *p, const struct stat *, int, FTW *) { return ::remove(p); }, 16,
+                FTW_DEPTH | FTW_PHYS);
+    }
     const std::string &path() const { return path_; }
 
 private:
@@ -113,15 +111,13 @@ inline sockaddr_un unix_address(const std::string &path) {
 inline int bind_unix(int type, const std::string &path) {
     const int fd = ::socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
     const sockaddr_un addr = unix_address(path);
-    if (fd >= 0 && (path.size() >= sizeof addr.sun_path ||
-                    ::bind(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) != 0 ||
-                    (type == SOCK_STREAM && ::listen(fd, 16) != 0))) {
-        const int err = path.size() >= sizeof addr.sun_path ? ENAMETOOLONG : errno;
-        ::close(fd);
-        errno = err;
-        return -1;
-    }
-    return fd;
+    if (::bind(fd, reinterpret_cast<const sockaddr *>(&addr), sizeof addr) == 0 &&
+        (type != SOCK_STREAM || ::listen(fd, 16) == 0))
+        return fd;
+    const int err = errno;
+    ::close(fd);
+    errno = err;
+    return -1;
 }
 
 // SIGSTOPs the process for the scope; SIGCONT at the end, whatever happens.
