@@ -3,7 +3,8 @@
 """Inside a private network namespace: fills the connection-tracking table
 with N UDP entries, then lists it with `dpmgmt display session table` (through
 dpservice --data-plane netfilter) and with `conntrack -L`, and prints the
-time per entry of each, their ratio and the peak memory of the processes.
+time per entry of each (the median of five interleaved runs), their ratio and the
+peak memory of the processes.
 
 Usage (run by bench_netfilter_table.sh):
   unshare -n netfilter_table_bench.py BUILD SMALL LARGE
@@ -19,15 +20,30 @@ import tempfile
 import time
 
 
-def measure(driver, args, env=None):
-    """Elapsed seconds and peak resident KiB of one run of args (stdout
-    discarded), through the peak-RSS driver."""
-    t = time.monotonic()
-    r = subprocess.run([driver] + args, capture_output=True, text=True, env=env, timeout=600)
-    elapsed = time.monotonic() - t
+ROUNDS = 5
+
+
+def run_once(driver, args, env=None):
+    """Elapsed seconds and peak resident KiB of one run of args with stdout
+    discarded, timed by the peak-RSS driver from its fork to the command's
+    exit, so that the start-up of this script's own child process counts
+    for neither lister."""
+    r = subprocess.run([driver, '-t'] + args, capture_output=True, text=True, env=env, timeout=600)
     if r.returncode != 0:
         sys.exit('%s failed: %s' % (args[0], r.stderr))
-    return elapsed, int(r.stdout.split()[-1])
+    rss, seconds = r.stdout.split()[-2:]
+    return float(seconds), int(rss)
+
+
+def measure(driver, listers):
+    """Each lister once per round, ROUNDS rounds: a passing disturbance of
+    the machine falls on all of them alike.  Per lister the median time and
+    the largest peak resident size."""
+    runs = {name: [] for name in listers}
+    for _ in range(ROUNDS):
+        for name, (args, env) in listers.items():
+            runs[name].append(run_once(driver, args, env))
+    return {name: (sorted(t for t, _ in r)[ROUNDS // 2], max(k for _, k in r)) for name, r in runs.items()}
 
 
 def fill(n):
@@ -50,7 +66,7 @@ def count():
 
 
 def listing(build, driver):
-    """One run of each lister over the table as it is now; dpservice fresh."""
+    """The listers over the table as it is now; dpservice fresh."""
     rundir = tempfile.mkdtemp(prefix='dpmgmt-nfbench-')
     env = dict(os.environ, DPMGMT_RUNDIR=rundir, DPMGMT_PROFILE='host')
     pidfile = os.path.join(rundir, 'dpservice.pid')
@@ -61,11 +77,11 @@ def listing(build, driver):
         end = time.monotonic() + 10
         while not os.path.exists(pidfile) and time.monotonic() < end:
             time.sleep(0.05)
-        res = {
-            'table': measure(driver, [dpmgmt, 'display', 'session', 'table'], env),
-            'statistics': measure(driver, [dpmgmt, 'display', 'session', 'statistics'], env),
-            'conntrack': measure(driver, ['conntrack', '-L']),
-        }
+        res = measure(driver, {
+            'table': ([dpmgmt, 'display', 'session', 'table'], env),
+            'statistics': ([dpmgmt, 'display', 'session', 'statistics'], env),
+            'conntrack': (['conntrack', '-L'], None),
+        })
         with open('/proc/%d/status' % svc.pid) as f:
             res['service'] = next(int(line.split()[1]) for line in f if line.startswith('VmHWM:'))
     finally:

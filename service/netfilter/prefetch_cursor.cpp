@@ -44,8 +44,11 @@ uint8_t *PrefetchCursor::acquire() {
         count_ += made_;
         made_ = 0;
         if (pullerWaits_) cv_.notify_all();
+        // Wait for a hand-over's worth of free slots, not for one: a
+        // producer woken per freed slot would trade places with the
+        // puller record by record.
         producerWaits_ = true;
-        cv_.wait(lock, [this] { return cancelled_ || count_ < window_; });
+        cv_.wait(lock, [this] { return cancelled_ || window_ - count_ >= handOver_; });
         producerWaits_ = false;
         if (cancelled_) return nullptr;
         room_ = window_ - count_;
@@ -78,14 +81,15 @@ uint32_t PrefetchCursor::pull(std::vector<uint8_t> &out, uint32_t max) {
         pullerWaits_ = false;
         if (count_ == 0) break;  // done
         const uint32_t n = std::min(count_, room - given);
-        for (uint32_t i = 0; i < n; ++i) {
-            const uint8_t *rec = ring_.data() + size_t{(head_ + i) % window_} * size_;
-            out.insert(out.end(), rec, rec + size_);
-        }
+        // At most two runs: up to the end of the ring, then from its start.
+        const uint32_t first = std::min(n, window_ - head_);
+        const uint8_t *ring = ring_.data();
+        out.insert(out.end(), ring + size_t{head_} * size_, ring + size_t{head_ + first} * size_);
+        out.insert(out.end(), ring, ring + size_t{n - first} * size_);
         head_ = (head_ + n) % window_;
         count_ -= n;
         given += n;
-        if (producerWaits_) cv_.notify_all();
+        if (producerWaits_ && window_ - count_ >= handOver_) cv_.notify_all();
     }
     return given == 0 ? 0 : kDumpContinue;
 }
