@@ -149,13 +149,25 @@ uint8_t icmp_answer(uint8_t protocol, uint8_t type) {
     return type;
 }
 
+using TupleAttrs = Attrs<CTA_TUPLE_MAX + 1>;
+using ProtoAttrs = Attrs<CTA_PROTO_MAX + 1>;
+
+// A tuple nest and its protocol nest, each read once.
+struct TupleNests {
+    TupleAttrs tuple;
+    ProtoAttrs proto;
+};
+TupleNests tuple_nests(const nlattr *nest) {
+    const TupleAttrs tuple = nested(nest, kTuple);
+    return {tuple, nested(tuple[CTA_TUPLE_PROTO], kProto)};
+}
+
 // One direction.  ICMP and ICMPv6 are keyed by the original direction's
 // identifier, type and code in both: the reply has the same identifier
 // and the answering type, as the kernel inverts it.
-void read_tuple(const nlattr *nest, uint8_t l3, const Attrs<CTA_PROTO_MAX + 1> &origProto, bool orig, Tuple &t) {
-    const auto tuple = nested(nest, kTuple);
-    const auto ip = nested(tuple[CTA_TUPLE_IP], kIp);
-    const auto proto = nested(tuple[CTA_TUPLE_PROTO], kProto);
+void read_tuple(const TupleNests &nests, uint8_t l3, const ProtoAttrs &origProto, bool orig, Tuple &t) {
+    const auto ip = nested(nests.tuple[CTA_TUPLE_IP], kIp);
+    const ProtoAttrs &proto = nests.proto;
     t.family = l3 == AF_INET ? kFamilyV4 : kFamilyV6;
     t.protocol = u8_or_0(proto[CTA_PROTO_NUM]);
     t.src.fill(0);
@@ -237,9 +249,9 @@ bool read_conntrack(const nlmsghdr *nlh, Session &s, CtExtra &x) {
     mnl_attr_parse(nlh, sizeof(nfgenmsg), keep_valid<CTA_MAX + 1>, &e);
     if (e[CTA_TUPLE_ORIG] == nullptr || e[CTA_TUPLE_REPLY] == nullptr || (l3 != AF_INET && l3 != AF_INET6))
         return false;
-    const auto origProto = nested(nested(e[CTA_TUPLE_ORIG], kTuple)[CTA_TUPLE_PROTO], kProto);
-    read_tuple(e[CTA_TUPLE_ORIG], l3, origProto, true, s.init);
-    read_tuple(e[CTA_TUPLE_REPLY], l3, origProto, false, s.reply);
+    const TupleNests orig = tuple_nests(e[CTA_TUPLE_ORIG]);
+    read_tuple(orig, l3, orig.proto, true, s.init);
+    read_tuple(tuple_nests(e[CTA_TUPLE_REPLY]), l3, orig.proto, false, s.reply);
     x.id = be32_or_0(e[CTA_ID]);
     x.use = be32_or_0(e[CTA_USE]);
     x.status = be32_or_0(e[CTA_STATUS]);
@@ -251,10 +263,10 @@ bool read_conntrack(const nlmsghdr *nlh, Session &s, CtExtra &x) {
     s.dsLite[0].fill(0);
     s.dsLite[1].fill(0);
     s.ifIndex[0] = s.ifIndex[1] = 0;  // the table does not record interfaces
-    const auto orig = nested(e[CTA_COUNTERS_ORIG], kCounters), repl = nested(e[CTA_COUNTERS_REPLY], kCounters);
-    s.packets[0] = cap32(counter(orig, CTA_COUNTERS_PACKETS, CTA_COUNTERS32_PACKETS));
+    const auto sent = nested(e[CTA_COUNTERS_ORIG], kCounters), repl = nested(e[CTA_COUNTERS_REPLY], kCounters);
+    s.packets[0] = cap32(counter(sent, CTA_COUNTERS_PACKETS, CTA_COUNTERS32_PACKETS));
     s.packets[1] = cap32(counter(repl, CTA_COUNTERS_PACKETS, CTA_COUNTERS32_PACKETS));
-    s.bytes[0] = cap32(counter(orig, CTA_COUNTERS_BYTES, CTA_COUNTERS32_BYTES));
+    s.bytes[0] = cap32(counter(sent, CTA_COUNTERS_BYTES, CTA_COUNTERS32_BYTES));
     s.bytes[1] = cap32(counter(repl, CTA_COUNTERS_BYTES, CTA_COUNTERS32_BYTES));
     s.startTime =
         static_cast<uint32_t>(be64_or_0(nested(e[CTA_TIMESTAMP], kTimestamp)[CTA_TIMESTAMP_START]) / 1000000000u);
@@ -272,8 +284,8 @@ bool read_expectation(const nlmsghdr *nlh, Relation &r, uint32_t &flags, uint32_
     Attrs<CTA_EXPECT_MAX + 1> e{kExpect};
     mnl_attr_parse(nlh, sizeof(nfgenmsg), keep_valid<CTA_EXPECT_MAX + 1>, &e);
     if (e[CTA_EXPECT_TUPLE] == nullptr || (l3 != AF_INET && l3 != AF_INET6)) return false;
-    read_tuple(e[CTA_EXPECT_TUPLE], l3, nested(nested(e[CTA_EXPECT_TUPLE], kTuple)[CTA_TUPLE_PROTO], kProto), true,
-               r.tuple);
+    const TupleNests tuple = tuple_nests(e[CTA_EXPECT_TUPLE]);
+    read_tuple(tuple, l3, tuple.proto, true, r.tuple);
     r.index = 0;
     r.dsLite.fill(0);
     r.ttl = be32_or_0(e[CTA_EXPECT_TIMEOUT]);
