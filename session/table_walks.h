@@ -19,11 +19,20 @@ inline constexpr uint32_t kRelationsPerBatch = 105;
 inline constexpr uint32_t kKernelSessionsPerBatch = 18;   // 18 x 432 = 7776 bytes
 inline constexpr uint32_t kRelationDetailsPerBatch = 38;  // 38 x 208 = 7904 bytes
 
+// A walk whose key record travels in network order: the caller's key is
+// converted in a copy.
+template <class Key, class Convert, class OnRecord>
+uint32_t walk_keyed(uint16_t node, uint32_t dumpType, const Key &key, void (*toWire)(Key *), uint32_t perBatch,
+                    Convert convert, OnRecord &onRecord) {
+    Key wire = key;
+    toWire(&wire);
+    return walk_table(node, dumpType, &wire, sizeof wire, perBatch, convert, onRecord);
+}
+
 template <class OnRecord>
 uint32_t walk_sessions(uint16_t node, uint32_t dumpType, const SESSION_DUMPKEY_S &key, OnRecord &&onRecord) {
-    SESSION_DUMPKEY_S wire = key;
-    SESSION_HTON_DUMPKEY(&wire);
-    return walk_table(node, dumpType, &wire, sizeof wire, dump::kSessionsPerBatch, SESSION_NTOH_TABLEINFO, onRecord);
+    return walk_keyed(node, dumpType, key, SESSION_HTON_DUMPKEY, dump::kSessionsPerBatch, SESSION_NTOH_TABLEINFO,
+                      onRecord);
 }
 
 // The session table (dump::kSession) and the Mcfs table (dump::kMcfs) share
@@ -40,9 +49,7 @@ uint32_t walk_mcfs_table(uint16_t node, const SESSION_DUMPKEY_S &key, OnRecord &
 
 template <class OnRecord>
 uint32_t walk_fastforward_table(uint16_t node, const SESSION_TABLEKEY_S &key, OnRecord &&onRecord) {
-    SESSION_TABLEKEY_S wire = key;
-    SESSION_HTON_TABLEKEY(&wire);
-    return walk_table(node, dump::kFastForward, &wire, sizeof wire, kFastforwardsPerBatch,
+    return walk_keyed(node, dump::kFastForward, key, SESSION_HTON_TABLEKEY, kFastforwardsPerBatch,
                       SESSION_NTOH_FASTFORWARDTABLEINFO, onRecord);
 }
 
@@ -58,18 +65,14 @@ inline void convert_kernel_session(SESSION_KERNELINFO_S *e) { swap_fields(e, kKe
 
 template <class OnRecord>
 uint32_t walk_session_kernel(uint16_t node, const SESSION_DUMPKEY_S &key, OnRecord &&onRecord) {
-    SESSION_DUMPKEY_S wire = key;
-    SESSION_HTON_DUMPKEY(&wire);
-    return walk_table(node, dump::kSessionKernel, &wire, sizeof wire, kKernelSessionsPerBatch, convert_kernel_session,
-                      onRecord);
+    return walk_keyed(node, dump::kSessionKernel, key, SESSION_HTON_DUMPKEY, kKernelSessionsPerBatch,
+                      convert_kernel_session, onRecord);
 }
 
 // The kernel's own record of each relation the key selects.
 template <class OnRecord>
 uint32_t walk_relation_details(uint16_t node, const SESSION_RELATION_KEY_S &key, OnRecord &&onRecord) {
-    SESSION_RELATION_KEY_S wire = key;
-    SESSION_HTON_RELATION_KEY(&wire);
-    return walk_table(node, dump::kRelationInfo, &wire, sizeof wire, kRelationDetailsPerBatch,
+    return walk_keyed(node, dump::kRelationInfo, key, SESSION_HTON_RELATION_KEY, kRelationDetailsPerBatch,
                       SESSION_NTOH_RELATIONINFOALL, onRecord);
 }
 
