@@ -2,8 +2,6 @@
 #include "ct_entry.h"
 
 #include <arpa/inet.h>
-#include <endian.h>
-#include <libmnl/libmnl.h>
 #include <linux/netfilter/nf_conntrack_common.h>
 #include <linux/netfilter/nf_conntrack_sctp.h>
 #include <linux/netfilter/nfnetlink.h>
@@ -13,11 +11,11 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <initializer_list>
 #include <limits>
 #include <span>
 #include <utility>
 
+#include "netfilter/nl_attrs.h"
 #include "traffic_wire.h"
 
 namespace dpsvc::nf {
@@ -33,53 +31,7 @@ uint32_t cap32(uint64_t v) {
     return static_cast<uint32_t>(std::min<uint64_t>(v, std::numeric_limits<uint32_t>::max()));
 }
 
-// The attributes of one message or nest, each kept by its type once it is
-// validated against the type's kind (and length, for fixed-size binaries).
-// A newer kernel's attributes beyond the table, and malformed ones, are
-// left out; what is left out reads as absent.
-struct Kind {
-    mnl_attr_data_type type = MNL_TYPE_UNSPEC;  // MNL_TYPE_UNSPEC: not read
-    size_t len = 0;
-};
-
-template <size_t N>
-using Kinds = std::array<Kind, N>;
-
-template <size_t N>
-struct Attrs {
-    const Kinds<N> &kinds;
-    const nlattr *tb[N] = {};
-    const nlattr *operator[](int type) const { return tb[type]; }
-};
-
-template <size_t N>
-int keep_valid(const nlattr *a, void *data) {
-    auto &attrs = *static_cast<Attrs<N> *>(data);
-    const uint16_t type = mnl_attr_get_type(a);
-    if (type >= N || attrs.kinds[type].type == MNL_TYPE_UNSPEC) return MNL_CB_OK;
-    const Kind &k = attrs.kinds[type];
-    if ((k.len != 0 ? mnl_attr_validate2(a, k.type, k.len) : mnl_attr_validate(a, k.type)) < 0) return MNL_CB_OK;
-    attrs.tb[type] = a;
-    return MNL_CB_OK;
-}
-
-template <size_t N>
-Attrs<N> nested(const nlattr *nest, const Kinds<N> &kinds) {
-    Attrs<N> attrs{kinds};
-    if (nest != nullptr) mnl_attr_parse_nested(nest, keep_valid<N>, &attrs);
-    return attrs;
-}
-
-constexpr Kind kU8{MNL_TYPE_U8}, kU16{MNL_TYPE_U16}, kU32{MNL_TYPE_U32}, kU64{MNL_TYPE_U64}, kNest{MNL_TYPE_NESTED},
-    kString{MNL_TYPE_NUL_STRING}, kV6{MNL_TYPE_BINARY, 16};
-
 // What is read of an entry, by nest.
-template <size_t N>
-constexpr Kinds<N> kinds(std::initializer_list<std::pair<int, Kind>> read) {
-    Kinds<N> k{};
-    for (const auto &[type, kind] : read) k[static_cast<size_t>(type)] = kind;
-    return k;
-}
 constexpr auto kEntry = kinds<CTA_MAX + 1>({{CTA_TUPLE_ORIG, kNest},
                                             {CTA_TUPLE_REPLY, kNest},
                                             {CTA_STATUS, kU32},
@@ -121,16 +73,6 @@ constexpr auto kCounters = kinds<CTA_COUNTERS_MAX + 1>({{CTA_COUNTERS_PACKETS, k
                                                         {CTA_COUNTERS32_BYTES, kU32}});
 constexpr auto kTimestamp = kinds<CTA_TIMESTAMP_MAX + 1>({{CTA_TIMESTAMP_START, kU64}});
 constexpr auto kHelp = kinds<CTA_HELP_MAX + 1>({{CTA_HELP_NAME, kString}});
-
-uint8_t u8_or_0(const nlattr *a) {
-    return a != nullptr ? mnl_attr_get_u8(a) : 0;
-}
-uint32_t be32_or_0(const nlattr *a) {
-    return a != nullptr ? ntohl(mnl_attr_get_u32(a)) : 0;
-}
-uint64_t be64_or_0(const nlattr *a) {
-    return a != nullptr ? be64toh(mnl_attr_get_u64(a)) : 0;
-}
 
 // A direction's counter: the 64-bit attribute, else the old 32-bit one.
 uint64_t counter(const Attrs<CTA_COUNTERS_MAX + 1> &c, int wide, int narrow) {
@@ -175,14 +117,14 @@ void read_tuple(const TupleNests &nests, uint8_t l3, const ProtoAttrs &origProto
     const int src = l3 == AF_INET ? CTA_IP_V4_SRC : CTA_IP_V6_SRC, dst = l3 == AF_INET ? CTA_IP_V4_DST : CTA_IP_V6_DST;
     if (ip[src] != nullptr) std::memcpy(t.src.data(), mnl_attr_get_payload(ip[src]), l3 == AF_INET ? 4 : 16);
     if (ip[dst] != nullptr) std::memcpy(t.dst.data(), mnl_attr_get_payload(ip[dst]), l3 == AF_INET ? 4 : 16);
-    t.srcPort = proto[CTA_PROTO_SRC_PORT] != nullptr ? ntohs(mnl_attr_get_u16(proto[CTA_PROTO_SRC_PORT])) : 0;
-    t.dstPort = proto[CTA_PROTO_DST_PORT] != nullptr ? ntohs(mnl_attr_get_u16(proto[CTA_PROTO_DST_PORT])) : 0;
+    t.srcPort = be16_or_0(proto[CTA_PROTO_SRC_PORT]);
+    t.dstPort = be16_or_0(proto[CTA_PROTO_DST_PORT]);
     const bool v6 = t.protocol == IPPROTO_ICMPV6;
     const nlattr *type = origProto[v6 ? CTA_PROTO_ICMPV6_TYPE : CTA_PROTO_ICMP_TYPE];
     if ((t.protocol == IPPROTO_ICMP || v6) && type != nullptr) {
         const nlattr *id = origProto[v6 ? CTA_PROTO_ICMPV6_ID : CTA_PROTO_ICMP_ID];
         const uint8_t ty = mnl_attr_get_u8(type);
-        t.srcPort = id != nullptr ? ntohs(mnl_attr_get_u16(id)) : 0;
+        t.srcPort = be16_or_0(id);
         t.dstPort = static_cast<uint16_t>((orig ? ty : icmp_answer(t.protocol, ty)) << 8 |
                                           u8_or_0(origProto[v6 ? CTA_PROTO_ICMPV6_CODE : CTA_PROTO_ICMP_CODE]));
     }
@@ -245,8 +187,7 @@ bool read_conntrack(const nlmsghdr *nlh, Session &s, CtExtra &x) {
     if (nlh->nlmsg_len < mnl_nlmsg_size(sizeof(nfgenmsg))) return false;
     const auto *nfg = static_cast<const nfgenmsg *>(mnl_nlmsg_get_payload(nlh));
     const uint8_t l3 = nfg->nfgen_family;
-    Attrs<CTA_MAX + 1> e{kEntry};
-    mnl_attr_parse(nlh, sizeof(nfgenmsg), keep_valid<CTA_MAX + 1>, &e);
+    const auto e = message_attrs(nlh, kEntry);
     if (e[CTA_TUPLE_ORIG] == nullptr || e[CTA_TUPLE_REPLY] == nullptr || (l3 != AF_INET && l3 != AF_INET6))
         return false;
     const TupleNests orig = tuple_nests(e[CTA_TUPLE_ORIG]);
@@ -256,7 +197,7 @@ bool read_conntrack(const nlmsghdr *nlh, Session &s, CtExtra &x) {
     x.use = be32_or_0(e[CTA_USE]);
     x.status = be32_or_0(e[CTA_STATUS]);
     x.mark = be32_or_0(e[CTA_MARK]);
-    x.zone = e[CTA_ZONE] != nullptr ? ntohs(mnl_attr_get_u16(e[CTA_ZONE])) : 0;
+    x.zone = be16_or_0(e[CTA_ZONE]);
     s.index = x.id;
     s.protoIndex = protocol_index(s.init.protocol);
     s.state = state_of(e[CTA_PROTOINFO], s.protoIndex, x.status);
@@ -281,8 +222,7 @@ bool read_conntrack(const nlmsghdr *nlh, Session &s, CtExtra &x) {
 bool read_expectation(const nlmsghdr *nlh, Relation &r, uint32_t &flags, uint32_t &klass) {
     if (nlh->nlmsg_len < mnl_nlmsg_size(sizeof(nfgenmsg))) return false;
     const uint8_t l3 = static_cast<const nfgenmsg *>(mnl_nlmsg_get_payload(nlh))->nfgen_family;
-    Attrs<CTA_EXPECT_MAX + 1> e{kExpect};
-    mnl_attr_parse(nlh, sizeof(nfgenmsg), keep_valid<CTA_EXPECT_MAX + 1>, &e);
+    const auto e = message_attrs(nlh, kExpect);
     if (e[CTA_EXPECT_TUPLE] == nullptr || (l3 != AF_INET && l3 != AF_INET6)) return false;
     const TupleNests tuple = tuple_nests(e[CTA_EXPECT_TUPLE]);
     read_tuple(tuple, l3, tuple.proto, true, r.tuple);

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "dpsim.h"
+#include "netfilter/nl_attrs.h"
 #include "netfilter/nl_socket.h"
 
 namespace dpsvc::nf {
@@ -98,53 +99,40 @@ private:
     uint64_t count_ = 0;
 };
 
-struct StatsCpu {
-    FailureCounters *out;
-};
-
-int on_stat_attr(const nlattr *attr, void *data) {
-    auto **tb = static_cast<const nlattr **>(data);
-    const int type = mnl_attr_get_type(attr);
-    if (mnl_attr_type_valid(attr, CTA_STATS_MAX) < 0) return MNL_CB_OK;
-    if (mnl_attr_validate(attr, MNL_TYPE_U32) < 0) return MNL_CB_OK;
-    tb[type] = attr;
-    return MNL_CB_OK;
-}
-
-uint32_t attr_u32(const nlattr *a) {
-    return a != nullptr ? ntohl(mnl_attr_get_u32(a)) : 0;
-}
+constexpr auto kStats = kinds<CTA_STATS_MAX + 1>({{CTA_STATS_FOUND, kU32},
+                                                  {CTA_STATS_INVALID, kU32},
+                                                  {CTA_STATS_INSERT_FAILED, kU32},
+                                                  {CTA_STATS_DROP, kU32},
+                                                  {CTA_STATS_EARLY_DROP, kU32},
+                                                  {CTA_STATS_ERROR, kU32},
+                                                  {CTA_STATS_SEARCH_RESTART, kU32},
+                                                  {CTA_STATS_CLASH_RESOLVE, kU32},
+                                                  {CTA_STATS_CHAIN_TOOLONG, kU32}});
+constexpr auto kStatsGlobal =
+    kinds<CTA_STATS_GLOBAL_MAX + 1>({{CTA_STATS_GLOBAL_ENTRIES, kU32}, {CTA_STATS_GLOBAL_MAX_ENTRIES, kU32}});
 
 int on_stats_cpu(const nlmsghdr *nlh, void *data) {
     FailureCounters &c = *static_cast<FailureCounters *>(data);
-    const nlattr *tb[CTA_STATS_MAX + 1] = {};
-    mnl_attr_parse(nlh, sizeof(nfgenmsg), on_stat_attr, tb);
-    c.found += attr_u32(tb[CTA_STATS_FOUND]);
-    c.invalid += attr_u32(tb[CTA_STATS_INVALID]);
-    c.insertFailed += attr_u32(tb[CTA_STATS_INSERT_FAILED]);
-    c.drop += attr_u32(tb[CTA_STATS_DROP]);
-    c.earlyDrop += attr_u32(tb[CTA_STATS_EARLY_DROP]);
-    c.error += attr_u32(tb[CTA_STATS_ERROR]);
-    c.searchRestart += attr_u32(tb[CTA_STATS_SEARCH_RESTART]);
-    c.clashResolve += attr_u32(tb[CTA_STATS_CLASH_RESOLVE]);
-    c.chainTooLong += attr_u32(tb[CTA_STATS_CHAIN_TOOLONG]);
-    return MNL_CB_OK;
-}
-
-int on_global_attr(const nlattr *attr, void *data) {
-    auto **tb = static_cast<const nlattr **>(data);
-    if (mnl_attr_type_valid(attr, CTA_STATS_GLOBAL_MAX) < 0) return MNL_CB_OK;
-    if (mnl_attr_validate(attr, MNL_TYPE_U32) < 0) return MNL_CB_OK;
-    tb[mnl_attr_get_type(attr)] = attr;
+    if (nlh->nlmsg_len < mnl_nlmsg_size(sizeof(nfgenmsg))) return MNL_CB_OK;
+    const auto tb = message_attrs(nlh, kStats);
+    c.found += be32_or_0(tb[CTA_STATS_FOUND]);
+    c.invalid += be32_or_0(tb[CTA_STATS_INVALID]);
+    c.insertFailed += be32_or_0(tb[CTA_STATS_INSERT_FAILED]);
+    c.drop += be32_or_0(tb[CTA_STATS_DROP]);
+    c.earlyDrop += be32_or_0(tb[CTA_STATS_EARLY_DROP]);
+    c.error += be32_or_0(tb[CTA_STATS_ERROR]);
+    c.searchRestart += be32_or_0(tb[CTA_STATS_SEARCH_RESTART]);
+    c.clashResolve += be32_or_0(tb[CTA_STATS_CLASH_RESOLVE]);
+    c.chainTooLong += be32_or_0(tb[CTA_STATS_CHAIN_TOOLONG]);
     return MNL_CB_OK;
 }
 
 int on_stats_global(const nlmsghdr *nlh, void *data) {
     auto *out = static_cast<uint32_t *>(data);
-    const nlattr *tb[CTA_STATS_GLOBAL_MAX + 1] = {};
-    mnl_attr_parse(nlh, sizeof(nfgenmsg), on_global_attr, tb);
-    out[0] = attr_u32(tb[CTA_STATS_GLOBAL_ENTRIES]);
-    out[1] = attr_u32(tb[CTA_STATS_GLOBAL_MAX_ENTRIES]);
+    if (nlh->nlmsg_len < mnl_nlmsg_size(sizeof(nfgenmsg))) return MNL_CB_OK;
+    const auto tb = message_attrs(nlh, kStatsGlobal);
+    out[0] = be32_or_0(tb[CTA_STATS_GLOBAL_ENTRIES]);
+    out[1] = be32_or_0(tb[CTA_STATS_GLOBAL_MAX_ENTRIES]);
     return MNL_CB_OK;
 }
 

@@ -23,7 +23,7 @@ namespace dpsvc::nf {
 namespace {
 
 // Records fetched ahead of the client: a few of its batches of pulls.  The
-// producer is handed an eighth of the window at a time, so that the two
+// puller is handed an eighth of the window at a time, so that the two
 // threads meet a few hundred times per 100,000 entries rather than once per
 // chunk (each meeting is a futex wake-up).  At most 1.7 MiB (kernel detail
 // records), whatever the size of the table.
@@ -93,21 +93,21 @@ std::unique_ptr<DumpCursor> open_relations(uint16_t node, std::span<const uint8_
     } else if (key[0] == kFamilyV4 || key[0] == kFamilyV6) {
         k[40] = key[0];
     }
-    const uint8_t family = k[40] == 0 ? AF_UNSPEC : k[40] == kFamilyV4 ? AF_INET : AF_INET6;
-    return std::make_unique<PrefetchCursor>(detail ? kRelationAllSize : kRelationSize, kWindow,
-                                            [k, family, detail](RecordSink &sink) {
-        walk_expectations(family, [&](const Relation &r, uint32_t flags, uint32_t klass, const nlmsghdr *) {
-            if (!relation_key_matches(k, r.tuple)) return true;
-            uint8_t *rec = sink.acquire();
-            if (rec == nullptr) return false;
-            if (detail)
-                write_exp_relation_all(rec, r, flags, klass);
-            else
-                write_relation(rec, r);
-            sink.publish();
-            return true;
+    const uint8_t family = family_of(k[40]);
+    return std::make_unique<PrefetchCursor>(
+        detail ? kRelationAllSize : kRelationSize, kWindow, [k, family, detail](RecordSink &sink) {
+            walk_expectations(family, [&](const Relation &r, uint32_t flags, uint32_t klass, const nlmsghdr *) {
+                if (!relation_key_matches(k, r.tuple)) return true;
+                uint8_t *rec = sink.acquire();
+                if (rec == nullptr) return false;
+                if (detail)
+                    write_exp_relation_all(rec, r, flags, klass);
+                else
+                    write_relation(rec, r);
+                sink.publish();
+                return true;
+            });
         });
-    });
 }
 
 std::unique_ptr<DumpCursor> single(std::vector<uint8_t> record) {
@@ -150,12 +150,17 @@ std::unique_ptr<DumpCursor> open_stat_fail(uint16_t node, std::span<const uint8_
     FailureCounters now;
     if (!failure_counters(now)) return nullptr;
     const FailureCounters &base = failure_baseline();
-    const uint64_t words[] = {now.insertFailed - base.insertFailed, now.drop - base.drop,
-                              now.earlyDrop - base.earlyDrop,       now.invalid - base.invalid,
-                              now.error - base.error,               now.searchRestart - base.searchRestart,
-                              now.clashResolve - base.clashResolve, now.chainTooLong - base.chainTooLong};
+    const uint64_t words[] = {now.insertFailed - base.insertFailed,
+                              now.drop - base.drop,
+                              now.earlyDrop - base.earlyDrop,
+                              now.invalid - base.invalid,
+                              now.error - base.error,
+                              now.searchRestart - base.searchRestart,
+                              now.clashResolve - base.clashResolve,
+                              now.chainTooLong - base.chainTooLong};
     std::vector<uint8_t> rec(68);
-    for (size_t i = 0; i < std::size(words); ++i) put32(rec.data(), 4 * static_cast<uint32_t>(i), static_cast<uint32_t>(words[i]));
+    for (size_t i = 0; i < std::size(words); ++i)
+        put32(rec.data(), 4 * static_cast<uint32_t>(i), static_cast<uint32_t>(words[i]));
     return single(std::move(rec));
 }
 
@@ -183,24 +188,31 @@ std::unique_ptr<DumpCursor> open_mcfs_stat(uint16_t node, std::span<const uint8_
     return single(std::vector<uint8_t>(48));
 }
 
-std::unique_ptr<DumpCursor> refuse(uint16_t, std::span<const uint8_t>) { return nullptr; }
+std::unique_ptr<DumpCursor> refuse(uint16_t, std::span<const uint8_t>) {
+    return nullptr;
+}
 
 }  // namespace
 
 void register_dumps() {
-    register_dump(0x140001, [](uint16_t node, std::span<const uint8_t> key) { return open_sessions(node, key, false); });
+    register_dump(0x140001,
+                  [](uint16_t node, std::span<const uint8_t> key) { return open_sessions(node, key, false); });
     register_dump(0x140024, [](uint16_t node, std::span<const uint8_t> key) { return open_sessions(node, key, true); });
-    register_dump(0x140002, [](uint16_t node, std::span<const uint8_t> key) { return open_relations(node, key, false); });
-    register_dump(0x140025, [](uint16_t node, std::span<const uint8_t> key) { return open_relations(node, key, true); });
+    register_dump(0x140002,
+                  [](uint16_t node, std::span<const uint8_t> key) { return open_relations(node, key, false); });
+    register_dump(0x140025,
+                  [](uint16_t node, std::span<const uint8_t> key) { return open_relations(node, key, true); });
     register_dump(0x140003, open_stat);
     register_dump(0x140016, open_stat_fail);
     register_dump(0x140023, open_global);
     register_dump(0x140015, open_mcfs_stat);
-    register_dump(0x140006, [](uint16_t node, std::span<const uint8_t> key) { return empty_table(node, key, kFastForwardSize); });
-    register_dump(0x140014, [](uint16_t node, std::span<const uint8_t> key) { return empty_table(node, key, kTableInfoSize); });
+    register_dump(0x140006,
+                  [](uint16_t node, std::span<const uint8_t> key) { return empty_table(node, key, kFastForwardSize); });
+    register_dump(0x140014,
+                  [](uint16_t node, std::span<const uint8_t> key) { return empty_table(node, key, kTableInfoSize); });
     // No counterpart: the client sees the general failure.
-    for (uint32_t type : {0x140009u, 0x140017u, 0x140019u, 0x14001au, 0x140022u, 0x140026u, 0x140027u, 0x140029u,
-                          0x14002au, 0x14002bu})
+    for (uint32_t type :
+         {0x140009u, 0x140017u, 0x140019u, 0x14001au, 0x140022u, 0x140026u, 0x140027u, 0x140029u, 0x14002au, 0x14002bu})
         register_dump(type, refuse);
 }
 

@@ -14,8 +14,7 @@ PrefetchCursor::PrefetchCursor(uint32_t recordSize, uint32_t window, Produce pro
     thread_ = std::thread([this, produce = std::move(produce)] {
         produce(*this);
         std::lock_guard lock(mu_);
-        count_ += made_;
-        made_ = 0;
+        hand_over_locked();
         done_ = true;
         cv_.notify_all();
     });
@@ -30,8 +29,7 @@ PrefetchCursor::~PrefetchCursor() {
     thread_.join();
 }
 
-void PrefetchCursor::hand_over() {
-    std::lock_guard lock(mu_);
+void PrefetchCursor::hand_over_locked() {
     count_ += made_;
     made_ = 0;
     if (pullerWaits_) cv_.notify_all();
@@ -41,9 +39,7 @@ uint8_t *PrefetchCursor::acquire() {
     if (cancelled_.load(std::memory_order_relaxed)) return nullptr;
     if (room_ == 0) {
         std::unique_lock lock(mu_);
-        count_ += made_;
-        made_ = 0;
-        if (pullerWaits_) cv_.notify_all();
+        hand_over_locked();
         // Wait for a hand-over's worth of free slots, not for one: a
         // producer woken per freed slot would trade places with the
         // puller record by record.
@@ -65,7 +61,10 @@ void PrefetchCursor::publish() {
     writing_ = false;
     tail_ = (tail_ + 1) % window_;
     --room_;
-    if (++made_ >= handOver_) hand_over();
+    if (++made_ >= handOver_) {
+        std::lock_guard lock(mu_);
+        hand_over_locked();
+    }
 }
 
 uint32_t PrefetchCursor::pull(std::vector<uint8_t> &out, uint32_t max) {

@@ -46,8 +46,9 @@ public:
 private:
     uint8_t *acquire() override;
     void publish() override;
-    // Hands what the producer made since the last hand-over to the puller.
-    void hand_over();
+    // Hands what the producer made since the last hand-over to the puller,
+    // waking it if it waits; mu_ held.
+    void hand_over_locked();
 
     const uint32_t size_;
     const uint32_t window_;
