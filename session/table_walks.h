@@ -61,7 +61,9 @@ uint32_t walk_relation_table(uint16_t node, const uint8_t *key, OnRecord &&onRec
 
 // The kernel's own record of each session the key selects.  The two driver
 // contexts come in host order and are left as delivered.
-inline void convert_kernel_session(SESSION_KERNELINFO_S *e) { swap_fields(e, kKernelInfoFields); }
+inline void convert_kernel_session(SESSION_KERNELINFO_S *e) {
+    swap_fields(e, kKernelInfoFields);
+}
 
 template <class OnRecord>
 uint32_t walk_session_kernel(uint16_t node, const SESSION_DUMPKEY_S &key, OnRecord &&onRecord) {
